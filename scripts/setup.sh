@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Installs every Debian package that building, testing and the demo need.
+# Idempotent: packages already present are left alone, and the package index
+# is refreshed only when something is missing.
+set -euo pipefail
+
+packages=(
+  # build
+  g++ cmake ninja-build pkg-config clang libclang-rt-14-dev
+  # application framework and libraries
+  qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev
+  libplist-dev libpugixml-dev
+  # unit tests and benchmarks
+  libgtest-dev libgmock-dev libbenchmark-dev
+  # real clients the tests use
+  trash-cli attr e2fsprogs sudo dbus dbus-x11 xvfb xauth poppler-utils
+  util-linux procps python3 time
+  # the privileged helper is started through pkexec by default
+  pkexec
+  # fonts for readable screenshots and printed lists
+  fonts-dejavu-core
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+
+if ((${#missing[@]})); then
+  echo "setup: installing ${missing[*]}"
+  SUDO=""
+  [ "$(id -u)" -eq 0 ] || SUDO="sudo"
+  export DEBIAN_FRONTEND=noninteractive
+  $SUDO apt-get update -qq
+  $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
+else
+  echo "setup: all packages present"
+fi

@@ -1,0 +1,125 @@
+#include "VTTaskEx.h"
+
+#include "VTLog.h"
+#include "VTPath.h"
+
+#include <QFileInfo>
+#include <QProcess>
+
+namespace {
+
+// Host tools that may live in another bin folder on this system.
+bool isRelocatableHostTool(const QString &tool)
+{
+    static const QStringList folders = {QStringLiteral("/bin"), QStringLiteral("/usr/bin"), QStringLiteral("/usr/sbin"),
+                                        QStringLiteral("/sbin")};
+    return folders.contains(VTPath::removeLastComponent(tool));
+}
+
+bool isExecutableFile(const QString &path)
+{
+    const QFileInfo info(path);
+    return info.isFile() && info.isExecutable();
+}
+
+} // namespace
+
+QString VTTaskEx::resolveTool(const QString &tool)
+{
+    if (isExecutableFile(tool))
+        return tool;
+    if (!isRelocatableHostTool(tool))
+        return QString();
+    const QString name = VTPath::lastComponent(tool);
+    for (const char *folder : {"/usr/sbin", "/usr/bin", "/bin", "/sbin"}) {
+        const QString candidate = VTPath::join(QLatin1String(folder), name);
+        if (isExecutableFile(candidate)) {
+            VTLog::appendLog(QStringLiteral("%1 is not on this system; running %2").arg(tool, candidate));
+            return candidate;
+        }
+    }
+    return QString();
+}
+
+VTTaskEx::Result VTTaskEx::run(const QString &tool, const QStringList &arguments,
+                               std::optional<std::chrono::milliseconds> timeout, const QByteArray &input)
+{
+    Result result;
+    const QString program = resolveTool(tool);
+    if (program.isEmpty()) {
+        VTLog::appendLog(QStringLiteral("Error: %1 is not executable").arg(tool));
+        return result;
+    }
+    QProcess process;
+    process.setProgram(program);
+    process.setArguments(arguments);
+    process.start(QIODevice::ReadWrite);
+    if (!process.waitForStarted(-1)) {
+        VTLog::appendLog(QStringLiteral("Error: %1 is not executable").arg(tool));
+        return result;
+    }
+    if (!input.isEmpty())
+        process.write(input);
+    process.closeWriteChannel();
+
+    const int waitMs = timeout ? static_cast<int>(timeout->count()) : -1;
+    if (!process.waitForFinished(waitMs)) {
+        if (process.state() != QProcess::NotRunning) {
+            VTLog::appendLog(QStringLiteral("Task %1 timed out. Terminating...").arg(tool));
+            process.kill();
+            process.waitForFinished(-1);
+            result.outcome = Outcome::TimedOut;
+            result.standardOutput = process.readAllStandardOutput();
+            result.standardError = process.readAllStandardError();
+            return result;
+        }
+    }
+    result.standardOutput = process.readAllStandardOutput();
+    result.standardError = process.readAllStandardError();
+    if (process.exitStatus() == QProcess::CrashExit) {
+        result.outcome = Outcome::Crashed;
+        return result;
+    }
+    result.exitCode = process.exitCode();
+    result.outcome = result.exitCode == 0 ? Outcome::Success : Outcome::FinishedWithError;
+    return result;
+}
+
+bool VTTaskEx::runTask(const QString &tool, const QStringList &arguments)
+{
+    return run(tool, arguments).succeeded();
+}
+
+bool VTTaskEx::runTask(const QString &tool, const QStringList &arguments, std::chrono::seconds timeout)
+{
+    return run(tool, arguments, timeout).succeeded();
+}
+
+bool VTTaskEx::runTaskAndReturn(const QString &tool, const QStringList &arguments)
+{
+    const QString program = resolveTool(tool);
+    if (program.isEmpty()) {
+        VTLog::appendLog(QStringLiteral("Error: %1 is not executable").arg(tool));
+        return false;
+    }
+    // Detached: the tool outlives this call and is reaped by the system.
+    return QProcess::startDetached(program, arguments);
+}
+
+QString VTTaskEx::stringFromTask(const QString &tool, const QStringList &arguments)
+{
+    return QString::fromUtf8(run(tool, arguments).standardOutput);
+}
+
+QByteArray VTTaskEx::dataFromTask(const QString &tool, const QStringList &arguments, std::chrono::seconds timeout)
+{
+    return run(tool, arguments, timeout).standardOutput;
+}
+
+int VTTaskEx::terminationCodeFromTask(const QString &tool, const QStringList &arguments)
+{
+    const Result result = run(tool, arguments);
+    if (result.outcome == Outcome::FailedToStart || result.outcome == Outcome::Crashed)
+        return -1;
+    return result.exitCode;
+}

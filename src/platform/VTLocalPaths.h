@@ -1,0 +1,78 @@
+#pragma once
+
+#include <QString>
+
+// Standard folders of the managed system. The all-users ("local") domain lives
+// under TESSARY_SYSTEM_ROOT (default "/"), the current user's domain under the
+// user's home. This class is the only reader of TESSARY_SYSTEM_ROOT, HOME and
+// TESSARY_ESCALATE; it keeps no state of its own.
+class VTLocalPaths
+{
+public:
+    enum class Directory {
+        Applications,
+        AdminApplications,
+        Documents,
+        Library,
+        Caches,
+        ApplicationSupport,
+        Movies,
+        Desktop,
+        Documentation,
+    };
+
+    // The folder that stands for "/" of the all-users domain, without a
+    // trailing separator ("/" itself when unset).
+    [[nodiscard]] static QString systemRoot();
+    // A macOS absolute path ("/Library/Plug-Ins") placed under the system root.
+    [[nodiscard]] static QString systemPath(const QString &macPath);
+    // The inverse: a path under the system root as the managed system sees it
+    // ("/tmp/sb/Library" gives "/Library"); other paths come back unchanged.
+    [[nodiscard]] static QString stripSystemRoot(const QString &path);
+
+    // The command that starts the privileged helper (default "pkexec").
+    [[nodiscard]] static QString escalateCommand();
+    [[nodiscard]] static bool isSuperuser();
+
+    // The first folder the standard-directory search gives for a kind and
+    // domain, with the root correction for a superuser run; empty when the
+    // domain has no such folder.
+    [[nodiscard]] static QString pathForDirectory(Directory directory, bool forUser);
+
+    [[nodiscard]] static QString applicationDirectory(bool forUser);
+    [[nodiscard]] static QString adminApplicationDirectory(bool forUser);
+    [[nodiscard]] static QString documentDirectory(bool forUser);
+    [[nodiscard]] static QString libraryDirectory(bool forUser);
+    [[nodiscard]] static QString prefsDirectory(bool forUser);
+    [[nodiscard]] static QString cacheDirectory(bool forUser);
+    [[nodiscard]] static QString appSupportDirectory(bool forUser);
+    [[nodiscard]] static QString logDirectory(bool forUser);
+    [[nodiscard]] static QString darwinCacheDirectory();
+    [[nodiscard]] static QString movieDirectory();
+    [[nodiscard]] static QString desktopDirectory();
+    [[nodiscard]] static QString systemLibraryDirectory();
+    [[nodiscard]] static QString localDocumentationDirectory();
+
+    // The home folder: the console user's when running as superuser with a
+    // console user, otherwise the process's own (HOME).
+    [[nodiscard]] static QString userDirectory();
+    // The console user's name as superuser (when there is one), else the
+    // process's account name.
+    [[nodiscard]] static QString username();
+    // The user who invoked a superuser run (sudo, pkexec) or the user of the
+    // active login session; empty when there is none.
+    [[nodiscard]] static QString currentConsoleUser();
+
+    [[nodiscard]] static QString trashDirectory();
+    [[nodiscard]] static QString tempDirectory();
+    [[nodiscard]] static QString tempFile();
+    [[nodiscard]] static QString uuid();
+    [[nodiscard]] static QString randomString(int length);
+
+    [[nodiscard]] static bool isPathSystemDirectory(const QString &path, bool exactMatch = false);
+    [[nodiscard]] static bool isPathOnTimeMachineVolume(const QString &path);
+
+private:
+    [[nodiscard]] static QString processHome();
+    [[nodiscard]] static QString searchPath(Directory directory, bool forUser);
+};
