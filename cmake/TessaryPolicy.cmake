@@ -25,10 +25,18 @@ if(TESSARY_ASAN)
   target_link_options(tessary_policy INTERFACE -fsanitize=address,undefined)
 endif()
 
-# tessary_add_library(<name> FOLDER <dir> SOURCES ... DEPENDS ...)
+# tessary_add_library(<name> [SOURCES ...] [EXCLUDE ...] DEPENDS ...)
 # A static library for one source folder, with its folder on the include path.
+# Without SOURCES it takes every .cpp of the folder (one class per file), less
+# the files named in EXCLUDE (entry points of executables built beside it).
 function(tessary_add_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;EXCLUDE;DEPENDS" ${ARGN})
+  if(NOT ARG_SOURCES)
+    file(GLOB ARG_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+    foreach(excluded IN LISTS ARG_EXCLUDE)
+      list(REMOVE_ITEM ARG_SOURCES ${CMAKE_CURRENT_SOURCE_DIR}/${excluded})
+    endforeach()
+  endif()
   add_library(${name} STATIC ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${name} PUBLIC tessary_policy ${ARG_DEPENDS})
