@@ -1,0 +1,124 @@
+#include "VTFinderInfo.h"
+#include "VTPath.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <sys/xattr.h>
+
+namespace {
+
+class VTFinderInfoTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_dir.isValid());
+        m_file = VTPath::join(m_dir.path(), QStringLiteral("Blur"));
+        QFile file(m_file);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("script");
+    }
+
+    // Writes the raw attribute, as another program would have left it.
+    void writeRaw(const QString &path, const QByteArray &bytes)
+    {
+        ASSERT_EQ(::setxattr(QFile::encodeName(path).constData(), VTFinderInfo::attributeName(), bytes.constData(),
+                             static_cast<size_t>(bytes.size()), 0),
+                  0);
+    }
+
+    QByteArray readRaw(const QString &path)
+    {
+        QByteArray bytes(256, '\0');
+        const ssize_t length = ::getxattr(QFile::encodeName(path).constData(), VTFinderInfo::attributeName(),
+                                          bytes.data(), static_cast<size_t>(bytes.size()));
+        return length < 0 ? QByteArray() : bytes.left(static_cast<qsizetype>(length));
+    }
+
+    QTemporaryDir m_dir;
+    QString m_file;
+};
+
+} // namespace
+
+TEST_F(VTFinderInfoTest, SetCodeIsReadBackAndFillsTheWholeFinderInfo)
+{
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSC")));
+    EXPECT_EQ(VTFinderInfo::typeCode(m_file), QByteArrayLiteral("FCSC"));
+    const QByteArray raw = readRaw(m_file);
+    ASSERT_EQ(raw.size(), VTFinderInfo::FinderInfoLength);
+    EXPECT_EQ(raw.left(4), QByteArrayLiteral("FCSC"));
+    EXPECT_EQ(raw.mid(4), QByteArray(VTFinderInfo::FinderInfoLength - 4, '\0'));
+}
+
+TEST_F(VTFinderInfoTest, SetCodeKeepsCreatorAndFlags)
+{
+    QByteArray info(VTFinderInfo::FinderInfoLength, '\0');
+    info.replace(0, 8, QByteArrayLiteral("TEXTKAHL"));
+    info[8] = '\x40';
+    writeRaw(m_file, info);
+
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSC")));
+    const QByteArray raw = readRaw(m_file);
+    EXPECT_EQ(raw.left(8), QByteArrayLiteral("FCSCKAHL"));
+    EXPECT_EQ(raw.at(8), '\x40');
+    EXPECT_EQ(raw.size(), VTFinderInfo::FinderInfoLength);
+}
+
+TEST_F(VTFinderInfoTest, MissingShortOrLongAttributes)
+{
+    EXPECT_TRUE(VTFinderInfo::typeCode(m_file).isEmpty()) << "no attribute at all";
+
+    writeRaw(m_file, QByteArrayLiteral("FCS"));
+    EXPECT_TRUE(VTFinderInfo::typeCode(m_file).isEmpty()) << "three bytes are no type code";
+
+    writeRaw(m_file, QByteArrayLiteral("FCSC"));
+    EXPECT_EQ(VTFinderInfo::typeCode(m_file), QByteArrayLiteral("FCSC"));
+
+    QByteArray longer(48, 'x');
+    longer.replace(0, 4, QByteArrayLiteral("TEXT"));
+    writeRaw(m_file, longer);
+    EXPECT_EQ(VTFinderInfo::typeCode(m_file), QByteArrayLiteral("TEXT"));
+
+    // A short attribute is padded, not kept short, when a code is set on it.
+    writeRaw(m_file, QByteArrayLiteral("ab"));
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSC")));
+    EXPECT_EQ(readRaw(m_file).size(), VTFinderInfo::FinderInfoLength);
+}
+
+TEST_F(VTFinderInfoTest, RejectsWrongLengthsAndMissingItems)
+{
+    EXPECT_FALSE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCS")));
+    EXPECT_FALSE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSCX")));
+    EXPECT_TRUE(readRaw(m_file).isEmpty()) << "a refused code must not be written";
+
+    const QString missing = VTPath::join(m_dir.path(), QStringLiteral("missing"));
+    EXPECT_FALSE(VTFinderInfo::setTypeCode(missing, QByteArrayLiteral("FCSC")));
+    EXPECT_TRUE(VTFinderInfo::typeCode(missing).isEmpty());
+}
+
+TEST_F(VTFinderInfoTest, SymbolicLinksAreFollowed)
+{
+    const QString link = VTPath::join(m_dir.path(), QStringLiteral("link"));
+    ASSERT_TRUE(QFile::link(m_file, link));
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSC")));
+    EXPECT_EQ(VTFinderInfo::typeCode(link), QByteArrayLiteral("FCSC"));
+}
+
+TEST_F(VTFinderInfoTest, OtherToolsSeeTheAttribute)
+{
+    const QString getfattr = QStandardPaths::findExecutable(QStringLiteral("getfattr"));
+    if (getfattr.isEmpty())
+        GTEST_SKIP() << "getfattr (package attr) is not installed";
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSC")));
+    QProcess process;
+    process.start(getfattr, {QStringLiteral("--only-values"), QStringLiteral("-n"),
+                             QString::fromLatin1(VTFinderInfo::attributeName()), m_file});
+    ASSERT_TRUE(process.waitForFinished(10000));
+    EXPECT_TRUE(process.readAllStandardOutput().startsWith("FCSC"));
+}
