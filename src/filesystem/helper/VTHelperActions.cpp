@@ -1,0 +1,337 @@
+#include "VTHelperActions.h"
+
+#include "VTSafeFs.h"
+#include "VTTreeCopy.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using VTSafeFs::Fd;
+
+namespace VTHelperActions {
+
+namespace {
+
+constexpr bool NoSymlinks = true;
+
+struct Parsed {
+    std::string tool;
+    std::string flags;
+    std::vector<std::string> operands;
+};
+
+// Splits the vector into the tool's name, its option letters and operands.
+bool parse(const std::vector<std::string> &arguments, Parsed &parsed)
+{
+    if (arguments.empty())
+        return false;
+    const std::string &path = arguments[0];
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return false;
+    const std::string folder = path.substr(0, slash);
+    if (folder != "/bin" && folder != "/usr/bin" && folder != "/sbin" && folder != "/usr/sbin")
+        return false;
+    parsed.tool = path.substr(slash + 1);
+    bool optionsEnded = false;
+    for (std::size_t i = 1; i < arguments.size(); ++i) {
+        const std::string &argument = arguments[i];
+        if (!optionsEnded && argument == "--") {
+            optionsEnded = true;
+        } else if (!optionsEnded && argument.size() > 1 && argument[0] == '-') {
+            parsed.flags += argument.substr(1);
+        } else {
+            optionsEnded = true;
+            parsed.operands.push_back(argument);
+        }
+    }
+    return true;
+}
+
+bool flagsAllowed(const std::string &flags, const char *allowed)
+{
+    return flags.find_first_not_of(allowed) == std::string::npos;
+}
+
+bool has(const std::string &flags, const char *any)
+{
+    return flags.find_first_of(any) != std::string::npos;
+}
+
+bool validPath(const std::string &path)
+{
+    return VTSafeFs::isCleanAbsolutePath(path) && path != "/";
+}
+
+// Whole-tree actions never start at the top level ("/usr", "/home").
+bool deepEnough(const std::string &path)
+{
+    return VTSafeFs::components(path).size() >= 2;
+}
+
+struct Target {
+    Fd folder;
+    std::string name;
+};
+
+int resolve(const std::string &path, Target &target)
+{
+    target.folder = Fd(VTSafeFs::openParent(path, NoSymlinks, target.name));
+    return target.folder.valid() ? 0 : -target.folder.get();
+}
+
+// The place an item goes for mv and cp: inside DEST when DEST is a folder
+// (not a link to one), else DEST itself.
+int resolveDestination(const std::string &dest, const std::string &sourceName, Target &target)
+{
+    if (const int error = resolve(dest, target))
+        return error;
+    struct stat st {};
+    if (VTSafeFs::statAt(target.folder.get(), target.name, st) == 0 && S_ISDIR(st.st_mode)) {
+        Fd inside(VTSafeFs::openFolder(dest, NoSymlinks));
+        if (!inside.valid())
+            return -inside.get();
+        target.folder = std::move(inside);
+        target.name = sourceName;
+    }
+    return 0;
+}
+
+// Replacing is what mv -f and cp -f do to an existing file; a folder is
+// never replaced.
+bool replaces(int sourceDir, const std::string &source, const Target &dest)
+{
+    struct stat from {}, to {};
+    if (VTSafeFs::statAt(dest.folder.get(), dest.name, to) != 0)
+        return false;
+    return VTSafeFs::statAt(sourceDir, source, from) == 0 && !S_ISDIR(from.st_mode) && !S_ISDIR(to.st_mode);
+}
+
+int moveAction(const Parsed &p)
+{
+    if (!flagsAllowed(p.flags, "f") || p.operands.size() != 2 || !validPath(p.operands[0]) || !validPath(p.operands[1]))
+        return EINVAL;
+    Target source, dest;
+    if (const int error = resolve(p.operands[0], source))
+        return error;
+    if (!VTSafeFs::existsAt(source.folder.get(), source.name))
+        return ENOENT;
+    if (const int error = resolveDestination(p.operands[1], source.name, dest))
+        return error;
+    const bool replace = replaces(source.folder.get(), source.name, dest);
+    (void)VTSafeFs::setImmutableAt(source.folder.get(), source.name, false);
+    if (replace)
+        (void)VTSafeFs::setImmutableAt(dest.folder.get(), dest.name, false);
+    return VTTreeCopy::moveItem(source.folder.get(), source.name, dest.folder.get(), dest.name, replace, p.operands[0]);
+}
+
+int copyAction(const Parsed &p)
+{
+    if (!flagsAllowed(p.flags, "fpRr") || p.operands.size() != 2 || !validPath(p.operands[0]) || !validPath(p.operands[1]))
+        return EINVAL;
+    Target source, dest;
+    if (const int error = resolve(p.operands[0], source))
+        return error;
+    struct stat st {};
+    if (const int error = VTSafeFs::statAt(source.folder.get(), source.name, st))
+        return error;
+    if (S_ISDIR(st.st_mode) && !has(p.flags, "Rr"))
+        return EISDIR;
+    if (const int error = resolveDestination(p.operands[1], source.name, dest))
+        return error;
+    const bool replace = replaces(source.folder.get(), source.name, dest);
+    return VTTreeCopy::copyItem(source.folder.get(), source.name, dest.folder.get(), dest.name, replace);
+}
+
+int removeAction(const Parsed &p)
+{
+    if (!flagsAllowed(p.flags, "Rrdf") || p.operands.empty())
+        return EINVAL;
+    const bool recursive = has(p.flags, "Rr");
+    const bool force = has(p.flags, "f");
+    int firstError = 0;
+    for (const std::string &path : p.operands) {
+        int error = 0;
+        Target target;
+        struct stat st {};
+        if (!validPath(path) || (recursive && !deepEnough(path))) {
+            error = EINVAL;
+        } else if ((error = resolve(path, target)) == 0
+                   && (error = VTSafeFs::statAt(target.folder.get(), target.name, st)) == 0) {
+            if (!S_ISDIR(st.st_mode) || recursive) {
+                error = VTSafeFs::removeTree(target.folder.get(), target.name, true);
+            } else if (has(p.flags, "d")) {
+                (void)VTSafeFs::setImmutableAt(target.folder.get(), target.name, false);
+                error = ::unlinkat(target.folder.get(), target.name.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;
+            } else {
+                error = EISDIR;
+            }
+        }
+        if (error == ENOENT && force)
+            error = 0;
+        if (error && !firstError)
+            firstError = error;
+    }
+    return firstError;
+}
+
+int makeFolderWithParents(const std::string &path)
+{
+    Fd current(VTSafeFs::openFolder("/", NoSymlinks));
+    if (!current.valid())
+        return -current.get();
+    for (const std::string &part : VTSafeFs::components(path)) {
+        if (::mkdirat(current.get(), part.c_str(), 0755) != 0 && errno != EEXIST)
+            return errno;
+        Fd next(::openat(current.get(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (!next.valid())
+            return errno;
+        current = std::move(next);
+    }
+    return 0;
+}
+
+int makeFolderAction(const Parsed &p)
+{
+    if (!flagsAllowed(p.flags, "p") || p.operands.empty())
+        return EINVAL;
+    int firstError = 0;
+    for (const std::string &path : p.operands) {
+        int error = 0;
+        Target target;
+        if (!validPath(path))
+            error = EINVAL;
+        else if (has(p.flags, "p"))
+            error = makeFolderWithParents(path);
+        else if ((error = resolve(path, target)) == 0)
+            error = ::mkdirat(target.folder.get(), target.name.c_str(), 0755) == 0 ? 0 : errno;
+        if (error && !firstError)
+            firstError = error;
+    }
+    return firstError;
+}
+
+bool lookUpOwner(const std::string &spec, uid_t &uid, gid_t &gid)
+{
+    uid = static_cast<uid_t>(-1);
+    gid = static_cast<gid_t>(-1);
+    const std::size_t colon = spec.find(':');
+    const std::string user = spec.substr(0, colon);
+    const std::string group = colon == std::string::npos ? std::string() : spec.substr(colon + 1);
+    char buffer[8192];
+    if (!user.empty()) {
+        struct passwd entry {};
+        struct passwd *found = nullptr;
+        if (getpwnam_r(user.c_str(), &entry, buffer, sizeof buffer, &found) != 0 || !found)
+            return false;
+        uid = found->pw_uid;
+    }
+    if (!group.empty()) {
+        struct group entry {};
+        struct group *found = nullptr;
+        if (getgrnam_r(group.c_str(), &entry, buffer, sizeof buffer, &found) != 0 || !found)
+            return false;
+        gid = found->gr_gid;
+    }
+    return !user.empty() || !group.empty();
+}
+
+// chown and chmod share their shape: an owner or mode, then paths.
+template<typename Change>
+int changeAction(const Parsed &p, const Change &change)
+{
+    if (!flagsAllowed(p.flags, "R") || p.operands.size() < 2)
+        return EINVAL;
+    const bool recursive = has(p.flags, "R");
+    int firstError = 0;
+    for (std::size_t i = 1; i < p.operands.size(); ++i) {
+        const std::string &path = p.operands[i];
+        int error = 0;
+        Target target;
+        if (!validPath(path) || (recursive && !deepEnough(path)))
+            error = EINVAL;
+        else if ((error = resolve(path, target)) == 0)
+            error = change(target.folder.get(), target.name, recursive);
+        if (error && !firstError)
+            firstError = error;
+    }
+    return firstError;
+}
+
+int touchAction(const Parsed &p)
+{
+    if (!flagsAllowed(p.flags, "c") || p.operands.empty())
+        return EINVAL;
+    int firstError = 0;
+    for (const std::string &path : p.operands) {
+        int error = 0;
+        Target target;
+        if (!validPath(path)) {
+            error = EINVAL;
+        } else if ((error = resolve(path, target)) == 0) {
+            if (::utimensat(target.folder.get(), target.name.c_str(), nullptr, AT_SYMLINK_NOFOLLOW) != 0) {
+                error = errno;
+                if (error == ENOENT) {
+                    if (has(p.flags, "c")) {
+                        error = 0;
+                    } else {
+                        const int fd = ::openat(target.folder.get(), target.name.c_str(),
+                                                O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+                        error = fd >= 0 ? 0 : errno;
+                        if (fd >= 0)
+                            ::close(fd);
+                    }
+                }
+            }
+        }
+        if (error && !firstError)
+            firstError = error;
+    }
+    return firstError;
+}
+
+} // namespace
+
+int run(const std::vector<std::string> &arguments)
+{
+    Parsed p;
+    if (!parse(arguments, p))
+        return EPERM;
+    if (p.tool == "mv")
+        return moveAction(p);
+    if (p.tool == "cp")
+        return copyAction(p);
+    if (p.tool == "rm")
+        return removeAction(p);
+    if (p.tool == "mkdir")
+        return makeFolderAction(p);
+    if (p.tool == "chown") {
+        uid_t uid;
+        gid_t gid;
+        if (p.operands.empty() || !lookUpOwner(p.operands[0], uid, gid))
+            return EINVAL;
+        return changeAction(p, [uid, gid](int dir, const std::string &name, bool recursive) {
+            return VTSafeFs::chownAt(dir, name, uid, gid, recursive);
+        });
+    }
+    if (p.tool == "chmod") {
+        VTSafeFs::ModeChange mode;
+        if (p.operands.empty() || !VTSafeFs::parseModeChange(p.operands[0], mode))
+            return EINVAL;
+        return changeAction(p, [&mode](int dir, const std::string &name, bool recursive) {
+            return VTSafeFs::chmodAt(dir, name, mode, recursive);
+        });
+    }
+    if (p.tool == "touch")
+        return touchAction(p);
+    return EPERM;
+}
+
+} // namespace VTHelperActions

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// The privileged helper's whole repertoire: the allow-listed tools mv, cp, rm,
+// mkdir, chown, chmod and touch, performed in-process with symlink-safe calls
+// instead of executing anything. A request is the argument vector the tool
+// would get, starting with the tool's absolute path (/bin/mv, /usr/sbin/chown,
+// ... in any of /bin, /usr/bin, /sbin, /usr/sbin). Options come first and
+// only those listed below; every operand must be a clean absolute path, so
+// no path can ever be read as an option.
+//
+//   mv [-f] SOURCE DEST            rename, or the journaled copy across file
+//                                  systems; an existing folder DEST receives
+//                                  SOURCE inside it; a file DEST is replaced
+//   cp [-fpRr] SOURCE DEST         copy (modes, owners, times, user.* xattrs)
+//                                  into place through a temporary name
+//   rm [-Rrdf] PATH...             remove without following links
+//   mkdir [-p] PATH...             folders of mode 0755
+//   chown [-R] USER[:GROUP] PATH   recursive: a walk over open folders
+//   chmod [-R] MODE PATH           skipping links; see VTSafeFs::chmodAt
+//   touch [-c] PATH...
+//
+// Every path is resolved from "/" with no symbolic link allowed on the way.
+// The immutable attribute is cleared only on what mv moves or replaces and
+// on what rm removes, where the program unlocks too.
+namespace VTHelperActions {
+
+// 0 on success, an errno value otherwise (EPERM for a tool that is not
+// allowed, EINVAL for options or operands that are not).
+[[nodiscard]] int run(const std::vector<std::string> &arguments);
+
+} // namespace VTHelperActions

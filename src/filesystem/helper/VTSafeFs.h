@@ -1,0 +1,103 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+// File-system primitives on open folders, shared by the program and by its
+// privileged helper. They work on (folder descriptor, name) pairs so that a
+// folder, once opened, cannot be swapped for a symbolic link under them, and
+// on raw bytes so that names which are not valid UTF-8 are handled like any
+// other. No Qt here: the helper is a small root entry point.
+//
+// Functions return 0 on success or an errno value.
+namespace VTSafeFs {
+
+// An owned file descriptor.
+class Fd
+{
+public:
+    Fd() = default;
+    explicit Fd(int fd) : m_fd(fd) {}
+    Fd(const Fd &) = delete;
+    Fd &operator=(const Fd &) = delete;
+    Fd(Fd &&other) noexcept : m_fd(other.release()) {}
+    Fd &operator=(Fd &&other) noexcept;
+    ~Fd();
+
+    [[nodiscard]] int get() const { return m_fd; }
+    [[nodiscard]] bool valid() const { return m_fd >= 0; }
+    int release();
+
+private:
+    int m_fd = -1;
+};
+
+// True for an absolute path without empty, "." or ".." components and
+// without NUL bytes. "/" itself passes.
+[[nodiscard]] bool isCleanAbsolutePath(const std::string &path);
+
+// The path's components ("/a/b" gives "a", "b").
+[[nodiscard]] std::vector<std::string> components(const std::string &path);
+
+// Opens a folder by absolute path. With `noSymlinks` no component may be a
+// symbolic link (openat2 RESOLVE_NO_SYMLINKS, or one O_NOFOLLOW step per
+// component where the kernel lacks openat2). Returns the descriptor or -errno.
+[[nodiscard]] int openFolder(const std::string &path, bool noSymlinks);
+
+// Opens the folder holding the last component of `path` and gives that
+// component in `leaf`. The path must be clean and not "/".
+[[nodiscard]] int openParent(const std::string &path, bool noSymlinks, std::string &leaf);
+
+// lstat of a name in a folder; 0 or errno.
+[[nodiscard]] int statAt(int dirFd, const std::string &name, struct stat &st);
+[[nodiscard]] bool existsAt(int dirFd, const std::string &name);
+
+// The entries of an open folder except "." and ".."; the folder descriptor
+// stays open. Returns errno through `error` when the listing failed.
+[[nodiscard]] std::vector<std::string> listFolder(int dirFd, int *error = nullptr);
+
+// The immutable attribute (as chattr +i). A file system without it has no
+// locked files: reading gives false, clearing succeeds. Symbolic links are
+// never locked.
+[[nodiscard]] int isImmutableAt(int dirFd, const std::string &name, bool &locked);
+[[nodiscard]] int setImmutableAt(int dirFd, const std::string &name, bool locked);
+
+// Removes a file, link or whole folder tree without following any link.
+// With `unlockEach`, clears the immutable attribute of every item first.
+[[nodiscard]] int removeTree(int dirFd, const std::string &name, bool unlockEach = false);
+
+// flush of a folder's entries to disk.
+int syncFolder(int dirFd);
+
+// rename that never replaces an existing destination; falls back to a
+// checked rename on file systems without RENAME_NOREPLACE.
+[[nodiscard]] int renameNoReplace(int fromDir, const std::string &from, int toDir, const std::string &to);
+
+// Permission changes over a whole tree, for the permission repair: walks
+// open folders, skips symbolic links and items with more than one hard link
+// (which could reach outside the tree), never opens devices. A folder that
+// ends up writable by everyone also gets the sticky bit, so others may add
+// entries but not replace or remove what they do not own.
+struct ModeChange {
+    struct Clause {
+        mode_t who = 0;     // the u/g/o bits the clause applies to
+        char op = '+';      // '+', '-' or '='
+        mode_t perms = 0;   // r/w/x/t bits before masking by `who`
+        bool conditionalExecute = false; // 'X'
+    };
+    std::vector<Clause> clauses;
+    bool absolute = false;
+    mode_t absoluteMode = 0;
+    [[nodiscard]] mode_t apply(mode_t mode, bool isFolder) const;
+};
+// Parses "755", "a+rw", "u+w,go-w", "o=rx" and so on; false when not understood.
+[[nodiscard]] bool parseModeChange(const std::string &text, ModeChange &change);
+
+[[nodiscard]] int chmodAt(int dirFd, const std::string &name, const ModeChange &change, bool recursive);
+// uid/gid of (uid_t)-1 / (gid_t)-1 leave that part unchanged.
+[[nodiscard]] int chownAt(int dirFd, const std::string &name, uid_t uid, gid_t gid, bool recursive);
+
+} // namespace VTSafeFs

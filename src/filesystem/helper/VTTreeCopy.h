@@ -1,0 +1,56 @@
+#pragma once
+
+#include <string>
+
+// Copies and moves of whole items (files, links, folder trees) that lose
+// nothing, shared by the program and its privileged helper.
+//
+// A rename within one file system is atomic. Across file systems a move
+// copies the item to a temporary name in the destination folder (contents,
+// modes, owner where permitted, user.* extended attributes, inner links as
+// links), flushes it, renames it into place without replacing, and only then
+// removes the source. Before copying it writes a journal beside the copy:
+//
+//   <destination folder>/.vtmove.<16 hex digits>           the copy in progress
+//   <destination folder>/.vtmove.<16 hex digits>.journal   "VTMOVE1\n", the source's
+//                                                         absolute path, NUL, the
+//                                                         destination name, NUL
+//
+// An interrupted move therefore leaves either a temporary copy (the source is
+// still whole) or a finished destination beside a source that was not yet, or
+// not completely, removed. cleanUpFolder() resolves both on the next run.
+namespace VTTreeCopy {
+
+inline constexpr const char TemporaryPrefix[] = ".vtmove.";
+inline constexpr const char JournalSuffix[] = ".journal";
+
+// True for names this module uses for copies in progress and their journals.
+[[nodiscard]] bool isTemporaryName(const std::string &name);
+
+// Copies `from` in `fromDir` to `to` in `toDir`, which must not exist. Never
+// follows a link; files and folders are flushed to disk.
+[[nodiscard]] int copyTree(int fromDir, const std::string &from, int toDir, const std::string &to);
+
+// Copies into place through a temporary name, so no half-made item ever
+// carries the destination name. `replace` lets a copy replace an existing
+// file (never a folder).
+[[nodiscard]] int copyItem(int fromDir, const std::string &from, int toDir, const std::string &to, bool replace);
+
+// Moves an item: a rename, or across file systems the journaled copy, rename
+// and removal described above. `sourcePath` is the source's absolute path, for
+// the journal. `replace` lets the move replace an existing file.
+[[nodiscard]] int moveItem(int fromDir, const std::string &from, int toDir, const std::string &to, bool replace,
+                           const std::string &sourcePath);
+
+// Resolves what interrupted moves left in the open folder `dirFd`: removes
+// temporary copies, and removes a source whose destination is a complete
+// duplicate of it. A source that differs from its destination is kept.
+// `noSymlinks` applies to resolving the recorded source paths. Returns the
+// number of leftovers resolved.
+int cleanUpFolder(int dirFd, bool noSymlinks);
+
+// True when two items have the same names, types, link targets and contents
+// all the way down.
+[[nodiscard]] bool sameTree(int aDir, const std::string &a, int bDir, const std::string &b);
+
+} // namespace VTTreeCopy
