@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <array>
 #include <memory>
 #include <optional>
 
@@ -64,9 +65,17 @@ public:
     // practically never set); empty when unset.
     [[nodiscard]] static QString currentUser();
 
+    // The Adobe MediaCore folder this value was built with.
+    [[nodiscard]] QString adobeFolder() const { return m_adobeFolder; }
+
 private:
+    static constexpr int KindCount = 10;
+    void buildBasePaths(const QString &systemRoot, const QString &home, const QString &allUsersAppSupport);
+
     QList<Folder> m_folders;
     QString m_disabledPath;
     QString m_adobeFolder;
     bool m_symphonyInstalled = false; // "com.avid.Symphony", for base paths
+    // Base paths by [access != 0][kind], worked out once in build().
+    std::array<std::array<QString, KindCount>, 2> m_basePaths;
 };

@@ -1,0 +1,106 @@
+#include "VTFinderInfo.h"
+#include "VTPluginEntryRules.h"
+#include "VTTestSandbox.h"
+
+#include <QSet>
+
+#include <gtest/gtest.h>
+
+
+using namespace VTPluginEntryRules;
+
+TEST(VTPluginEntryRules, PluginExtensionsIgnoreCase)
+{
+    for (const char *extension : {"txt", "fcfcc", "bundle", "avx", "dpm", "fxplug", "component", "plugin", "vst", "FxPlug",
+                                  "VST", "Component", "TXT"})
+        EXPECT_TRUE(isPluginExtension(QLatin1String(extension))) << extension;
+    for (const char *extension : {"", "app", "fxplugx", "vst3", "moti", "localized", "2.0", "aaxplugin"})
+        EXPECT_FALSE(isPluginExtension(QLatin1String(extension))) << extension;
+}
+
+TEST(VTPluginEntryRules, MotionTemplateExtensions)
+{
+    for (const char *extension : {"moti", "motn", "motr", "moef", "MOTN", "Moti"})
+        EXPECT_TRUE(isMotionTemplateExtension(QLatin1String(extension))) << extension;
+    for (const char *extension : {"", "mot", "mov", "motion", "fxplug"})
+        EXPECT_FALSE(isMotionTemplateExtension(QLatin1String(extension))) << extension;
+}
+
+TEST(VTPluginEntryRules, GroupFolderExtensions)
+{
+    for (const char *extension : {"", "localized", "0", "12", "2.5"})
+        EXPECT_TRUE(isGroupFolderExtension(QLatin1String(extension))) << extension;
+    // "Old.Disabled" is skipped for its extension, not for its name.
+    for (const char *extension : {"Disabled", "bundle", "v2", "nan", "txt"})
+        EXPECT_FALSE(isGroupFolderExtension(QLatin1String(extension))) << extension;
+}
+
+TEST(VTPluginEntryRules, IgnoredNames)
+{
+    EXPECT_TRUE(isIgnoredName(QStringLiteral(".localized")));
+    EXPECT_TRUE(isIgnoredName(QStringLiteral(".Disabled")));
+    for (const char *name : {"Old.Disabled", ".disabled", "localized", ".localized2", "Blur.fxplug"})
+        EXPECT_FALSE(isIgnoredName(QLatin1String(name))) << name;
+}
+
+TEST(VTPluginEntryRules, FxScriptTypeCodeOnFilesOnly)
+{
+    VTTestSandbox sandbox;
+    const QString script = sandbox.systemPath(QStringLiteral("Effects/Old Film"));
+    const QString text = sandbox.systemPath(QStringLiteral("Effects/Notes"));
+    const QString plain = sandbox.systemPath(QStringLiteral("Effects/Plain"));
+    const QString folder = sandbox.systemPath(QStringLiteral("Effects/Folder"));
+    ASSERT_TRUE(VTTestSandbox::makeFile(script, QByteArrayLiteral("script")));
+    ASSERT_TRUE(VTTestSandbox::makeFile(text));
+    ASSERT_TRUE(VTTestSandbox::makeFile(plain));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(folder));
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(script, QByteArrayLiteral("FCSC")));
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(text, QByteArrayLiteral("TEXT")));
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(folder, QByteArrayLiteral("FCSC")));
+
+    EXPECT_TRUE(hasFxScriptTypeCode(script));
+    EXPECT_FALSE(hasFxScriptTypeCode(text));
+    EXPECT_FALSE(hasFxScriptTypeCode(plain));
+    EXPECT_FALSE(hasFxScriptTypeCode(folder)) << "a folder's Finder information holds no type code";
+    EXPECT_FALSE(hasFxScriptTypeCode(sandbox.systemPath(QStringLiteral("Effects/Missing"))));
+
+    // Compared byte for byte: lower case is another code.
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(text, QByteArrayLiteral("fcsc")));
+    EXPECT_FALSE(hasFxScriptTypeCode(text));
+}
+
+TEST(VTPluginEntryRules, FxFactoryFolders)
+{
+    VTTestSandbox sandbox;
+    const QString marked = sandbox.systemPath(QStringLiteral("Marked"));
+    const QString unmarked = sandbox.systemPath(QStringLiteral("Unmarked"));
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(marked, QStringLiteral(".fxfactory.plist"))));
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(unmarked, QStringLiteral("fxfactory.plist"))));
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(unmarked, QStringLiteral("Sub/.fxfactory.plist"))));
+    EXPECT_TRUE(isFxFactoryFolder(marked));
+    EXPECT_FALSE(isFxFactoryFolder(unmarked)) << "only the folder's own entries count";
+}
+
+TEST(VTPluginEntryRules, InstallTypesAreExactlyTheRecognisedOnes)
+{
+    const QStringList types = installFileTypes();
+    EXPECT_EQ(types.first(), QStringLiteral("fxplug"));
+    EXPECT_EQ(types.last(), QStringLiteral("'FCSC'"));
+    EXPECT_EQ(QSet<QString>(types.cbegin(), types.cend()).size(), types.size()) << "no type twice";
+    for (const QString &type : types) {
+        if (type == QLatin1String("'FCSC'"))
+            continue;
+        EXPECT_TRUE(isPluginExtension(type) || isMotionTemplateExtension(type)) << type.toStdString();
+    }
+    // Nine plug-in extensions, four Motion template ones and the type code.
+    EXPECT_EQ(types.size(), 9 + 4 + 1);
+}
+
+TEST(VTPluginEntryRules, MotionTemplateCategoriesAreGroupFolders)
+{
+    const QStringList categories = motionTemplateCategories();
+    EXPECT_EQ(categories.size(), 5);
+    EXPECT_TRUE(categories.contains(QStringLiteral("Transitions.localized")));
+    for (const QString &category : categories)
+        EXPECT_TRUE(isGroupFolderExtension(VTPath::extension(category))) << category.toStdString();
+}

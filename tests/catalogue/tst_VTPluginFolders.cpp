@@ -1,0 +1,342 @@
+#include "VTPluginFolders.h"
+#include "VTPluginKind.h"
+#include "VTTestSandbox.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+const QStringList kKeysInOrder = {
+    QStringLiteral("localFxPlug"), QStringLiteral("userFxPlug"),  QStringLiteral("localFxScript"),
+    QStringLiteral("userFxScript"), QStringLiteral("localAU"),    QStringLiteral("userAU"),
+    QStringLiteral("avidAVX"),     QStringLiteral("avidAVX2"),    QStringLiteral("avidRTAS"),
+    QStringLiteral("adobeCommon"), QStringLiteral("localVST"),    QStringLiteral("userVST"),
+    QStringLiteral("localMotionTemplate"), QStringLiteral("userMotionTemplate"), QStringLiteral("localOFX"),
+};
+
+class VTPluginFoldersTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(m_sandbox.isValid()); }
+
+    QString sys(const char *macPath) const { return m_sandbox.systemPath(QLatin1String(macPath)); }
+    QString home(const char *relative) const { return m_sandbox.homePath(QLatin1String(relative)); }
+    QString adobe(const char *rest) const
+    {
+        return VTPath::join(sys("/Library/Application Support/Adobe/Common/Plug-ins"), QLatin1String(rest));
+    }
+
+    void installApplication(const char *relative, const char *identifier, const QVariantMap &info = {})
+    {
+        ASSERT_TRUE(VTTestSandbox::makeApplication(VTPath::join(sys("/Applications"), QLatin1String(relative)),
+                                                   QLatin1String(identifier), info));
+    }
+    void installPremiere(const char *name, const char *version)
+    {
+        const QString entry = QLatin1String(name);
+        installApplication(qPrintable(entry + u'/' + entry + QStringLiteral(".app")), "com.adobe.AdobePremierePro",
+                           {{QStringLiteral("CFBundleVersion"), QLatin1String(version)}});
+    }
+
+    VTTestSandbox m_sandbox;
+};
+
+} // namespace
+
+TEST_F(VTPluginFoldersTest, DictionaryInMatchingOrder)
+{
+    const VTPluginFolders folders = VTPluginFolders::build();
+    QStringList keys;
+    for (const VTPluginFolders::Folder &folder : folders.folders())
+        keys.append(folder.key);
+    EXPECT_EQ(keys, kKeysInOrder);
+
+    const std::tuple<const char *, qint64, qint64, QString> expected[] = {
+        {"localFxPlug", 0, 0, sys("/Library/Plug-Ins/FxPlug")},
+        {"userFxPlug", 0, 1, home("Library/Plug-Ins/FxPlug")},
+        {"localFxScript", 1, 0, sys("/Library/Application Support/Final Cut Pro System Support/Plugins")},
+        {"userFxScript", 1, 1, home("Library/Preferences/Final Cut Pro User Data/Plugins")},
+        {"localAU", 2, 0, sys("/Library/Audio/Plug-Ins/Components")},
+        {"userAU", 2, 1, home("Library/Audio/Plug-Ins/Components")},
+        {"avidAVX", 3, 0, sys("/Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins")},
+        {"avidAVX2", 5, 0, sys("/Library/Application Support/Avid/AVX2_Plug-ins")},
+        {"avidRTAS", 6, 0, sys("/Library/Application Support/Digidesign/Plug-Ins")},
+        {"adobeCommon", 4, 0, adobe("7.0/MediaCore")},
+        {"localVST", 7, 0, sys("/Library/Audio/Plug-Ins/VST")},
+        {"userVST", 7, 1, home("Library/Audio/Plug-Ins/VST")},
+        {"localMotionTemplate", 8, 0, sys("/Library/Application Support/Final Cut Pro/Templates.localized")},
+        {"userMotionTemplate", 8, 1, home("Movies/Motion Templates.localized")},
+        {"localOFX", 9, 0, sys("/Library/OFX/Plugins")},
+    };
+    ASSERT_EQ(folders.folders().size(), 15);
+    for (int i = 0; i < 15; ++i) {
+        const auto &[key, kind, access, path] = expected[i];
+        const VTPluginFolders::Folder &folder = folders.folders().at(i);
+        EXPECT_EQ(folder.kind, kind) << key;
+        EXPECT_EQ(folder.access, access) << key;
+        EXPECT_EQ(folder.path, path) << key;
+        EXPECT_EQ(folders.path(QLatin1String(key)), path) << key;
+    }
+    EXPECT_TRUE(folders.path(QStringLiteral("noSuchKey")).isEmpty());
+    EXPECT_EQ(folders.disabledPath(),
+              sys("/Library/Application Support/Vantorel/Hearthkit/Tessary Disabled Plugins"));
+}
+
+TEST_F(VTPluginFoldersTest, FinalCutExpressRenamesOnlyTheFxScriptFolders)
+{
+    installApplication("Final Cut Pro.app", "com.apple.FinalCutPro");
+    installApplication("Final Cut Express.app", "com.apple.FinalCutExpress");
+    const VTPluginFolders folders = VTPluginFolders::build();
+    EXPECT_EQ(folders.path(QStringLiteral("localFxScript")),
+              sys("/Library/Application Support/Final Cut Express System Support/Plugins"));
+    EXPECT_EQ(folders.path(QStringLiteral("userFxScript")), home("Library/Preferences/Final Cut Express User Data/Plugins"));
+    // Items of kind 1 still derive the "Pro" folders.
+    EXPECT_EQ(folders.basePath(VTPluginKind::FxScript, 0),
+              sys("/Library/Application Support/Final Cut Pro System Support/Plugins"));
+    EXPECT_EQ(folders.basePath(VTPluginKind::FxScript, 1), home("Library/Preferences/Final Cut Pro User Data/Plugins"));
+}
+
+TEST_F(VTPluginFoldersTest, SymphonyMovesTheAvxFolder)
+{
+    const VTPluginFolders before = VTPluginFolders::build();
+    installApplication("Avid Symphony/Avid Symphony.app", "com.avid.Symphony");
+    const VTPluginFolders after = VTPluginFolders::build();
+
+    const QString symphony = sys("/Applications/Avid Symphony/SupportingFiles/AVX_Plug-Ins");
+    EXPECT_EQ(after.path(QStringLiteral("avidAVX")), symphony);
+    EXPECT_EQ(after.basePath(VTPluginKind::AvidAVX, 0), symphony);
+    // Applications are looked up when the value is built, not later.
+    EXPECT_EQ(before.path(QStringLiteral("avidAVX")), sys("/Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"));
+    EXPECT_EQ(before.basePath(VTPluginKind::AvidAVX, 0), before.path(QStringLiteral("avidAVX")));
+}
+
+TEST_F(VTPluginFoldersTest, AdobeFolderTakesTheFirstNumericEntryInDescendingTextOrder)
+{
+    for (const char *entry : {"CS5/MediaCore", "7.0/MediaCore", "12.0/MediaCore"})
+        ASSERT_TRUE(VTTestSandbox::makeFolder(adobe(entry)));
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore"));
+
+    ASSERT_TRUE(VTTestSandbox::makeFolder(adobe("8.5/MediaCore")));
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("8.5/MediaCore"));
+}
+
+TEST_F(VTPluginFoldersTest, AdobeFolderWithoutNumericEntries)
+{
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore")) << "no Adobe folder at all";
+    ASSERT_TRUE(VTTestSandbox::makeFolder(adobe("CS6/MediaCore")));
+    ASSERT_TRUE(VTTestSandbox::makeFile(adobe("ReadMe.txt")));
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore"));
+}
+
+TEST_F(VTPluginFoldersTest, MissingAdobeFolderFollowsTheLastPremiereVersion)
+{
+    installPremiere("Adobe Premiere Pro CS4", "4.0");
+    installPremiere("Adobe Premiere Pro CS5", "5.0");
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("CS5/MediaCore"));
+
+    // Only the first character of a ".0" version survives.
+    installPremiere("Adobe Premiere Pro CS6", "10.0");
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("CS1/MediaCore"));
+
+    installPremiere("Adobe Premiere Pro CS7", "5.5");
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("CS5.5/MediaCore"));
+
+    // An existing numeric folder needs no Premiere version.
+    ASSERT_TRUE(VTTestSandbox::makeFolder(adobe("7.0/MediaCore")));
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore"));
+}
+
+TEST_F(VTPluginFoldersTest, AdobeBasePathIsNotRootedTwice)
+{
+    ASSERT_TRUE(VTTestSandbox::makeFolder(adobe("12.0/MediaCore")));
+    const VTPluginFolders folders = VTPluginFolders::build();
+    EXPECT_EQ(folders.path(QStringLiteral("adobeCommon")), adobe("12.0/MediaCore"));
+    EXPECT_EQ(folders.basePath(VTPluginKind::AdobePlugin, 0), adobe("12.0/MediaCore"));
+    EXPECT_EQ(folders.basePath(VTPluginKind::AdobePlugin, 1),
+              home("Library/Application Support/Adobe/Common/Plug-ins/12.0/MediaCore"));
+}
+
+TEST_F(VTPluginFoldersTest, OpenFXIsFoundInOFXButDerivesOpenFX)
+{
+    const VTPluginFolders folders = VTPluginFolders::build();
+    const auto found = folders.match(sys("/Library/OFX/Plugins/Glow.ofx.bundle"));
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(found->kind, VTPluginKind::OpenFX);
+    EXPECT_EQ(found->access, VTPluginKind::AllUsers);
+    EXPECT_EQ(found->key, QStringLiteral("localOFX"));
+    EXPECT_EQ(folders.basePath(found->kind, found->access), sys("/Library/OpenFX/Plugins"));
+}
+
+TEST_F(VTPluginFoldersTest, BasePathsByKindAndAccess)
+{
+    const VTPluginFolders folders = VTPluginFolders::build();
+    EXPECT_EQ(folders.basePath(VTPluginKind::VST, 1), home("Library/Audio/Plug-Ins/VST"));
+    EXPECT_EQ(folders.basePath(VTPluginKind::AvidAVX, 1),
+              home("Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"));
+    EXPECT_EQ(folders.basePath(VTPluginKind::AvidAVX2, 0), folders.path(QStringLiteral("avidAVX2")));
+    EXPECT_EQ(folders.basePath(VTPluginKind::AvidRTAS, 1), home("Library/Application Support/Digidesign/Plug-Ins"));
+    EXPECT_EQ(folders.basePath(VTPluginKind::MotionTemplate, 0), folders.path(QStringLiteral("localMotionTemplate")));
+    EXPECT_EQ(folders.basePath(VTPluginKind::MotionTemplate, 1), folders.path(QStringLiteral("userMotionTemplate")));
+
+    // Any access but 0 is rooted at the home; access 0 at the system root.
+    for (qint64 kind = 0; kind <= 9; ++kind) {
+        EXPECT_TRUE(VTPath::isInside(folders.basePath(kind, 0), m_sandbox.root())) << kind;
+        for (qint64 access : {qint64(1), qint64(-1), qint64(2)}) {
+            EXPECT_TRUE(VTPath::isInside(folders.basePath(kind, access), m_sandbox.home())) << kind << " " << access;
+            EXPECT_EQ(folders.basePath(kind, access), folders.basePath(kind, 1));
+        }
+    }
+    // Where both exist, the base path is the folder the scan looks in, but
+    // for the three deliberate differences (FxScript, OpenFX, AVX identifier).
+    for (const VTPluginFolders::Folder &folder : folders.folders()) {
+        if (folder.kind != VTPluginKind::OpenFX) {
+            EXPECT_EQ(folders.basePath(folder.kind, folder.access), folder.path) << folder.key.toStdString();
+        }
+    }
+}
+
+TEST_F(VTPluginFoldersTest, UnknownKindsHaveNoBasePath)
+{
+    const VTPluginFolders folders = VTPluginFolders::build();
+    for (qint64 kind : {qint64(-1), qint64(10), qint64(100)}) {
+        EXPECT_EQ(folders.basePath(kind, 0), QString()) << kind;
+        EXPECT_EQ(folders.basePath(kind, 1), QString()) << kind;
+        EXPECT_EQ(VTPluginKind::typeName(kind), QStringLiteral("Unknown"));
+    }
+}
+
+TEST_F(VTPluginFoldersTest, MatchingIsAPlainPrefixTestInOrder)
+{
+    const VTPluginFolders folders = VTPluginFolders::build();
+    for (const VTPluginFolders::Folder &folder : folders.folders()) {
+        const auto found = folders.match(VTPath::join(folder.path, QStringLiteral("Group/Item.bundle")));
+        ASSERT_TRUE(found.has_value()) << folder.key.toStdString();
+        EXPECT_EQ(found->key, folder.key);
+        EXPECT_EQ(found->kind, folder.kind);
+        EXPECT_EQ(found->access, folder.access);
+        EXPECT_EQ(found->path, folder.path);
+    }
+    // Text prefix, not path components.
+    const auto sibling = folders.match(sys("/Library/Plug-Ins/FxPlugOld/Blur.fxplug"));
+    ASSERT_TRUE(sibling.has_value());
+    EXPECT_EQ(sibling->key, QStringLiteral("localFxPlug"));
+
+    EXPECT_FALSE(folders.match(sys("/Library/Plug-Ins/Other/x")).has_value());
+    EXPECT_FALSE(folders.match(folders.disabledPath()).has_value());
+    EXPECT_FALSE(folders.match(QString()).has_value());
+}
+
+TEST_F(VTPluginFoldersTest, FirstMatchWinsWhenFoldersCoincide)
+{
+    // A home that is the system root gives every user folder the path of
+    // the all-users folder before it.
+    qputenv("HOME", QFile::encodeName(m_sandbox.root()));
+    const VTPluginFolders folders = VTPluginFolders::build();
+    ASSERT_EQ(folders.path(QStringLiteral("userVST")), folders.path(QStringLiteral("localVST")));
+    const auto found = folders.match(sys("/Library/Audio/Plug-Ins/VST/Verb.vst"));
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(found->key, QStringLiteral("localVST"));
+    EXPECT_EQ(found->access, VTPluginKind::AllUsers);
+}
+
+TEST_F(VTPluginFoldersTest, TypeFilterFolderSets)
+{
+    const VTPluginFolders folders = VTPluginFolders::build();
+    const auto paths = [&folders](std::initializer_list<const char *> keys) {
+        QStringList result;
+        for (const char *key : keys)
+            result.append(folders.path(QLatin1String(key)));
+        return result;
+    };
+    QStringList all;
+    for (const QString &key : kKeysInOrder)
+        all.append(folders.path(key));
+
+    for (qint64 filter : {qint64(0), qint64(6), qint64(9), qint64(-1), qint64(1000)})
+        EXPECT_EQ(folders.foldersForFilter(filter), all) << filter;
+    EXPECT_EQ(folders.foldersForFilter(1),
+              paths({"localFxPlug", "userFxPlug", "localFxScript", "userFxScript", "localAU", "userAU"}));
+    EXPECT_EQ(folders.foldersForFilter(2),
+              paths({"localFxPlug", "userFxPlug", "localAU", "userAU", "localMotionTemplate", "userMotionTemplate"}));
+    EXPECT_EQ(folders.foldersForFilter(3), paths({"avidAVX", "avidAVX2", "avidRTAS"}));
+    EXPECT_EQ(folders.foldersForFilter(4), paths({"adobeCommon", "localVST", "userVST"}));
+    EXPECT_EQ(folders.foldersForFilter(5), QStringList{sys("/Library/OFX/Plugins")});
+    EXPECT_EQ(folders.foldersForFilter(7),
+              paths({"localFxPlug", "userFxPlug", "localFxScript", "userFxScript", "localMotionTemplate",
+                     "userMotionTemplate", "avidAVX", "avidAVX2", "adobeCommon", "localOFX"}));
+    EXPECT_EQ(folders.foldersForFilter(8), paths({"localAU", "userAU", "localVST", "userVST"}));
+}
+
+TEST_F(VTPluginFoldersTest, PathForPluginTakesTheFirstExistingInDictionaryOrder)
+{
+    const VTPluginFolders folders = VTPluginFolders::build();
+    EXPECT_TRUE(folders.pathForPlugin(QStringLiteral("Verb.vst"), QStringLiteral("Reverbs")).isEmpty());
+
+    const QString userVerb = home("Library/Audio/Plug-Ins/VST/Reverbs/Verb.vst");
+    ASSERT_TRUE(VTTestSandbox::makeFolder(userVerb));
+    EXPECT_EQ(folders.pathForPlugin(QStringLiteral("Verb.vst"), QStringLiteral("Reverbs")), userVerb);
+    EXPECT_TRUE(folders.pathForPlugin(QStringLiteral("Verb.vst"), QString()).isEmpty()) << "the subfolder matters";
+
+    // An FxPlug folder comes before the VST folders in the dictionary.
+    const QString odd = sys("/Library/Plug-Ins/FxPlug/Reverbs/Verb.vst");
+    ASSERT_TRUE(VTTestSandbox::makeFile(odd));
+    EXPECT_EQ(folders.pathForPlugin(QStringLiteral("Verb.vst"), QStringLiteral("/Reverbs/")), odd);
+
+    const QString top = sys("/Library/OFX/Plugins/Glow.ofx.bundle");
+    ASSERT_TRUE(VTTestSandbox::makeFolder(top));
+    EXPECT_EQ(folders.pathForPlugin(QStringLiteral("Glow.ofx.bundle"), QString()), top);
+}
+
+TEST_F(VTPluginFoldersTest, CurrentUserReadsTheDollarVariable)
+{
+    const bool wasSet = qEnvironmentVariableIsSet("$USER");
+    const QByteArray saved = qgetenv("$USER");
+    qunsetenv("$USER");
+    EXPECT_TRUE(VTPluginFolders::currentUser().isEmpty()) << "USER itself is not read";
+    qputenv("$USER", "ann");
+    EXPECT_EQ(VTPluginFolders::currentUser(), QStringLiteral("ann"));
+    if (wasSet)
+        qputenv("$USER", saved);
+    else
+        qunsetenv("$USER");
+}
+
+TEST_F(VTPluginFoldersTest, SharedInstanceIsReplaceableAcrossThreads)
+{
+    auto mine = std::make_shared<const VTPluginFolders>(VTPluginFolders::build());
+    VTPluginFolders::setShared(mine);
+    EXPECT_EQ(VTPluginFolders::shared(), mine);
+
+    // Dropping it makes the next use build a new one from the system as it is now.
+    installApplication("Final Cut Express.app", "com.apple.FinalCutExpress");
+    VTPluginFolders::setShared(nullptr);
+    const auto rebuilt = VTPluginFolders::shared();
+    ASSERT_TRUE(rebuilt);
+    EXPECT_NE(rebuilt, mine);
+    EXPECT_TRUE(rebuilt->path(QStringLiteral("localFxScript")).contains(QStringLiteral("Final Cut Express")));
+
+    std::atomic<int> seenEmpty{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 4; ++i) {
+        readers.emplace_back([&seenEmpty] {
+            for (int n = 0; n < 200; ++n) {
+                const auto folders = VTPluginFolders::shared();
+                if (!folders || folders->folders().size() != 15)
+                    ++seenEmpty;
+                else
+                    (void)folders->basePath(n % 10, n % 2);
+            }
+        });
+    }
+    for (int n = 0; n < 50; ++n)
+        VTPluginFolders::setShared(n % 2 ? mine : rebuilt);
+    for (std::thread &reader : readers)
+        reader.join();
+    EXPECT_EQ(seenEmpty.load(), 0);
+    VTPluginFolders::setShared(nullptr);
+}
