@@ -6,7 +6,15 @@
 #include <QFileInfo>
 #include <QProcess>
 
+#include <algorithm>
+#include <climits>
+#include <csignal>
+#include <unistd.h>
+
 namespace {
+
+// How long a timed-out tool may take to end after SIGTERM before SIGKILL.
+constexpr std::chrono::milliseconds kTerminateGrace{1000};
 
 // Host tools that may live in another bin folder on this system.
 bool isRelocatableHostTool(const QString &tool)
@@ -53,30 +61,37 @@ VTTaskEx::Result VTTaskEx::run(const QString &tool, const QStringList &arguments
     QProcess process;
     process.setProgram(program);
     process.setArguments(arguments);
+    // A group of its own, so that a time-out also ends whatever the tool
+    // started (a script's children would otherwise run on, holding its pipes).
+    process.setChildProcessModifier([] { ::setpgid(0, 0); });
     process.start(QIODevice::ReadWrite);
     if (!process.waitForStarted(-1)) {
         VTLog::appendLog(QStringLiteral("Error: %1 is not executable").arg(tool));
         return result;
     }
+    const qint64 group = process.processId();
     if (!input.isEmpty())
         process.write(input);
     process.closeWriteChannel();
 
-    const int waitMs = timeout ? static_cast<int>(timeout->count()) : -1;
-    if (!process.waitForFinished(waitMs)) {
-        if (process.state() != QProcess::NotRunning) {
-            VTLog::appendLog(QStringLiteral("Task %1 timed out. Terminating...").arg(tool));
-            process.kill();
-            process.waitForFinished(-1);
-            result.outcome = Outcome::TimedOut;
-            result.standardOutput = process.readAllStandardOutput();
-            result.standardError = process.readAllStandardError();
-            return result;
-        }
+    const int waitMs = timeout ? static_cast<int>(std::clamp<qint64>(timeout->count(), 0, INT_MAX)) : -1;
+    if (!process.waitForFinished(waitMs) && process.state() != QProcess::NotRunning) {
+        VTLog::appendLog(QStringLiteral("Task %1 timed out. Terminating...").arg(tool));
+        ::kill(static_cast<pid_t>(-group), SIGTERM);
+        if (!process.waitForFinished(static_cast<int>(kTerminateGrace.count())))
+            ::kill(static_cast<pid_t>(-group), SIGKILL);
+        process.waitForFinished(-1);
+        // Members of the group that ignored the polite request.
+        ::kill(static_cast<pid_t>(-group), SIGKILL);
+        result.outcome = Outcome::TimedOut;
+        result.standardOutput = process.readAllStandardOutput();
+        result.standardError = process.readAllStandardError();
+        return result;
     }
     result.standardOutput = process.readAllStandardOutput();
     result.standardError = process.readAllStandardError();
     if (process.exitStatus() == QProcess::CrashExit) {
+        VTLog::appendLog(QStringLiteral("Task %1 crashed.").arg(tool));
         result.outcome = Outcome::Crashed;
         return result;
     }

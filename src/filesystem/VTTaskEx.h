@@ -32,7 +32,9 @@ public:
     };
 
     // The general form: runs, feeds `input` to standard input, waits at most
-    // `timeout` (no limit when empty), and reports everything.
+    // `timeout` (no limit when empty), and reports everything. A tool that
+    // times out gets SIGTERM, then SIGKILL, together with every process it
+    // started.
     [[nodiscard]] static Result run(const QString &tool, const QStringList &arguments,
                                     std::optional<std::chrono::milliseconds> timeout = std::nullopt,
                                     const QByteArray &input = QByteArray());
@@ -50,9 +52,9 @@ public:
     // The exit status; -1 when the tool could not run or crashed.
     [[nodiscard]] static int terminationCodeFromTask(const QString &tool, const QStringList &arguments);
 
-    // The executable that stands for `tool`: the path itself when it is
-    // executable, else the host's tool of the same name in /usr/sbin,
-    // /usr/bin or /bin for the host tools (mv, cp, rm, mkdir, chown, chmod,
-    // touch, ditto), else empty.
+    // The executable that stands for `tool`: the path itself when it is an
+    // executable file; else, for a tool named in a system bin folder
+    // (/bin, /sbin, /usr/bin, /usr/sbin), the host's tool of the same name in
+    // /usr/sbin, /usr/bin, /bin or /sbin, logged as the one that runs; else empty.
     [[nodiscard]] static QString resolveTool(const QString &tool);
 };

@@ -261,10 +261,13 @@ QString VTLocalPaths::currentConsoleUser()
 
 QString VTLocalPaths::trashDirectory()
 {
-    // The freedesktop.org home trash keeps its items in "files".
+    // The freedesktop.org home trash keeps its items in "files". A superuser
+    // run on behalf of a console user uses that user's trash, so the data
+    // folder named in our own environment does not apply then.
+    const QString home = userDirectory();
     QString dataHome = qEnvironmentVariable("XDG_DATA_HOME");
-    if (dataHome.isEmpty())
-        dataHome = VTPath::join(userDirectory(), QStringLiteral(".local/share"));
+    if (dataHome.isEmpty() || home != processHome())
+        dataHome = VTPath::join(home, QStringLiteral(".local/share"));
     return VTPath::join(dataHome, QStringLiteral("Trash/files"));
 }
 
@@ -286,13 +289,20 @@ QString VTLocalPaths::uuid()
 QString VTLocalPaths::randomString(int length)
 {
     static const char alphabet[] = "abcdefghijklmnopqrstuvwxyz0123456789";
-    // Seeded on every call from processor clock and wall time, like the
-    // original temporary-name generator; callers add a UUID for uniqueness.
-    srandom(static_cast<unsigned>(static_cast<unsigned long>(clock()) * static_cast<unsigned long>(time(nullptr))));
+    // Seeded on every call from processor clock times wall time; uniqueness
+    // comes from the UUID that callers put in front. A generator of its own
+    // keeps the process-wide random() sequence untouched and threads apart.
+    const auto seed = static_cast<unsigned>(static_cast<unsigned long>(clock()) * static_cast<unsigned long>(time(nullptr)));
+    char state[64] = {};
+    random_data generator {};
+    initstate_r(seed, state, sizeof state, &generator);
     QString result;
-    result.reserve(length);
-    for (int i = 0; i < length; ++i)
-        result += QLatin1Char(alphabet[random() % 36]);
+    result.reserve(qMax(length, 0));
+    for (int i = 0; i < length; ++i) {
+        int32_t number = 0;
+        random_r(&generator, &number);
+        result += QLatin1Char(alphabet[number % 36]);
+    }
     return result;
 }
 

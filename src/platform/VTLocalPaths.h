@@ -63,13 +63,23 @@ public:
     // active login session; empty when there is none.
     [[nodiscard]] static QString currentConsoleUser();
 
+    // The home trash's "files" folder ($XDG_DATA_HOME/Trash/files, by default
+    // below userDirectory()).
     [[nodiscard]] static QString trashDirectory();
     [[nodiscard]] static QString tempDirectory();
+    // tempDirectory() joined with uuid() followed by randomString(8).
     [[nodiscard]] static QString tempFile();
     [[nodiscard]] static QString uuid();
+    // `length` characters from "abcdefghijklmnopqrstuvwxyz0123456789".
     [[nodiscard]] static QString randomString(int length);
 
+    // True for the folders that must never be moved or removed: "/", the
+    // standard folders of both domains, Users/Shared and Volumes; without
+    // exactMatch also anything below usr, var, private/var and System. A
+    // trailing separator makes a path match nothing (two characters are cut).
     [[nodiscard]] static bool isPathSystemDirectory(const QString &path, bool exactMatch = false);
+    // True for a path on a backup volume: below Volumes, with a
+    // "Backups.backupdb" component.
     [[nodiscard]] static bool isPathOnTimeMachineVolume(const QString &path);
 
 private:

@@ -54,7 +54,10 @@ QVariant toVariant(plist_t node, int depth)
     case PLIST_DATE: {
         int32_t sec = 0, usec = 0;
         plist_get_date_val(node, &sec, &usec);
-        const qint64 ms = (kAppleEpochOffset + sec) * 1000 + usec / 1000;
+        // libplist gives the fraction without its sign: -100.5 s comes back
+        // as -100 and 500000.
+        const qint64 fractionMs = usec / 1000;
+        const qint64 ms = (kAppleEpochOffset + sec) * 1000 + (sec < 0 ? -fractionMs : fractionMs);
         return QVariant(QDateTime::fromMSecsSinceEpoch(ms, Qt::UTC));
     }
     case PLIST_UID: {
@@ -127,7 +130,8 @@ plist_t fromVariant(const QVariant &value)
             plist_array_append_item(array, fromVariant(item));
         return array;
     }
-    case QMetaType::QVariantMap: {
+    case QMetaType::QVariantMap:
+    case QMetaType::QVariantHash: {
         plist_t dict = plist_new_dict();
         const QVariantMap map = value.toMap();
         for (auto it = map.cbegin(); it != map.cend(); ++it)

@@ -6,8 +6,10 @@
 
 // Property lists (XML and binary) as QVariant trees, through libplist.
 // Dictionaries are QVariantMap, arrays QVariantList, strings QString,
-// integers qint64, reals double, booleans bool, data QByteArray, dates
-// QDateTime. Keyed-archive references (UID) read as VTPropertyList::Uid.
+// integers qint64 (signed 64-bit, as property lists store them), reals
+// double, booleans bool, data QByteArray, dates QDateTime in UTC (XML keeps
+// whole seconds, binary keeps fractions). Keyed-archive references (UID)
+// read as VTPropertyList::Uid.
 namespace VTPropertyList {
 
 enum class Format { Xml, Binary };

@@ -6,12 +6,15 @@
 #include "VTUserDefaults.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
-#include <QDir>
 #include <QFile>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -21,6 +24,12 @@ QString applicationPath()
     if (QCoreApplication::instance())
         return QCoreApplication::applicationFilePath();
     return QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
+}
+
+QString applicationVersion()
+{
+    const QString version = QCoreApplication::instance() ? QCoreApplication::applicationVersion() : QString();
+    return version.isEmpty() ? QStringLiteral(TESSARY_VERSION) : version;
 }
 
 double physicalMemoryGB()
@@ -47,23 +56,35 @@ bool writeAll(int fd, const char *data, qsizetype size)
     return true;
 }
 
+// mkdir -p with plain system calls: it may run while the process exits, when
+// Qt's file-system helpers can no longer be relied on.
+void makeFolders(const QByteArray &path)
+{
+    for (qsizetype slash = path.indexOf('/', 1); slash > 0; slash = path.indexOf('/', slash + 1))
+        ::mkdir(path.left(slash).constData(), 0755);
+    ::mkdir(path.constData(), 0755);
+}
+
+QByteArray numberedLog(const QString &firstLog, int number)
+{
+    // firstLog ends in ".1.log"
+    QString path = firstLog;
+    path.chop(6);
+    return QFile::encodeName(path + QStringLiteral(".%1.log").arg(number));
+}
+
 } // namespace
 
 VTLog &VTLog::shared()
 {
-    // Destroyed at normal exit, which drains the queue (see ~VTLog).
-    static VTLog instance;
-    return instance;
-}
-
-VTLog::~VTLog()
-{
-    stopWriter();
-}
-
-bool VTLog::loggingDisabled()
-{
-    return VTUserDefaults::globalValue(QStringLiteral("disable-logging")).toBool();
+    // Never destroyed: threads that outlive main may still log. The queue is
+    // written out by an exit handler instead.
+    static VTLog *const instance = [] {
+        auto *log = new VTLog;
+        std::atexit([] { shared().drainAtExit(); });
+        return log;
+    }();
+    return *instance;
 }
 
 QString VTLog::logFolder()
@@ -71,18 +92,27 @@ QString VTLog::logFolder()
     return VTPath::join(VTLocalPaths::logDirectory(!VTLocalPaths::isSuperuser()), QStringLiteral("Vantorel"));
 }
 
+QByteArray VTLog::timestamp()
+{
+    timespec now {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local {};
+    localtime_r(&now.tv_sec, &local);
+    char text[64];
+    const size_t length = strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %z", &local);
+    return QByteArray(text, static_cast<qsizetype>(length));
+}
+
 QByteArray VTLog::formatEntry(const QString &text)
 {
-    const QString date = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss t"));
-    return QStringLiteral("%1 - %2\n").arg(date, text).toUtf8();
+    return timestamp() + " - " + text.toUtf8() + '\n';
 }
 
 QByteArray VTLog::headerLines()
 {
     const long cpus = sysconf(_SC_NPROCESSORS_ONLN);
     QString header;
-    header += QStringLiteral("Log started: %1\n").arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss t")));
-    header += QStringLiteral("Version: %1\n").arg(QStringLiteral(TESSARY_VERSION));
+    header += QStringLiteral("Version: %1\n").arg(applicationVersion());
     header += QStringLiteral("Path: %1\n").arg(applicationPath());
     header += QStringLiteral("System: OS X %1, %2 CPU(s), %3 GB RAM\n")
                   .arg(VTOSDetect::osxVersion())
@@ -94,12 +124,15 @@ QByteArray VTLog::headerLines()
 
 void VTLog::appendLog(const QString &text)
 {
-    shared().enqueue(formatEntry(text));
+    VTLog &log = shared();
+    if (!log.m_accepting.load(std::memory_order_relaxed))
+        return;
+    log.submit(Request{Request::Kind::Entry, formatEntry(text), QString(), 0});
 }
 
 void VTLog::fastAppendLog(const QString &text)
 {
-    shared().enqueue(formatEntry(text));
+    appendLog(text);
 }
 
 void VTLog::appendLogAndPrint(const QString &text)
@@ -113,24 +146,31 @@ void VTLog::appendLogAndPrint(const QString &text)
 void VTLog::createNewLog(const QString &name)
 {
     VTLog &log = shared();
-    std::unique_lock lock(log.m_mutex);
-    log.m_drained.wait(lock, [&] { return log.m_queue.empty() && !log.m_writing; });
-    log.startLogLocked(name, false);
+    const bool disabled = VTUserDefaults::globalValue(QStringLiteral("disable-logging")).toBool();
+    const QString path = VTPath::join(logFolder(), name + QStringLiteral(".1.log"));
+    // A disabled log is still made current (so that its path is known), but
+    // its file is left alone and nothing is queued for it.
+    const quint64 ticket = log.submit(Request{Request::Kind::Start, disabled ? QByteArray() : headerLines(),
+                                              disabled ? QString() : path, 0});
+    {
+        std::lock_guard lock(log.m_mutex);
+        log.m_currentPath = path;
+    }
+    log.m_accepting.store(!disabled);
+    log.waitFor(ticket);
 }
 
 void VTLog::finishWriting()
 {
     VTLog &log = shared();
-    std::unique_lock lock(log.m_mutex);
-    log.m_drained.wait(lock, [&] { return (log.m_queue.empty() && !log.m_writing) || !log.m_writer.joinable(); });
-    log.closeFileLocked();
+    log.waitFor(log.submit(Request{Request::Kind::Finish, QByteArray(), QString(), 0}));
 }
 
 QString VTLog::currentLogPath()
 {
     VTLog &log = shared();
     std::lock_guard lock(log.m_mutex);
-    return log.m_path;
+    return log.m_currentPath;
 }
 
 qint64 VTLog::queuedBytes()
@@ -140,100 +180,93 @@ qint64 VTLog::queuedBytes()
     return log.m_queuedBytes;
 }
 
-void VTLog::enqueue(QByteArray entry)
+quint64 VTLog::submit(Request request)
 {
     std::lock_guard lock(m_mutex);
-    if (m_stop)
-        return;
+    if (m_stopping)
+        return 0;
     if (!m_writer.joinable())
         m_writer = std::thread([this] { writerLoop(); });
-    m_queuedBytes += entry.size();
-    m_queue.push_back(std::move(entry));
+    request.ticket = m_nextTicket++;
+    if (request.kind == Request::Kind::Entry)
+        m_queuedBytes += request.bytes.size();
+    const quint64 ticket = request.ticket;
+    m_queue.push_back(std::move(request));
     m_wake.notify_one();
+    return ticket;
+}
+
+void VTLog::waitFor(quint64 ticket)
+{
+    if (ticket == 0)
+        return;
+    std::unique_lock lock(m_mutex);
+    m_processed.wait(lock, [&] { return m_doneTicket >= ticket || m_writerGone; });
 }
 
 void VTLog::writerLoop()
 {
     std::unique_lock lock(m_mutex);
     for (;;) {
-        m_wake.wait(lock, [this] { return m_stop || !m_queue.empty(); });
-        if (m_queue.empty() && m_stop)
-            break;
-        // Take the whole batch and write it without the mutex, so that
-        // callers queueing entries never wait on the disk.
-        std::deque<QByteArray> batch;
+        m_wake.wait(lock, [this] { return m_stopping || !m_queue.empty(); });
+        if (m_queue.empty())
+            break; // stopping, and everything is written
+        // Take the whole batch and work without the mutex, so that callers
+        // queueing entries never wait on the disk.
+        std::deque<Request> batch;
         batch.swap(m_queue);
-        m_writing = true;
         lock.unlock();
         qint64 written = 0;
-        for (const QByteArray &entry : batch) {
-            writeEntry(entry);
-            written += entry.size();
+        for (const Request &request : batch) {
+            process(request);
+            if (request.kind == Request::Kind::Entry)
+                written += request.bytes.size();
         }
         lock.lock();
         m_queuedBytes -= written;
-        m_writing = false;
-        m_drained.notify_all();
+        m_doneTicket = batch.back().ticket;
+        m_processed.notify_all();
     }
-    m_drained.notify_all();
+    closeFile();
 }
 
-// Runs on the writer thread only, or while the writer is idle (m_writing is
-// false and the queue empty), so the file fields need no further guard.
-void VTLog::writeEntry(const QByteArray &entry)
+void VTLog::process(const Request &request)
 {
-    if (m_name.isEmpty() || m_disabled)
-        return;
-    if (m_fd < 0)
-        openCurrentLocked();
-    if (m_fd < 0)
-        return;
-    if (writeAll(m_fd, entry.constData(), entry.size()))
-        m_bytesWritten += entry.size();
-    if (m_bytesWritten >= MaximumLogBytes) {
-        // Readers of the path take the mutex; so does the rotation.
-        std::lock_guard lock(m_mutex);
-        startLogLocked(m_name, true);
-    }
-}
-
-void VTLog::openCurrentLocked()
-{
-    if (m_path.isEmpty())
-        return;
-    m_fd = ::open(QFile::encodeName(m_path).constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-}
-
-void VTLog::closeFileLocked()
-{
-    if (m_fd >= 0) {
-        ::close(m_fd);
-        m_fd = -1;
+    switch (request.kind) {
+    case Request::Kind::Entry:
+        writeEntry(request.bytes);
+        break;
+    case Request::Kind::Start:
+        closeFile();
+        m_path = request.path;
+        m_header = request.bytes;
+        if (!m_path.isEmpty())
+            startFile(false);
+        break;
+    case Request::Kind::Finish:
+        closeFile();
+        break;
     }
 }
 
-void VTLog::startLogLocked(const QString &name, bool truncated)
+void VTLog::startFile(bool truncated)
 {
-    closeFileLocked();
-    m_name = name;
+    closeFile();
     m_bytesWritten = 0;
-    m_disabled = loggingDisabled();
-    const QString folder = logFolder();
-    m_path = VTPath::join(folder, name + QStringLiteral(".1.log"));
-    if (m_disabled)
-        return;
-    QDir().mkpath(folder);
-    // Shift .4 to .5 down to .1 to .2; the old .5 is overwritten.
+    const QByteArray first = QFile::encodeName(m_path);
+    makeFolders(QFile::encodeName(VTPath::removeLastComponent(m_path)));
+    // .4 becomes .5 (the old .5 is dropped), down to .1 becoming .2.
     for (int i = 4; i >= 1; --i) {
-        const QString from = VTPath::join(folder, QStringLiteral("%1.%2.log").arg(name).arg(i));
-        const QString to = VTPath::join(folder, QStringLiteral("%1.%2.log").arg(name).arg(i + 1));
-        if (QFile::exists(from))
-            ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData());
+        const QByteArray from = numberedLog(m_path, i);
+        if (::access(from.constData(), F_OK) == 0)
+            ::rename(from.constData(), numberedLog(m_path, i + 1).constData());
     }
-    m_fd = ::open(QFile::encodeName(m_path).constData(), O_WRONLY | O_TRUNC | O_CREAT | O_CLOEXEC, 0644);
-    if (m_fd < 0)
+    m_fd = ::open(first.constData(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (m_fd < 0) {
+        fprintf(stderr, "Cannot write the log %s: %s\n", first.constData(), strerror(errno));
         return;
-    const QByteArray header = headerLines();
+    }
+    const QByteArray header = "Log started: " + timestamp() + '\n' + m_header;
     if (writeAll(m_fd, header.constData(), header.size()))
         m_bytesWritten += header.size();
     if (truncated) {
@@ -243,15 +276,44 @@ void VTLog::startLogLocked(const QString &name, bool truncated)
     }
 }
 
-void VTLog::stopWriter()
+void VTLog::writeEntry(const QByteArray &entry)
+{
+    if (m_path.isEmpty())
+        return;
+    if (m_fd < 0) {
+        // Reopened after finishWriting: keep appending to the same log.
+        const QByteArray native = QFile::encodeName(m_path);
+        m_fd = ::open(native.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+        if (m_fd < 0)
+            return;
+        struct stat info {};
+        m_bytesWritten = ::fstat(m_fd, &info) == 0 ? info.st_size : 0;
+    }
+    if (writeAll(m_fd, entry.constData(), entry.size()))
+        m_bytesWritten += entry.size();
+    if (m_bytesWritten >= MaximumLogBytes)
+        startFile(true);
+}
+
+void VTLog::closeFile()
+{
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+    }
+}
+
+void VTLog::drainAtExit()
 {
     {
         std::lock_guard lock(m_mutex);
-        m_stop = true;
+        m_stopping = true;
         m_wake.notify_all();
     }
     if (m_writer.joinable())
         m_writer.join();
+    // Anyone still waiting (a thread that outlives main) is let go.
     std::lock_guard lock(m_mutex);
-    closeFileLocked();
+    m_writerGone = true;
+    m_processed.notify_all();
 }

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
+#include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -11,10 +14,12 @@
 // Library/Logs/Vantorel (the all-users one when running as superuser), with
 // up to four older logs (.2 to .5) beside it. Entries are "<date> - <text>".
 //
-// Writes are queued and done by one writer thread, so callers never wait on
-// the disk. finishWriting() (also run at normal exit) writes everything queued.
-// When a log reaches 500000 bytes a new one is started whose first entry says
-// so. The suite-wide preference "disable-logging" turns logging off.
+// Every file operation is done in order by one writer thread, so callers never
+// wait on the disk. Entries made before the first createNewLog, or while the
+// suite-wide preference "disable-logging" is true, are dropped. When a log
+// reaches 500000 bytes a new one is started whose first entry says so.
+// Whatever is queued is written when the process exits normally (return from
+// main or exit()); finishWriting() does the same at any earlier point.
 class VTLog
 {
 public:
@@ -28,10 +33,11 @@ public:
     // Queues the entry and prints the text on standard output.
     static void appendLogAndPrint(const QString &text);
     // Starts a new log named `name` (rotating the older ones) and makes it the
-    // current one. Waits until what was queued for the previous log is written.
+    // current one. Entries queued before it go to the previous log. Returns
+    // once the new file is in place.
     static void createNewLog(const QString &name);
-    // Writes everything queued and closes the file; later entries start the
-    // writer again on the same log.
+    // Writes everything queued so far and closes the file; a later entry opens
+    // the same log again and appends to it.
     static void finishWriting();
 
     // The current log file's path; empty before createNewLog.
@@ -41,36 +47,53 @@ public:
     // Bytes queued but not yet written.
     [[nodiscard]] static qint64 queuedBytes();
 
-    ~VTLog();
+    // "yyyy-MM-dd HH:mm:ss +zzzz" of the current local time, as entries show it.
+    [[nodiscard]] static QByteArray timestamp();
 
 private:
+    struct Request {
+        enum class Kind { Entry, Start, Finish };
+        Kind kind = Kind::Entry;
+        QByteArray bytes; // the entry, or the header lines after "Log started" for Start
+        QString path;     // Start only: the new log's path
+        quint64 ticket = 0;
+    };
+
     VTLog() = default;
+    ~VTLog() = delete; // lives until the process ends; see shared()
     static VTLog &shared();
 
-    void enqueue(QByteArray entry);
+    quint64 submit(Request request);
+    void waitFor(quint64 ticket);
     void writerLoop();
-    void startLogLocked(const QString &name, bool truncated);
-    void openCurrentLocked();
-    void closeFileLocked();
-    void stopWriter();
+    void process(const Request &request);
+    void startFile(bool truncated);
     void writeEntry(const QByteArray &entry);
-    [[nodiscard]] static bool loggingDisabled();
+    void closeFile();
+    void drainAtExit();
+
     [[nodiscard]] static QByteArray formatEntry(const QString &text);
     [[nodiscard]] static QByteArray headerLines();
 
     std::mutex m_mutex;
     std::condition_variable m_wake;
-    std::condition_variable m_drained;
-    std::deque<QByteArray> m_queue;
+    std::condition_variable m_processed;
+    std::deque<Request> m_queue;
     qint64 m_queuedBytes = 0;
-    bool m_writing = false;
-    bool m_stop = false;
+    quint64 m_nextTicket = 1;
+    quint64 m_doneTicket = 0;
+    bool m_stopping = false;
+    bool m_writerGone = false;
     std::thread m_writer;
+    QString m_currentPath; // guarded by m_mutex
 
-    // Owned by the writer (and by createNewLog while the writer is idle).
-    QString m_name;
+    // False before the first log and while logging is disabled, so that
+    // dropped entries cost no formatting and no queueing.
+    std::atomic<bool> m_accepting{false};
+
+    // Owned by the writer thread.
     QString m_path;
+    QByteArray m_header;
     int m_fd = -1;
     qint64 m_bytesWritten = 0;
-    bool m_disabled = false;
 };

@@ -68,7 +68,9 @@ QString VTUserDefaults::pathForDomain(const QString &domain, bool byHost)
     const QString prefs = VTLocalPaths::prefsDirectory(true);
     if (!byHost)
         return VTPath::join(prefs, domain + QStringLiteral(".plist"));
-    const QString host = QString::fromLatin1(QSysInfo::machineUniqueId());
+    QString host = QString::fromLatin1(QSysInfo::machineUniqueId());
+    if (host.isEmpty())
+        host = QSysInfo::machineHostName();
     return VTPath::join({prefs, QStringLiteral("ByHost"), domain + u'.' + host + QStringLiteral(".plist")});
 }
 

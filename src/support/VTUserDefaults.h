@@ -12,6 +12,8 @@
 //   suite-wide:   <prefs>/com.vantorel.global.plist
 //   per host:     <prefs>/ByHost/com.vantorel.Tessary.<host id>.plist
 // Each call opens the file afresh, so another process's change is seen.
+// Registered defaults answer for keys the file does not hold; they are never
+// written.
 class VTUserDefaults
 {
 public:
@@ -31,8 +33,9 @@ public:
     static void registerDefaults(const QVariantMap &defaults);
     [[nodiscard]] static QVariantMap registeredDefaults();
 
-    // Registers the application's default preferences (filter 0, installer
-    // settings, ...), once per process.
+    // Registers the application's default preferences: SUCheckAtStartup true,
+    // filter 0, installerAuthor the user's name, installerVersion "1.0",
+    // installerName "My Plugin", ignoreFxFactory 0.
     static void registerApplicationDefaults();
 
     [[nodiscard]] static QVariant globalValue(const QString &key);
