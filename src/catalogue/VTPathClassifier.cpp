@@ -1,0 +1,79 @@
+#include "VTPathClassifier.h"
+
+#include "VTBundle.h"
+#include "VTPath.h"
+#include "VTPluginKind.h"
+
+#include <sys/stat.h>
+
+namespace {
+
+bool exists(const QString &path)
+{
+    struct stat info {};
+    return stat(VTPath::toNative(path).constData(), &info) == 0;
+}
+
+bool isDirectory(const QString &path)
+{
+    struct stat info {};
+    return stat(VTPath::toNative(path).constData(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+} // namespace
+
+namespace VTPathClassifier {
+
+bool isMotionTemplateFolder(const QString &path, const QString &name)
+{
+    for (const char *extension : {".moti", ".motn", ".moef", ".motr"}) {
+        if (exists(VTPath::join(path, name + QLatin1String(extension))))
+            return true;
+    }
+    return false;
+}
+
+VTPathClassification classify(const QString &path, const VTPluginFolders &folders, const QString &disabledPath)
+{
+    VTPathClassification result;
+    result.path = path;
+
+    const QString lastComponent = VTPath::lastComponent(path);
+    const QString extension = VTPath::extension(lastComponent);
+    const QString name = VTPath::displayName(lastComponent);
+    const QString lowerExtension = extension.toLower();
+    const bool groupExtension = lowerExtension.isEmpty() || lowerExtension == QLatin1String("localized")
+        || VTPath::isNumeric(extension);
+    result.isGroup = groupExtension && isDirectory(path) && !VTBundle::isPackage(path)
+        && !isMotionTemplateFolder(path, name);
+
+    result.enabledPath = path;
+    if (path.startsWith(disabledPath)) {
+        result.enabled = VTPluginKind::Disabled;
+        if (path.size() > disabledPath.size() + 1)
+            result.enabledPath = path.mid(disabledPath.size());
+    }
+
+    if (const auto folder = folders.match(result.enabledPath)) {
+        result.kind = folder->kind;
+        result.access = folder->access;
+        result.matchedFolder = folder->path;
+    }
+
+    result.displayName = name;
+    result.fileName = VTPath::lastComponent(result.enabledPath);
+
+    const QString parent = VTPath::removeLastComponent(result.enabledPath);
+    if (parent.size() > result.matchedFolder.size() && parent != QLatin1String("/"))
+        result.subdir = parent.mid(result.matchedFolder.size() + 1);
+
+    if (result.isGroup) {
+        result.groupSubdir = VTPath::join(result.subdir, lastComponent);
+        result.groupBaseFolder = result.enabled == VTPluginKind::Disabled
+            ? VTPath::mirror(disabledPath, result.matchedFolder)
+            : result.matchedFolder;
+    }
+    return result;
+}
+
+} // namespace VTPathClassifier
