@@ -4,15 +4,18 @@
 // both sides. The helper's standard input and output are one end of a local
 // stream socket.
 //
-//   program -> helper  StartLine once (anything before it is skipped: a
+//   helper -> program  at once: u32 ReadyMagic, i32 effective user id
+//   program -> helper  then StartLine (anything before it is skipped: a
 //                      password line that an escalation tool left unread),
 //                      then requests: u32 id, u32 count, count times
 //                      (u32 length, bytes) -- an argument vector whose first
 //                      element is the tool's absolute path
-//   helper -> program  once: u32 ReadyMagic, i32 effective user id;
-//                      then per request, in order: u32 id, i32 status
+//   helper -> program  per request, in order: u32 id, i32 status
 //                      (0 success, an errno value otherwise)
 //
+// The helper speaks first so that a program which handed an escalation tool
+// a password can tell acceptance (the helper runs) from a tool that waits
+// for another try.
 // Numbers are in the machine's own byte order: both ends run on one machine.
 // The helper ends at end of input.
 

@@ -48,12 +48,12 @@ int main()
     ::close_range(3, ~0u, 0);
     ::signal(SIGPIPE, SIG_IGN);
 
-    if (!awaitStartLine())
-        return 1;
     const std::uint32_t magic = VTHelperProtocol::ReadyMagic;
     const std::int32_t euid = static_cast<std::int32_t>(::geteuid());
     if (!VTHelperProtocol::writeExact(STDOUT_FILENO, &magic, sizeof magic)
         || !VTHelperProtocol::writeExact(STDOUT_FILENO, &euid, sizeof euid))
+        return 1;
+    if (!awaitStartLine())
         return 1;
 
     std::uint32_t id = 0;

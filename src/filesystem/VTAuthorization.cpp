@@ -1,0 +1,324 @@
+#include "VTAuthorization.h"
+
+#include "VTFileManager.h"
+#include "VTHelperClient.h"
+#include "VTLocalPaths.h"
+#include "VTLog.h"
+#include "VTPath.h"
+#include "VTTaskEx.h"
+#include "VTTrash.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QFileInfo>
+#include <QProcess>
+
+#include <cstdio>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+std::mutex &classLock()
+{
+    static std::mutex lock;
+    return lock;
+}
+
+std::unique_ptr<VTAuthorization> &sharedAuth()
+{
+    static std::unique_ptr<VTAuthorization> instance;
+    return instance;
+}
+
+// An item at `path`, a dangling link included.
+bool itemExists(const QString &path)
+{
+    struct stat st {};
+    return ::lstat(VTPath::toNative(path).constData(), &st) == 0;
+}
+
+const QString Move = QStringLiteral("/bin/mv");
+const QString Copy = QStringLiteral("/bin/cp");
+const QString Remove = QStringLiteral("/bin/rm");
+const QString MakeFolder = QStringLiteral("/bin/mkdir");
+
+} // namespace
+
+VTAuthorization *VTAuthorization::sharedController()
+{
+    return sharedController(true);
+}
+
+VTAuthorization *VTAuthorization::sharedController(bool gui)
+{
+    std::lock_guard lock(classLock());
+    std::unique_ptr<VTAuthorization> &instance = sharedAuth();
+    if (!instance)
+        instance.reset(new VTAuthorization(gui));
+    return instance.get();
+}
+
+VTAuthorization::VTAuthorization(bool gui)
+    : m_hasGUI(gui)
+{
+    // The superuser keeps no user folder; the trash rules depend on that.
+    if (!isSuperuser())
+        m_userDirectory = VTLocalPaths::userDirectory();
+}
+
+VTAuthorization::~VTAuthorization()
+{
+    authEnd();
+}
+
+bool VTAuthorization::isSuperuser()
+{
+    return ::getuid() == 0;
+}
+
+void VTAuthorization::consoleLog(const QString &text)
+{
+    std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+    std::fflush(stderr);
+}
+
+QString VTAuthorization::helperPath()
+{
+    const QString name = QStringLiteral("tessary-helper");
+    if (QCoreApplication::instance()) {
+        const QString beside = VTPath::join(QCoreApplication::applicationDirPath(), name);
+        if (QFileInfo(beside).isExecutable())
+            return beside;
+    }
+    return QStringLiteral(TESSARY_HELPER_BUILD_PATH);
+}
+
+bool VTAuthorization::isAuthorized() const
+{
+    if (isSuperuser())
+        return true;
+    std::lock_guard lock(m_helperMutex);
+    return m_helper && m_helper->isRunning();
+}
+
+bool VTAuthorization::canAuthorize() const
+{
+    return hasGUI() || isSuperuser();
+}
+
+bool VTAuthorization::startHelper(const QStringList &command, const std::optional<QByteArray> &password)
+{
+    auto helper = std::make_shared<VTHelperClient>();
+    const bool started = helper->start(command, helperPath(), password);
+    std::lock_guard lock(m_helperMutex);
+    m_helper = started ? helper : nullptr;
+    return started;
+}
+
+bool VTAuthorization::authStart()
+{
+    if (isAuthorized())
+        return true;
+    if (!hasGUI()) {
+        consoleLog(QStringLiteral("Unable to authorize"));
+        return false;
+    }
+    const QStringList command = QProcess::splitCommand(VTLocalPaths::escalateCommand());
+    if (command.isEmpty())
+        return false;
+    return startHelper(command, std::nullopt);
+}
+
+bool VTAuthorization::authStartWithUser(const QString &user, const QString &password)
+{
+    if (isSuperuser())
+        return true;
+    if (user.isEmpty() || password.isEmpty())
+        return false;
+    const QString failure = QStringLiteral("Authorization failed. Invalid username or password");
+    // sudo checks the password of the account that runs it; another user's
+    // credentials cannot authorize this process.
+    if (user != VTLocalPaths::username()) {
+        consoleLog(failure);
+        VTLog::appendLog(failure);
+        return false;
+    }
+    const QStringList command = {QStringLiteral("sudo"), QStringLiteral("-S"), QStringLiteral("-p"), QString(),
+                                 QStringLiteral("--")};
+    if (!startHelper(command, password.toUtf8())) {
+        consoleLog(failure);
+        VTLog::appendLog(failure);
+        return false;
+    }
+    return true;
+}
+
+void VTAuthorization::authEnd()
+{
+    std::shared_ptr<VTHelperClient> helper;
+    {
+        std::lock_guard lock(m_helperMutex);
+        helper.swap(m_helper);
+    }
+    if (helper)
+        helper->stop();
+}
+
+int VTAuthorization::authExecTask(const QString &tool, const QStringList &parameters, bool async)
+{
+    if (VTTaskEx::resolveTool(tool).isEmpty() && !QFileInfo::exists(tool)) {
+        consoleLog(QStringLiteral("Unable to execute task: path %1 doesn't exist").arg(tool));
+        return StatusToolMissing;
+    }
+    if (isSuperuser()) {
+        if (async)
+            (void)VTTaskEx::runTaskAndReturn(tool, parameters);
+        else
+            (void)VTTaskEx::runTask(tool, parameters);
+        return StatusSuccess;
+    }
+    if (!isAuthorized())
+        (void)authStart();
+    std::shared_ptr<VTHelperClient> helper;
+    {
+        std::lock_guard lock(m_helperMutex);
+        helper = m_helper;
+    }
+    if (!helper || !helper->isRunning())
+        return StatusNotAuthorized;
+    const int status = helper->execute(QStringList{tool} + parameters, !async);
+    return status == VTHelperClient::StatusHelperGone ? StatusNotAuthorized : status;
+}
+
+bool VTAuthorization::authRemoveFile(const QString &path)
+{
+    if (VTLocalPaths::isPathSystemDirectory(path, true)) {
+        consoleLog(QStringLiteral("Unable to delete path %1 because it is a system directory.").arg(path));
+        return false;
+    }
+    return authExecTask(Remove, {QStringLiteral("-Rdf"), QStringLiteral("--"), path}) == StatusSuccess;
+}
+
+bool VTAuthorization::authMoveFile(const QString &oldPath, const QString &newPath)
+{
+    if (oldPath.isEmpty()) {
+        consoleLog(QStringLiteral("Error in authMoveFile: old path is null"));
+        return false;
+    }
+    if (newPath.isEmpty()) {
+        consoleLog(QStringLiteral("Error in authMoveFile: new path is null"));
+        return false;
+    }
+    if (VTLocalPaths::isPathSystemDirectory(oldPath, true)) {
+        consoleLog(QStringLiteral("Unable to move path %1 because it is a system directory.").arg(oldPath));
+        return false;
+    }
+    if (!itemExists(oldPath))
+        return false;
+    const QStringList arguments = {QStringLiteral("-f"), QStringLiteral("--"), oldPath, newPath};
+    if (isSuperuser()) {
+        (void)VTTaskEx::runTaskAndReturn(Move, arguments);
+        return true;
+    }
+    return authExecTask(Move, arguments) == StatusSuccess;
+}
+
+bool VTAuthorization::authCopyFile(const QString &source, const QString &destination)
+{
+    if (source.isEmpty()) {
+        consoleLog(QStringLiteral("Error in authCopyFile: old path is null"));
+        return false;
+    }
+    if (destination.isEmpty()) {
+        consoleLog(QStringLiteral("Error in authCopyFile: new path is null"));
+        return false;
+    }
+    if (!itemExists(source))
+        return false;
+    const QStringList arguments = {QStringLiteral("-f"), QStringLiteral("-p"), QStringLiteral("-R"), QStringLiteral("--"),
+                                   source, destination};
+    if (isSuperuser()) {
+        (void)VTTaskEx::runTaskAndReturn(Copy, arguments);
+        return true;
+    }
+    return authExecTask(Copy, arguments) == StatusSuccess;
+}
+
+bool VTAuthorization::authCreateDir(const QString &path)
+{
+    const QStringList arguments = {QStringLiteral("-p"), QStringLiteral("--"), path};
+    if (isSuperuser()) {
+        (void)VTTaskEx::runTaskAndReturn(MakeFolder, arguments);
+        return true;
+    }
+    if (authExecTask(MakeFolder, arguments) != StatusSuccess)
+        return false;
+    ::usleep(500);
+    return true;
+}
+
+bool VTAuthorization::authTrashFile(const QString &path, bool deleteOnRootAccount)
+{
+    if (VTLocalPaths::isPathSystemDirectory(path, true)) {
+        consoleLog(QStringLiteral("Unable to trash path %1 because it is a system directory.").arg(path));
+        return false;
+    }
+    QString trashFiles = VTLocalPaths::trashDirectory();
+    if (isSuperuser() && !m_userDirectory.isEmpty())
+        trashFiles = VTPath::join(m_userDirectory, QStringLiteral(".local/share/Trash/files"));
+    const QString trash = VTPath::removeLastComponent(trashFiles);
+    const QString name = VTPath::lastComponent(path);
+    QString destination = VTPath::join(trashFiles, name);
+    const QString info = VTPath::join({trash, QStringLiteral("info"), name + QStringLiteral(".trashinfo")});
+    if (itemExists(destination) || itemExists(info)) {
+        const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMddHHmmss"));
+        destination = VTPath::removeExtension(destination) + QStringLiteral("_%1.%2").arg(stamp, VTPath::extension(path));
+    }
+    if (m_userDirectory.isEmpty() && deleteOnRootAccount && isSuperuser())
+        return authRemoveFile(destination);
+    // The info file makes the item a proper trash entry that the desktop
+    // and trash-cli can list and put back.
+    if (!VTTrash::prepareTrash(trash) || !VTTrash::writeInfo(trash, VTPath::lastComponent(destination), path))
+        VTLog::appendLog(QStringLiteral("Unable to record %1 in the trash %2").arg(path, trash));
+    return authMoveFile(path, destination);
+}
+
+QStringList VTAuthorization::folderEntries(const QString &folder)
+{
+    return VTFileManager::contentsOfDirectory(folder);
+}
+
+bool VTAuthorization::authTrashFolderContents(const QString &folder, bool deleteOnRootAccount)
+{
+    if (VTLocalPaths::isPathSystemDirectory(folder, true)) {
+        consoleLog(QStringLiteral("Unable to trash folder contents of path %1 because it is a system directory.").arg(folder));
+        return false;
+    }
+    bool allSucceeded = true;
+    for (const QString &entry : folderEntries(folder)) {
+        bool succeeded = false;
+        if (!m_userDirectory.isEmpty() || !isSuperuser() || !deleteOnRootAccount)
+            succeeded = authTrashFile(entry);
+        else
+            succeeded = authExecTask(Remove, {QStringLiteral("-R"), QStringLiteral("-f"), QStringLiteral("--"), entry})
+                == StatusSuccess;
+        allSucceeded = allSucceeded && succeeded;
+    }
+    return allSucceeded;
+}
+
+bool VTAuthorization::authMoveFolderContents(const QString &source, const QString &destination)
+{
+    if (VTLocalPaths::isPathSystemDirectory(source, true)) {
+        consoleLog(QStringLiteral("Unable to move contents of path %1 because it is a system directory.").arg(source));
+        return false;
+    }
+    bool allSucceeded = true;
+    for (const QString &entry : folderEntries(source)) {
+        if (!authMoveFile(entry, VTPath::join(destination, VTPath::lastComponent(entry))))
+            allSucceeded = false;
+    }
+    return allSucceeded;
+}
