@@ -95,12 +95,3 @@ TEST(VTPluginEntryRules, InstallTypesAreExactlyTheRecognisedOnes)
     // Nine plug-in extensions, four Motion template ones and the type code.
     EXPECT_EQ(types.size(), 9 + 4 + 1);
 }
-
-TEST(VTPluginEntryRules, MotionTemplateCategoriesAreGroupFolders)
-{
-    const QStringList categories = motionTemplateCategories();
-    EXPECT_EQ(categories.size(), 5);
-    EXPECT_TRUE(categories.contains(QStringLiteral("Transitions.localized")));
-    for (const QString &category : categories)
-        EXPECT_TRUE(isGroupFolderExtension(VTPath::extension(category))) << category.toStdString();
-}
