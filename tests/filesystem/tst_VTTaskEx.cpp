@@ -1,0 +1,232 @@
+#include "../platform/TestSandbox.h"
+#include "VTLog.h"
+#include "VTTaskEx.h"
+
+#include <QElapsedTimer>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// A sandbox with a log of its own, so that tests can read what the runner logged.
+class TaskExTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { VTLog::createNewLog(QStringLiteral("TaskEx")); }
+
+    QByteArray logText()
+    {
+        VTLog::finishWriting();
+        return readWholeFile(VTLog::currentLogPath());
+    }
+
+    QString file(const QString &name) const { return m_sandbox.path() + u'/' + name; }
+
+    TestSandbox m_sandbox;
+};
+
+// True once no process with that id is left to run (a zombie has finished).
+bool processIsGone(qint64 pid)
+{
+    if (pid <= 0)
+        return false;
+    if (::kill(static_cast<pid_t>(pid), 0) != 0)
+        return errno == ESRCH;
+    const QByteArray stat = readWholeFile(QStringLiteral("/proc/%1/stat").arg(pid));
+    const qsizetype close = stat.lastIndexOf(')');
+    return close > 0 && stat.mid(close + 2, 1) == "Z";
+}
+
+bool waitUntilGone(qint64 pid)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!processIsGone(pid) && timer.elapsed() < 3000)
+        QThread::msleep(20);
+    return processIsGone(pid);
+}
+
+qint64 readPid(const QString &path)
+{
+    return readWholeFile(path).trimmed().toLongLong();
+}
+
+} // namespace
+
+TEST_F(TaskExTest, CapturesOutputAndErrorApart)
+{
+    const VTTaskEx::Result result =
+        VTTaskEx::run(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("printf out; printf err >&2")});
+    EXPECT_EQ(result.outcome, VTTaskEx::Outcome::Success);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.standardOutput, "out");
+    EXPECT_EQ(result.standardError, "err");
+
+    EXPECT_EQ(VTTaskEx::stringFromTask(QStringLiteral("/bin/echo"), {QStringLiteral("héllo wörld")}),
+              QStringLiteral("héllo wörld\n"));
+    // Arguments reach the tool as they are: no shell splits or expands them.
+    EXPECT_EQ(VTTaskEx::stringFromTask(QStringLiteral("/bin/echo"), {QStringLiteral("$HOME *"), QStringLiteral("a b")}),
+              QStringLiteral("$HOME * a b\n"));
+    EXPECT_EQ(VTTaskEx::dataFromTask(QStringLiteral("/usr/bin/printf"), {QStringLiteral("a\\000b")}, 10s),
+              QByteArray("a\0b", 3));
+}
+
+TEST_F(TaskExTest, FeedsStandardInput)
+{
+    // More than a pipe holds, in both directions at once.
+    QByteArray input;
+    for (int i = 0; i < 200000; ++i)
+        input += QByteArray::number(i) + '\n';
+    const VTTaskEx::Result copy = VTTaskEx::run(QStringLiteral("/bin/cat"), {}, 30s, input);
+    EXPECT_EQ(copy.outcome, VTTaskEx::Outcome::Success);
+    EXPECT_EQ(copy.standardOutput.size(), input.size());
+    EXPECT_TRUE(copy.standardOutput == input);
+
+    const VTTaskEx::Result answer = VTTaskEx::run(
+        QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("read line; echo \"got $line\"")}, std::nullopt,
+        "secret\n");
+    EXPECT_EQ(answer.standardOutput, "got secret\n");
+}
+
+TEST_F(TaskExTest, ExitStatuses)
+{
+    const QStringList exit3{QStringLiteral("-c"), QStringLiteral("exit 3")};
+    const VTTaskEx::Result failed = VTTaskEx::run(QStringLiteral("/bin/sh"), exit3);
+    EXPECT_EQ(failed.outcome, VTTaskEx::Outcome::FinishedWithError);
+    EXPECT_EQ(failed.exitCode, 3);
+    EXPECT_FALSE(failed.succeeded());
+    EXPECT_EQ(VTTaskEx::terminationCodeFromTask(QStringLiteral("/bin/sh"), exit3), 3);
+    EXPECT_FALSE(VTTaskEx::runTask(QStringLiteral("/bin/sh"), exit3));
+    EXPECT_FALSE(VTTaskEx::runTask(QStringLiteral("/bin/sh"), exit3, 10s));
+
+    EXPECT_TRUE(VTTaskEx::runTask(QStringLiteral("/bin/true"), {}));
+    EXPECT_TRUE(VTTaskEx::runTask(QStringLiteral("/bin/true"), {}, 10s));
+    EXPECT_EQ(VTTaskEx::terminationCodeFromTask(QStringLiteral("/bin/true"), {}), 0);
+}
+
+TEST_F(TaskExTest, MissingOrNonExecutableToolsFail)
+{
+    const QString missing = file(QStringLiteral("no-such-tool"));
+    const QString plain = m_sandbox.createFile(file(QStringLiteral("plain-script")), "#!/bin/sh\necho ran\n");
+    const QString folder = file(QStringLiteral("a-folder"));
+    QDir().mkpath(folder);
+    for (const QString &tool : {missing, plain, folder}) {
+        SCOPED_TRACE(tool.toStdString());
+        const VTTaskEx::Result result = VTTaskEx::run(tool, {});
+        EXPECT_EQ(result.outcome, VTTaskEx::Outcome::FailedToStart);
+        EXPECT_TRUE(result.standardOutput.isEmpty());
+        EXPECT_FALSE(VTTaskEx::runTask(tool, {}));
+        EXPECT_EQ(VTTaskEx::terminationCodeFromTask(tool, {}), -1);
+        EXPECT_EQ(VTTaskEx::stringFromTask(tool, {}), QString());
+        EXPECT_FALSE(VTTaskEx::runTaskAndReturn(tool, {}));
+    }
+    // A file marked executable that the system cannot run at all.
+    const QString garbage = m_sandbox.createFile(file(QStringLiteral("bad-interpreter")), "#!/nonexistent/interpreter\n",
+                                                 QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    EXPECT_EQ(VTTaskEx::run(garbage, {}).outcome, VTTaskEx::Outcome::FailedToStart);
+
+    const QByteArray log = logText();
+    for (const QString &tool : {missing, plain, folder, garbage})
+        EXPECT_TRUE(log.contains((QStringLiteral(" - Error: %1 is not executable\n").arg(tool)).toUtf8()))
+            << tool.toStdString() << "\n" << log.toStdString();
+}
+
+TEST_F(TaskExTest, TimeOutEndsTheToolAndWhatItStarted)
+{
+    const QString pidFile = file(QStringLiteral("tool.pid"));
+    const QString childFile = file(QStringLiteral("child.pid"));
+    const QString script = m_sandbox.createScript(
+        file(QStringLiteral("slow")),
+        QStringLiteral("echo $$ > '%1'\nsleep 30 &\necho $! > '%2'\necho started\nwait\necho finished\n")
+            .arg(pidFile, childFile)
+            .toUtf8());
+    QElapsedTimer timer;
+    timer.start();
+    const VTTaskEx::Result result = VTTaskEx::run(script, {}, 1s);
+    EXPECT_LT(timer.elapsed(), 10000);
+    EXPECT_EQ(result.outcome, VTTaskEx::Outcome::TimedOut);
+    EXPECT_EQ(result.standardOutput, "started\n");
+    EXPECT_TRUE(waitUntilGone(readPid(pidFile))) << "the tool still runs";
+    EXPECT_TRUE(waitUntilGone(readPid(childFile))) << "what the tool started still runs";
+    EXPECT_TRUE(logText().contains(QStringLiteral(" - Task %1 timed out. Terminating...\n").arg(script).toUtf8()));
+
+    EXPECT_EQ(VTTaskEx::dataFromTask(script, {}, 1s), "started\n");
+}
+
+TEST_F(TaskExTest, ToolsThatIgnoreTerminationAreKilled)
+{
+    const QString childFile = file(QStringLiteral("stubborn-child.pid"));
+    // Ignored signals stay ignored in what the script starts.
+    const QString script = m_sandbox.createScript(
+        file(QStringLiteral("stubborn")),
+        QStringLiteral("trap '' TERM\nsleep 30 &\necho $! > '%1'\nwait\n").arg(childFile).toUtf8());
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_FALSE(VTTaskEx::runTask(script, {}, 1s));
+    EXPECT_LT(timer.elapsed(), 10000);
+    EXPECT_TRUE(waitUntilGone(readPid(childFile)));
+}
+
+TEST_F(TaskExTest, ACrashIsNotAnExitStatus)
+{
+    const QString script = m_sandbox.createScript(file(QStringLiteral("crasher")), "echo before\nkill -SEGV $$\n");
+    const VTTaskEx::Result result = VTTaskEx::run(script, {});
+    EXPECT_EQ(result.outcome, VTTaskEx::Outcome::Crashed);
+    EXPECT_EQ(result.standardOutput, "before\n");
+    EXPECT_EQ(VTTaskEx::terminationCodeFromTask(script, {}), -1);
+    EXPECT_FALSE(VTTaskEx::runTask(script, {}));
+    EXPECT_TRUE(logText().contains(QStringLiteral(" - Task %1 crashed.\n").arg(script).toUtf8()));
+}
+
+TEST_F(TaskExTest, MissingSystemToolsFallBackToTheHostsOwn)
+{
+    if (QFileInfo(QStringLiteral("/usr/sbin/chown")).isExecutable())
+        GTEST_SKIP() << "this system has /usr/sbin/chown itself";
+    QString hostChown;
+    for (const char *candidate : {"/usr/bin/chown", "/bin/chown", "/sbin/chown"}) {
+        if (QFileInfo(QLatin1String(candidate)).isExecutable()) {
+            hostChown = QLatin1String(candidate);
+            break;
+        }
+    }
+    ASSERT_FALSE(hostChown.isEmpty());
+    EXPECT_EQ(VTTaskEx::resolveTool(QStringLiteral("/usr/sbin/chown")), hostChown);
+
+    // It really runs: the owner changes (to nobody as the superuser, else to ourselves).
+    const QString target = m_sandbox.createFile(file(QStringLiteral("owned")), "x");
+    const uid_t owner = geteuid() == 0 ? 65534 : geteuid();
+    ASSERT_TRUE(VTTaskEx::runTask(QStringLiteral("/usr/sbin/chown"), {QString::number(owner), target}));
+    struct stat info {};
+    ASSERT_EQ(::stat(QFile::encodeName(target).constData(), &info), 0);
+    EXPECT_EQ(info.st_uid, owner);
+    EXPECT_TRUE(logText().contains(
+        QStringLiteral(" - /usr/sbin/chown is not on this system; running %1\n").arg(hostChown).toUtf8()));
+
+    // Only tools named in a system bin folder are looked for elsewhere.
+    EXPECT_EQ(VTTaskEx::resolveTool(file(QStringLiteral("chown"))), QString());
+    EXPECT_EQ(VTTaskEx::resolveTool(QStringLiteral("/usr/sbin/no-such-tool-here")), QString());
+}
+
+TEST_F(TaskExTest, RunAndReturnDoesNotWait)
+{
+    const QString marker = file(QStringLiteral("marker"));
+    QElapsedTimer timer;
+    timer.start();
+    ASSERT_TRUE(VTTaskEx::runTaskAndReturn(QStringLiteral("/bin/sh"),
+                                           {QStringLiteral("-c"), QStringLiteral("sleep 1; echo done > '%1'").arg(marker)}));
+    EXPECT_LT(timer.elapsed(), 900);
+    EXPECT_FALSE(QFile::exists(marker));
+    while (!QFile::exists(marker) && timer.elapsed() < 10000)
+        QThread::msleep(50);
+    QThread::msleep(50);
+    EXPECT_EQ(readWholeFile(marker), "done\n");
+}
