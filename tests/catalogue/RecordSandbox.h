@@ -1,0 +1,104 @@
+#pragma once
+
+#include "VTBundleInfoReader.h"
+#include "VTLocalPaths.h"
+#include "VTPath.h"
+#include "VTPluginFolders.h"
+#include "VTPropertyList.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+// A managed system in a temporary folder: TESSARY_SYSTEM_ROOT and HOME point
+// into it while a test runs, and the folder table the records use is rebuilt
+// for it. Tests that derive paths or read bundles start from here.
+class RecordSandbox : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_dir.isValid());
+        m_savedRoot = qgetenv("TESSARY_SYSTEM_ROOT");
+        m_savedHome = qgetenv("HOME");
+        m_hadRoot = qEnvironmentVariableIsSet("TESSARY_SYSTEM_ROOT");
+        ASSERT_TRUE(QDir().mkpath(m_dir.filePath(QStringLiteral("root"))));
+        ASSERT_TRUE(QDir().mkpath(m_dir.filePath(QStringLiteral("home/ann"))));
+        qputenv("TESSARY_SYSTEM_ROOT", QFile::encodeName(m_dir.filePath(QStringLiteral("root"))));
+        qputenv("HOME", QFile::encodeName(m_dir.filePath(QStringLiteral("home/ann"))));
+        VTPluginFolders::setShared(std::make_shared<const VTPluginFolders>(VTPluginFolders::build()));
+    }
+
+    void TearDown() override
+    {
+        // Reads still queued would look into the sandbox after it is gone.
+        VTBundleInfoReader::shared().waitForAll();
+        VTPluginFolders::setShared(nullptr);
+        if (m_hadRoot)
+            qputenv("TESSARY_SYSTEM_ROOT", m_savedRoot);
+        else
+            qunsetenv("TESSARY_SYSTEM_ROOT");
+        qputenv("HOME", m_savedHome);
+    }
+
+    [[nodiscard]] static QString systemRoot() { return VTLocalPaths::systemRoot(); }
+    [[nodiscard]] static QString home() { return VTLocalPaths::userDirectory(); }
+    [[nodiscard]] static QString disabledRoot()
+    {
+        return VTPath::join(systemRoot(), QStringLiteral("Library/Application Support/Vantorel/Hearthkit/Tessary Disabled Plugins"));
+    }
+
+    static void writeFile(const QString &path, const QByteArray &bytes)
+    {
+        ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        ASSERT_EQ(file.write(bytes), bytes.size());
+    }
+
+    // A bundle folder with an Info.plist and, when given, an executable named
+    // after the bundle.
+    static void writeBundle(const QString &path, const QVariantMap &info, const QByteArray &executable = QByteArray())
+    {
+        QVariantMap values = info;
+        const QString name = VTPath::removeExtension(VTPath::lastComponent(path));
+        if (!executable.isNull())
+            values.insert(QStringLiteral("CFBundleExecutable"), name);
+        writeFile(VTPath::join(path, QStringLiteral("Contents/Info.plist")),
+                  VTPropertyList::toData(values, VTPropertyList::Format::Xml));
+        if (!executable.isNull())
+            writeFile(VTPath::join({path, QStringLiteral("Contents/MacOS"), name}), executable);
+    }
+
+    // A universal header (big-endian fat) with one slice per CPU type, each
+    // slice a thin little-endian header.
+    static QByteArray universalBinary(const QList<qint32> &cpuTypes)
+    {
+        QByteArray bytes;
+        const auto be32 = [&bytes](quint32 v) {
+            for (int shift = 24; shift >= 0; shift -= 8)
+                bytes.append(char((v >> shift) & 0xFF));
+        };
+        be32(0xCAFEBABE);
+        be32(quint32(cpuTypes.size()));
+        for (int i = 0; i < cpuTypes.size(); ++i) {
+            be32(quint32(cpuTypes[i]));
+            be32(3);
+            be32(quint32(0x1000 * (i + 1)));
+            be32(0x1000);
+            be32(12);
+        }
+        bytes.append(QByteArray(0x1000 * (cpuTypes.size() + 1) - bytes.size(), '\0'));
+        return bytes;
+    }
+
+    QTemporaryDir m_dir;
+
+private:
+    QByteArray m_savedRoot;
+    QByteArray m_savedHome;
+    bool m_hadRoot = false;
+};

@@ -1,0 +1,265 @@
+#include "RecordSandbox.h"
+
+#include "VTGroupItem.h"
+#include "VTPluginItem.h"
+#include "VTPluginKind.h"
+
+namespace {
+
+using namespace VTPluginKind;
+
+PluginPtr plugin(const QString &name, qint64 enabled = Enabled, qint64 access = AllUsers,
+                 const QString &version = QString(), qint64 type = FxPlug)
+{
+    VTPluginItem::ArchivedFields fields;
+    fields.shortName = name;
+    fields.fileName = name + QStringLiteral(".fxplug");
+    fields.version = version;
+    fields.pluginEnabled = enabled;
+    fields.pluginAccess = access;
+    fields.pluginType = type;
+    return VTPluginItem::fromArchivedFields(fields);
+}
+
+GroupPtr group(const QString &title, std::initializer_list<ItemPtr> children = {})
+{
+    GroupPtr result = VTGroupItem::create(title, QStringLiteral("/G/") + title, title);
+    for (const ItemPtr &child : children)
+        result->addChild(child);
+    return result;
+}
+
+QStringList titles(const QList<ItemPtr> &items)
+{
+    QStringList result;
+    for (const ItemPtr &item : items)
+        result.append(item->displayTitle());
+    return result;
+}
+
+QStringList split(const char *names)
+{
+    return QString::fromLatin1(names).split(u' ', Qt::SkipEmptyParts);
+}
+
+} // namespace
+
+TEST(VTGroupItem, EnabledStateOfMixedChildren)
+{
+    EXPECT_EQ(group(QStringLiteral("Empty"))->groupEnabled(), Mixed);
+    EXPECT_EQ(group(QStringLiteral("On"), {plugin(QStringLiteral("a")), plugin(QStringLiteral("b"))})->groupEnabled(), Enabled);
+    EXPECT_EQ(group(QStringLiteral("Both"), {plugin(QStringLiteral("a")), plugin(QStringLiteral("b"), Disabled)})->groupEnabled(),
+              Mixed);
+    const GroupPtr off = group(QStringLiteral("Off"), {plugin(QStringLiteral("a"), Disabled), plugin(QStringLiteral("b"), Disabled)});
+    EXPECT_EQ(group(QStringLiteral("Outer"), {off})->groupEnabled(), Disabled);
+    EXPECT_EQ(group(QStringLiteral("Outer"), {off, plugin(QStringLiteral("c"))})->groupEnabled(), Mixed);
+    // An empty nested group is mixed and makes its parent mixed.
+    EXPECT_EQ(group(QStringLiteral("Outer"), {plugin(QStringLiteral("c")), group(QStringLiteral("Hollow"))})->groupEnabled(),
+              Mixed);
+    // Any value other than 1 counts as disabled for a plug-in.
+    EXPECT_EQ(group(QStringLiteral("Odd"), {plugin(QStringLiteral("a"), 7)})->groupEnabled(), Disabled);
+}
+
+TEST(VTGroupItem, AccessOfMixedChildren)
+{
+    EXPECT_EQ(group(QStringLiteral("Empty"))->groupAccess(), UnknownAccess);
+    EXPECT_EQ(group(QStringLiteral("All"), {plugin(QStringLiteral("a")), plugin(QStringLiteral("b"))})->groupAccess(), AllUsers);
+    const GroupPtr user = group(QStringLiteral("User"), {plugin(QStringLiteral("a"), Enabled, CurrentUser)});
+    EXPECT_EQ(user->groupAccess(), CurrentUser);
+    EXPECT_EQ(group(QStringLiteral("Nested"), {user, plugin(QStringLiteral("b"), Disabled, CurrentUser)})->groupAccess(),
+              CurrentUser);
+    EXPECT_EQ(group(QStringLiteral("Both"), {user, plugin(QStringLiteral("b"))})->groupAccess(), UnknownAccess);
+    EXPECT_EQ(group(QStringLiteral("HollowChild"), {plugin(QStringLiteral("b")), group(QStringLiteral("Hollow"))})->groupAccess(),
+              UnknownAccess);
+}
+
+TEST(VTGroupItem, CountsOverCountNestedGroups)
+{
+    const GroupPtr inner = group(QStringLiteral("Inner"), {plugin(QStringLiteral("x")), plugin(QStringLiteral("y"), Disabled),
+                                                          plugin(QStringLiteral("z"), Disabled)});
+    const GroupPtr outer = group(QStringLiteral("Outer"), {plugin(QStringLiteral("a")), plugin(QStringLiteral("b")), inner});
+    EXPECT_EQ(outer->totalChildCount(), 5);
+    EXPECT_EQ(outer->totalEnabledChildCount(), 5);
+    EXPECT_EQ(inner->totalEnabledChildCount(), 1);
+
+    const GroupPtr quiet = group(QStringLiteral("Quiet"), {plugin(QStringLiteral("a"), Disabled), inner});
+    EXPECT_EQ(quiet->totalChildCount(), 4);
+    EXPECT_EQ(quiet->totalEnabledChildCount(), 3);
+}
+
+TEST(VTGroupItem, ChildrenAndParents)
+{
+    const PluginPtr leaf = plugin(QStringLiteral("leaf"));
+    const GroupPtr c = group(QStringLiteral("C"), {leaf});
+    const GroupPtr b = group(QStringLiteral("B"), {c});
+    const GroupPtr a = group(QStringLiteral("A"), {b, plugin(QStringLiteral("top"))});
+    EXPECT_EQ(leaf->parent(), c);
+    EXPECT_EQ(leaf->absoluteParent(), a);
+    EXPECT_EQ(c->absoluteParent(), a);
+    EXPECT_EQ(b->absoluteParent(), a);
+    EXPECT_EQ(a->absoluteParent(), nullptr);
+
+    EXPECT_EQ(titles(a->allChildren()), split("B C leaf top"));
+    QStringList plugins;
+    for (const PluginPtr &p : a->allPluginChildren())
+        plugins.append(p->shortName());
+    EXPECT_EQ(plugins, split("leaf top"));
+
+    EXPECT_TRUE(c->removeChild(leaf));
+    EXPECT_FALSE(c->removeChild(leaf));
+    EXPECT_EQ(leaf->parent(), nullptr);
+
+    // The back reference does not keep a released group alive.
+    const PluginPtr orphan = plugin(QStringLiteral("orphan"));
+    {
+        const GroupPtr temporary = group(QStringLiteral("T"), {orphan});
+        EXPECT_EQ(orphan->parent(), temporary);
+    }
+    EXPECT_EQ(orphan->parent(), nullptr);
+}
+
+TEST(VTGroupItem, RenameEnableAndAccessReachTheWholeSubtree)
+{
+    const PluginPtr locked = plugin(QStringLiteral("locked"), Disabled, AllUsers);
+    locked->setIsLocked(true);
+    const PluginPtr deep = plugin(QStringLiteral("deep"), Disabled, AllUsers);
+    const GroupPtr warm = group(QStringLiteral("Warm"), {deep});
+    const PluginPtr top = plugin(QStringLiteral("top"), Disabled, AllUsers);
+    const GroupPtr color = group(QStringLiteral("Color"), {top, warm, locked});
+
+    color->renameChildSubdirs(QStringLiteral("Colour"));
+    EXPECT_EQ(top->subdir(), QStringLiteral("Colour"));
+    EXPECT_EQ(deep->subdir(), QStringLiteral("Colour/Warm"));
+    EXPECT_EQ(locked->subdir(), QStringLiteral("Colour"));
+
+    color->enableChildren(Enabled);
+    EXPECT_EQ(top->pluginEnabled(), Enabled);
+    EXPECT_EQ(deep->pluginEnabled(), Enabled);
+    EXPECT_EQ(locked->pluginEnabled(), Disabled);
+
+    color->setChildAccess(CurrentUser);
+    EXPECT_EQ(top->pluginAccess(), CurrentUser);
+    EXPECT_EQ(deep->pluginAccess(), CurrentUser);
+    EXPECT_EQ(locked->pluginAccess(), AllUsers);
+}
+
+TEST(VTGroupItem, BasePathCutsTheSubfolder)
+{
+    const GroupPtr g = VTGroupItem::create(QStringLiteral("B"), QStringLiteral("/Library/Plug-Ins/FxPlug/A/B"),
+                                           QStringLiteral("A/B"));
+    EXPECT_EQ(g->basePath(), QStringLiteral("/Library/Plug-Ins/FxPlug"));
+    g->setSubdir(QString());
+    EXPECT_EQ(g->basePath(), QStringLiteral("/Library/Plug-Ins/FxPlug/A/B"));
+    g->setSubdir(QStringLiteral("a/b/c/d/e/f/g"));
+    EXPECT_EQ(g->basePath(), QStringLiteral("/Library/Plug-Ins/FxPlug/A/B"));
+    g->setGroupPath(QStringLiteral("/Library//Plug-Ins/FxPlug/B/"));
+    g->setSubdir(QStringLiteral("B"));
+    EXPECT_EQ(g->basePath(), QStringLiteral("/Library/Plug-Ins/FxPlug"));
+}
+
+TEST(VTGroupItem, FilteredCopyKeepsMatchesInOrder)
+{
+    const PluginPtr blur = plugin(QStringLiteral("Gaussian Blur"));
+    const PluginPtr glow = plugin(QStringLiteral("Glow"));
+    const PluginPtr motionBlur = plugin(QStringLiteral("Motion blur"));
+    const GroupPtr blurs = group(QStringLiteral("Blurs"), {plugin(QStringLiteral("Soft"))});
+    const GroupPtr stylize = group(QStringLiteral("Stylize"), {motionBlur, plugin(QStringLiteral("Emboss"))});
+    const GroupPtr other = group(QStringLiteral("Other"), {plugin(QStringLiteral("Noise"))});
+    const GroupPtr root = group(QStringLiteral("Root"), {blur, glow, blurs, stylize, other});
+
+    const GroupPtr filtered = root->groupWithFilteredChildren(QStringLiteral("BLUR"));
+    EXPECT_NE(filtered, root);
+    EXPECT_EQ(titles(filtered->children()),
+              (QStringList{QStringLiteral("Gaussian Blur"), QStringLiteral("Blurs"), QStringLiteral("Stylize")}));
+    // The title matched, so the group stays, with its children filtered.
+    EXPECT_TRUE(filtered->children().at(1)->asGroup()->children().isEmpty());
+    EXPECT_EQ(titles(filtered->children().at(2)->asGroup()->children()), QStringList{QStringLiteral("Motion blur")});
+    // The originals are untouched, and the plug-ins are the same records.
+    EXPECT_EQ(root->children().size(), 5);
+    EXPECT_EQ(stylize->children().size(), 2);
+    EXPECT_EQ(filtered->children().at(0), blur);
+    EXPECT_EQ(blur->parent(), root);
+}
+
+TEST(VTGroupItem, SortsRecursivelyWithPluginsBeforeGroups)
+{
+    const GroupPtr inner = group(QStringLiteral("Inner"), {plugin(QStringLiteral("i9"), Enabled, AllUsers, QStringLiteral("9.0")),
+                                                          plugin(QStringLiteral("i10"), Enabled, AllUsers, QStringLiteral("10.0"))});
+    const GroupPtr root = group(QStringLiteral("Root"),
+                                {inner, plugin(QStringLiteral("v9"), Enabled, AllUsers, QStringLiteral("9.0")),
+                                 plugin(QStringLiteral("v10"), Disabled, AllUsers, QStringLiteral("10.0")),
+                                 plugin(QStringLiteral("v2"), Enabled, AllUsers, QStringLiteral("2.1"))});
+
+    root->sortChildrenByVersion(false);
+    EXPECT_EQ(titles(root->children()), split("v10 v2 v9 Inner"));
+    EXPECT_EQ(titles(inner->children()), split("i10 i9"));
+    root->sortChildrenByVersion(true);
+    EXPECT_EQ(titles(root->children()), split("Inner v9 v2 v10"));
+    EXPECT_EQ(titles(inner->children()), split("i9 i10"));
+
+    root->sortChildrenByStatus(false);
+    EXPECT_EQ(titles(root->children()), split("v10 v9 v2 Inner"));
+
+    root->sortChildrenByName(false);
+    EXPECT_EQ(titles(root->children()), split("Inner v10 v2 v9"));
+}
+
+TEST(VTGroupItem, SortsByTypeWithGroupAsAName)
+{
+    const GroupPtr root = group(QStringLiteral("Root"),
+                                {plugin(QStringLiteral("vst"), Enabled, AllUsers, QString(), VST), group(QStringLiteral("G")),
+                                 plugin(QStringLiteral("fx"), Enabled, AllUsers, QString(), FxPlug),
+                                 plugin(QStringLiteral("au"), Enabled, AllUsers, QString(), AudioUnit)});
+    root->sortChildrenByType(false);
+    EXPECT_EQ(titles(root->children()), split("au fx G vst"));
+    EXPECT_EQ(titles(VTCatalogueItem::sorted(root->children(), VTSortKey::Type, true)), split("vst G fx au"));
+}
+
+TEST(VTGroupItem, CopySharesChildrenAndParent)
+{
+    const PluginPtr child = plugin(QStringLiteral("c"));
+    const GroupPtr inner = group(QStringLiteral("Inner"), {child});
+    const GroupPtr outer = group(QStringLiteral("Outer"), {inner});
+    inner->setGroupEnabled(0);
+
+    const GroupPtr copy = inner->copy();
+    EXPECT_NE(copy, inner);
+    EXPECT_EQ(copy->title(), QStringLiteral("Inner"));
+    EXPECT_EQ(copy->subdir(), inner->subdir());
+    EXPECT_EQ(copy->storedGroupPath(), inner->storedGroupPath());
+    EXPECT_EQ(copy->storedGroupEnabled(), 0);
+    EXPECT_EQ(copy->parent(), outer);
+    ASSERT_EQ(copy->children().size(), 1);
+    EXPECT_EQ(copy->children().first(), child);
+    // The shared child still belongs to the original.
+    EXPECT_EQ(child->parent(), inner);
+}
+
+class VTGroupItemOnDisk : public RecordSandbox
+{
+};
+
+TEST_F(VTGroupItemOnDisk, GroupPathIsWhereMostChildrenAre)
+{
+    const auto scanned = [](const QString &name, qint64 enabled) {
+        return VTPluginItem::createScanned(name + QStringLiteral(".fxplug"), name, QStringLiteral("Color"), QString(),
+                                           FxPlug, AllUsers, enabled);
+    };
+    const QString enabledFolder = VTPath::join(systemRoot(), QStringLiteral("Library/Plug-Ins/FxPlug/Color"));
+    const QString disabledFolder = VTPath::mirror(disabledRoot(), enabledFolder);
+
+    const GroupPtr color = VTGroupItem::create(QStringLiteral("Color"), QStringLiteral("/recorded"), QStringLiteral("Color"));
+    EXPECT_EQ(color->groupPath(), QStringLiteral("/recorded"));
+    color->addChild(scanned(QStringLiteral("a"), Disabled));
+    color->addChild(scanned(QStringLiteral("b"), Enabled));
+    // Equal counts: the folder met first wins.
+    EXPECT_EQ(color->groupPath(), disabledFolder);
+    color->addChild(scanned(QStringLiteral("c"), Enabled));
+    EXPECT_EQ(color->groupPath(), enabledFolder);
+    EXPECT_EQ(color->storedGroupPath(), QStringLiteral("/recorded"));
+
+    // A child group counts with its own folder's parent.
+    const GroupPtr outer = VTGroupItem::create(QStringLiteral("Outer"), QStringLiteral("/x"), QString());
+    outer->addChild(color);
+    EXPECT_EQ(outer->groupPath(), VTPath::removeLastComponent(enabledFolder));
+}

@@ -1,0 +1,384 @@
+#include "RecordSandbox.h"
+
+#include "VTGroupItem.h"
+#include "VTPluginItem.h"
+#include "VTPluginKind.h"
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+using namespace VTPluginKind;
+
+constexpr qint32 kI386 = 7;
+constexpr qint32 kX86_64 = 7 | 0x01000000;
+constexpr qint32 kPPC = 18;
+constexpr qint32 kPPC64 = 18 | 0x01000000;
+
+QVariantMap info(std::initializer_list<std::pair<const char *, QString>> pairs)
+{
+    QVariantMap map;
+    for (const auto &[key, value] : pairs)
+        map.insert(QString::fromLatin1(key), value);
+    return map;
+}
+
+PluginPtr readNow(const PluginPtr &item)
+{
+    item->bundleProcessThread()->wait();
+    return item;
+}
+
+} // namespace
+
+class VTPluginItemPaths : public RecordSandbox
+{
+protected:
+    // The folder each kind lives in, below the root of its access: the
+    // all-users root stands for "/", the current user's for the home folder.
+    static QString expectedBase(qint64 kind, qint64 access)
+    {
+        const QString root = access == AllUsers ? systemRoot() : home();
+        switch (kind) {
+        case FxPlug: return VTPath::join(root, QStringLiteral("Library/Plug-Ins/FxPlug"));
+        case FxScript:
+            return VTPath::join(root, access == AllUsers
+                                          ? QStringLiteral("Library/Application Support/Final Cut Pro System Support/Plugins")
+                                          : QStringLiteral("Library/Preferences/Final Cut Pro User Data/Plugins"));
+        case AudioUnit: return VTPath::join(root, QStringLiteral("Library/Audio/Plug-Ins/Components"));
+        case AvidAVX:
+            return VTPath::join(root, QStringLiteral("Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"));
+        case AdobePlugin:
+            return VTPath::join(root, QStringLiteral("Library/Application Support/Adobe/Common/Plug-ins/7.0/MediaCore"));
+        case AvidAVX2: return VTPath::join(root, QStringLiteral("Library/Application Support/Avid/AVX2_Plug-ins"));
+        case AvidRTAS: return VTPath::join(root, QStringLiteral("Library/Application Support/Digidesign/Plug-Ins"));
+        case VST: return VTPath::join(root, QStringLiteral("Library/Audio/Plug-Ins/VST"));
+        case MotionTemplate:
+            return access == AllUsers
+                ? VTPath::join(systemRoot(), QStringLiteral("Library/Application Support/Final Cut Pro/Templates.localized"))
+                : VTPath::join(home(), QStringLiteral("Movies/Motion Templates.localized"));
+        case OpenFX: return VTPath::join(root, QStringLiteral("Library/OpenFX/Plugins"));
+        default: return QString();
+        }
+    }
+};
+
+TEST_F(VTPluginItemPaths, EveryKindAndAccessEnabledAndDisabled)
+{
+    for (qint64 kind = Unknown; kind <= OpenFX; ++kind) {
+        for (const qint64 access : {AllUsers, CurrentUser}) {
+            for (const QString &subdir : {QString(), QStringLiteral("Color/Warm")}) {
+                SCOPED_TRACE(QStringLiteral("kind %1 access %2 subdir '%3'").arg(kind).arg(access).arg(subdir).toStdString());
+                const PluginPtr item = VTPluginItem::createScanned(QStringLiteral("Blur.fxplug"), QStringLiteral("Blur"),
+                                                                   subdir, QString(), kind, access, Enabled);
+
+                const QString base = expectedBase(kind, access);
+                const QString relative = VTPath::join({base, subdir, QStringLiteral("Blur.fxplug")});
+                EXPECT_EQ(item->pluginBasePath(), base);
+                EXPECT_EQ(item->pluginRelativePath(), relative);
+                EXPECT_EQ(item->pluginTypeDir(), QString());
+                EXPECT_EQ(item->pluginPath(), relative);
+                EXPECT_EQ(item->actualPath(), relative);
+
+                item->setPluginEnabled(Disabled);
+                EXPECT_EQ(item->pluginTypeDir(), disabledRoot());
+                EXPECT_EQ(item->pluginPath(), VTPath::mirror(disabledRoot(), relative));
+                EXPECT_EQ(item->pluginRelativePath(), relative);
+            }
+        }
+    }
+}
+
+TEST_F(VTPluginItemPaths, DisabledGroupMemberMirrorsItsWholePath)
+{
+    const PluginPtr item = VTPluginItem::createScanned(QStringLiteral("Blur.fxplug"), QStringLiteral("Blur"),
+                                                       QStringLiteral("Color"), QString(), FxPlug, AllUsers, Disabled);
+    EXPECT_EQ(item->pluginPath(),
+              disabledRoot() + systemRoot() + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Blur.fxplug"));
+    EXPECT_EQ(item->pluginTypeName(), QStringLiteral("FxPlug"));
+
+    const PluginPtr unknown = VTPluginItem::create(QStringLiteral("x.vst"), 42, AllUsers, Enabled);
+    EXPECT_EQ(unknown->pluginBasePath(), QString());
+    EXPECT_EQ(unknown->pluginPath(), QStringLiteral("x.vst"));
+    EXPECT_EQ(unknown->pluginTypeName(), QStringLiteral("Unknown"));
+}
+
+TEST_F(VTPluginItemPaths, EmptySubfolderIsNone)
+{
+    const PluginPtr item = VTPluginItem::createScanned(QStringLiteral("A.fxplug"), QStringLiteral("A"), QString(),
+                                                       QString(), FxPlug, AllUsers, Enabled);
+    EXPECT_TRUE(item->subdir().isNull());
+    item->setSubdir(QStringLiteral(""));
+    EXPECT_TRUE(item->subdir().isNull());
+}
+
+TEST_F(VTPluginItemPaths, ActualPathFollowsTheFile)
+{
+    const PluginPtr item = VTPluginItem::create(QStringLiteral("Blur.fxplug"), FxPlug, CurrentUser, Enabled);
+    const QString enabledPath = item->pluginPath();
+    writeFile(VTPath::join(enabledPath, QStringLiteral("Contents/Info.plist")), "x");
+    const QString disabledPath = VTPath::mirror(disabledRoot(), enabledPath);
+    EXPECT_EQ(item->actualPath(), enabledPath);
+
+    // The flag changes ahead of the move: the file is still where it was.
+    item->setPluginEnabled(Disabled);
+    EXPECT_EQ(item->pluginPath(), disabledPath);
+    EXPECT_EQ(item->actualPath(), enabledPath);
+
+    ASSERT_TRUE(QDir().mkpath(VTPath::removeLastComponent(disabledPath)));
+    ASSERT_TRUE(QDir().rename(enabledPath, disabledPath));
+    item->updateActualPath();
+    EXPECT_EQ(item->actualPath(), disabledPath);
+
+    // The move comes first and the flag after it: the setter's second
+    // look finds the file at the new derived path.
+    ASSERT_TRUE(QDir().rename(disabledPath, enabledPath));
+    item->updateActualPath();
+    EXPECT_EQ(item->actualPath(), disabledPath);
+    item->setPluginEnabled(Enabled);
+    EXPECT_EQ(item->actualPath(), enabledPath);
+
+    // Moving into a group: nothing at the new place yet, so the old place stays.
+    item->setSubdir(QStringLiteral("Color"));
+    EXPECT_EQ(item->actualPath(), enabledPath);
+    const QString grouped = item->pluginPath();
+    ASSERT_TRUE(QDir().mkpath(VTPath::removeLastComponent(grouped)));
+    ASSERT_TRUE(QDir().rename(enabledPath, grouped));
+    item->setItemSelection(1);
+    EXPECT_EQ(item->actualPath(), grouped);
+}
+
+TEST_F(VTPluginItemPaths, LockStatusFollowsTheManagerFile)
+{
+    const QString folder = VTPath::join(expectedBase(FxPlug, AllUsers), QStringLiteral("Managed.fxplug"));
+    writeFile(VTPath::join(folder, QStringLiteral(".fxfactory.plist")), "<plist/>");
+    const PluginPtr managed = VTPluginItem::create(QStringLiteral("Managed.fxplug"), FxPlug, AllUsers, Enabled);
+    EXPECT_TRUE(managed->isLocked());
+    EXPECT_FALSE(managed->isDeletable());
+
+    const PluginPtr plain = VTPluginItem::create(QStringLiteral("Plain.fxplug"), FxPlug, AllUsers, Enabled);
+    EXPECT_FALSE(plain->isLocked());
+    EXPECT_TRUE(plain->isDeletable());
+    // A lock set elsewhere (the immutable flag) is not lifted here.
+    plain->setIsLocked(true);
+    plain->setIsDeletable(false);
+    plain->setLockStatus();
+    EXPECT_TRUE(plain->isLocked());
+    EXPECT_TRUE(plain->isDeletable());
+}
+
+class VTPluginItemBundle : public VTPluginItemPaths
+{
+protected:
+    QString bundlePath(const QString &fileName) const
+    {
+        return VTPath::join(expectedBase(AudioUnit, AllUsers), fileName);
+    }
+    static PluginPtr scanned(const QString &fileName, const QString &name)
+    {
+        return readNow(VTPluginItem::createScanned(fileName, name, QString(), QStringLiteral(""), AudioUnit, AllUsers,
+                                                   Enabled));
+    }
+};
+
+TEST_F(VTPluginItemBundle, ReadsLocalisedNameVersionAndArchitectures)
+{
+    const QString path = bundlePath(QStringLiteral("Verb.component"));
+    writeBundle(path,
+                info({{"CFBundleDisplayName", QStringLiteral("Verb Display")},
+                      {"CFBundleName", QStringLiteral("Verb")},
+                      {"CFBundleShortVersionString", QStringLiteral("2.5")},
+                      {"CFBundleVersion", QStringLiteral("250")}}),
+                universalBinary({kI386, kX86_64}));
+    writeFile(VTPath::join(path, QStringLiteral("Contents/Resources/en.lproj/InfoPlist.strings")),
+              "\"CFBundleDisplayName\" = \"Verb (English)\";");
+
+    const PluginPtr item = scanned(QStringLiteral("Verb.component"), QStringLiteral("scanned"));
+    EXPECT_TRUE(item->bundleProcessThread()->isFinished());
+    EXPECT_EQ(item->shortName(), QStringLiteral("Verb (English)"));
+    EXPECT_EQ(item->version(), QStringLiteral("2.5"));
+    EXPECT_EQ(item->architectures(), (QStringList{QStringLiteral("32-bit (Intel)"), QStringLiteral("64-bit (Intel)")}));
+    EXPECT_TRUE(item->is32BitAvailable());
+    EXPECT_TRUE(item->is64BitAvailable());
+    EXPECT_TRUE(item->isIntelAvailable());
+    EXPECT_FALSE(item->isPPCAvailable());
+}
+
+TEST_F(VTPluginItemBundle, FallsBackToNameAndBundleVersion)
+{
+    writeBundle(bundlePath(QStringLiteral("Old.component")),
+                info({{"CFBundleName", QStringLiteral("Old Verb")}, {"CFBundleVersion", QStringLiteral("1.0b")}}),
+                universalBinary({kPPC}));
+    const PluginPtr item = scanned(QStringLiteral("Old.component"), QStringLiteral("Old"));
+    EXPECT_EQ(item->shortName(), QStringLiteral("Old Verb"));
+    EXPECT_EQ(item->version(), QStringLiteral("1.0b"));
+    EXPECT_EQ(item->architectures(), QStringList{QStringLiteral("32-bit (PowerPC)")});
+    EXPECT_FALSE(item->is64BitAvailable());
+    EXPECT_TRUE(item->isPPCAvailable());
+}
+
+TEST_F(VTPluginItemBundle, PlaceholderNameKeepsTheScannedName)
+{
+    writeBundle(bundlePath(QStringLiteral("Tpl.component")),
+                info({{"CFBundleDisplayName", QStringLiteral("${PRODUCT_NAME}")}, {"CFBundleName", QStringLiteral("Tpl")}}));
+    EXPECT_EQ(scanned(QStringLiteral("Tpl.component"), QStringLiteral("Scanned Tpl"))->shortName(),
+              QStringLiteral("Scanned Tpl"));
+}
+
+TEST_F(VTPluginItemBundle, DamagedBundlesLeaveTheScannedFields)
+{
+    // No Info.plist at all.
+    ASSERT_TRUE(QDir().mkpath(bundlePath(QStringLiteral("Empty.component"))));
+    // A truncated property list.
+    writeFile(VTPath::join(bundlePath(QStringLiteral("Cut.component")), QStringLiteral("Contents/Info.plist")),
+              VTPropertyList::toData(info({{"CFBundleName", QStringLiteral("Cut")}}), VTPropertyList::Format::Binary).left(20));
+    // The executable is a script.
+    writeBundle(bundlePath(QStringLiteral("Script.component")), {}, "#!/bin/sh\nexit 0\n");
+    // A fat header that claims slices beyond the end of the file.
+    QByteArray lying = universalBinary({kI386, kX86_64});
+    lying.truncate(0x1800);
+    writeBundle(bundlePath(QStringLiteral("Liar.component")), {}, lying);
+    // A plain file, not a bundle.
+    writeFile(bundlePath(QStringLiteral("Flat.component")), "data");
+
+    for (const char *name : {"Empty", "Cut", "Script", "Liar", "Flat"}) {
+        const QString fileName = QString::fromLatin1(name) + QStringLiteral(".component");
+        const PluginPtr item = scanned(fileName, QString::fromLatin1(name));
+        EXPECT_EQ(item->shortName(), QString::fromLatin1(name)) << name;
+        EXPECT_EQ(item->version(), QStringLiteral("")) << name;
+        EXPECT_FALSE(item->architectures().has_value()) << name;
+        EXPECT_FALSE(item->is32BitAvailable()) << name;
+    }
+}
+
+TEST(VTPluginItemRecord, ArchitectureTexts)
+{
+    const QList<VTMachO::Architecture> archs{{kX86_64, 3}, {kPPC, 0}, {12 | 0x01000000, 0}, {kPPC64, 0}, {kI386, 3}};
+    EXPECT_EQ(VTPluginItem::architectureTexts(archs),
+              (QStringList{QStringLiteral("64-bit (Intel)"), QStringLiteral("32-bit (PowerPC)"),
+                           QStringLiteral("64-bit (PowerPC)"), QStringLiteral("32-bit (Intel)")}));
+}
+
+TEST(VTPluginItemRecord, ComparatorsAgainstPluginsAndGroups)
+{
+    VTPluginItem::ArchivedFields fields;
+    fields.shortName = QStringLiteral("blur");
+    fields.version = QStringLiteral("10.0");
+    fields.pluginEnabled = Enabled;
+    fields.pluginType = FxPlug;
+    const PluginPtr ten = VTPluginItem::fromArchivedFields(fields);
+    fields.shortName = QStringLiteral("Aura");
+    fields.version = QStringLiteral("9.0");
+    fields.pluginEnabled = Disabled;
+    fields.pluginType = AudioUnit;
+    const PluginPtr nine = VTPluginItem::fromArchivedFields(fields);
+    const GroupPtr group = VTGroupItem::create(QStringLiteral("Blur"), QString(), QStringLiteral("Blur"));
+
+    EXPECT_EQ(ten->versionCompare(*nine), VTOrder::Ascending); // text order: "10.0" < "9.0"
+    EXPECT_EQ(nine->versionCompare(*ten), VTOrder::Descending);
+    EXPECT_EQ(nine->versionCompare(*group), VTOrder::Ascending);
+    EXPECT_EQ(nine->statusCompare(*ten), VTOrder::Ascending);
+    EXPECT_EQ(ten->statusCompare(*group), VTOrder::Ascending);
+    EXPECT_EQ(ten->nameCompare(*nine), VTOrder::Descending);
+    EXPECT_EQ(ten->nameCompare(*group), VTOrder::Same); // "blur" and "Blur" ignoring case
+    EXPECT_EQ(nine->typeCompare(*ten), VTOrder::Ascending); // "Audio Unit" < "FxPlug"
+    EXPECT_EQ(ten->typeCompare(*group), VTOrder::Ascending); // "FxPlug" < "Group"
+    ten->setPluginType(VST);
+    EXPECT_EQ(ten->typeCompare(*group), VTOrder::Descending);
+}
+
+TEST_F(VTPluginItemPaths, CopySharesFieldsButNotPlace)
+{
+    const GroupPtr group = VTGroupItem::create(QStringLiteral("Color"), QString(), QStringLiteral("Color"));
+    const PluginPtr item = VTPluginItem::createScanned(QStringLiteral("Blur.fxplug"), QStringLiteral("Blur"),
+                                                       QStringLiteral("Color"), QStringLiteral("1.2"), FxPlug,
+                                                       CurrentUser, Disabled);
+    group->addChild(item);
+    item->setItemSelection(3);
+    item->setArchitectures(QStringList{QStringLiteral("64-bit (Intel)")});
+
+    const PluginPtr copy = item->copy();
+    EXPECT_NE(copy, item);
+    EXPECT_EQ(copy->shortName(), item->shortName());
+    EXPECT_EQ(copy->fileName(), item->fileName());
+    EXPECT_EQ(copy->subdir(), item->subdir());
+    EXPECT_EQ(copy->version(), item->version());
+    EXPECT_EQ(copy->pluginEnabled(), Disabled);
+    EXPECT_EQ(copy->itemSelection(), 3);
+    EXPECT_EQ(copy->architectures(), item->architectures());
+    EXPECT_EQ(copy->pluginType(), FxPlug);
+    EXPECT_EQ(copy->pluginAccess(), CurrentUser);
+    EXPECT_TRUE(copy->actualPath().isEmpty());
+    EXPECT_EQ(copy->parent(), nullptr);
+    EXPECT_EQ(copy->bundleProcessThread(), nullptr);
+    EXPECT_EQ(item->parent(), group);
+}
+
+TEST_F(VTPluginItemBundle, ReleasedRecordsCancelTheirReads)
+{
+    writeBundle(bundlePath(QStringLiteral("Many.component")), info({{"CFBundleName", QStringLiteral("Many")}}),
+                universalBinary({kI386}));
+    std::vector<std::shared_ptr<VTBundleInfoRequest>> requests;
+    for (int i = 0; i < 2000; ++i) {
+        auto item = VTPluginItem::create(QStringLiteral("Many.component"), AudioUnit, AllUsers, Enabled);
+        requests.push_back(item->bundleProcessThread());
+        // The record goes at once, most often while its read is queued.
+    }
+    VTBundleInfoReader::shared().waitForAll();
+    EXPECT_EQ(VTBundleInfoReader::shared().pendingCount(), 0);
+    for (const auto &request : requests) {
+        EXPECT_TRUE(request->isCancelled());
+        EXPECT_TRUE(request->isFinished());
+    }
+}
+
+TEST_F(VTPluginItemBundle, ReadsRaceWithReadersAndReleases)
+{
+    writeBundle(bundlePath(QStringLiteral("Race.component")),
+                info({{"CFBundleName", QStringLiteral("Race")}, {"CFBundleVersion", QStringLiteral("7")}}),
+                universalBinary({kI386, kX86_64}));
+    std::atomic<bool> done{false};
+    std::vector<PluginPtr> kept;
+    std::mutex keptMutex;
+    // Threads make and drop records while others read the fields the
+    // bundle reader writes.
+    std::vector<std::thread> makers;
+    for (int t = 0; t < 3; ++t) {
+        makers.emplace_back([&] {
+            for (int i = 0; i < 400; ++i) {
+                auto item = VTPluginItem::create(QStringLiteral("Race.component"), AudioUnit, AllUsers, Enabled);
+                if (i % 4 == 0) {
+                    std::lock_guard lock(keptMutex);
+                    kept.push_back(std::move(item));
+                }
+            }
+        });
+    }
+    std::thread watcher([&] {
+        while (!done) {
+            std::vector<PluginPtr> snapshot;
+            {
+                std::lock_guard lock(keptMutex);
+                snapshot = kept;
+            }
+            for (const PluginPtr &item : snapshot) {
+                (void)item->shortName();
+                (void)item->architectures();
+                (void)item->is64BitAvailable();
+            }
+        }
+    });
+    for (std::thread &maker : makers)
+        maker.join();
+    VTBundleInfoReader::shared().waitForAll();
+    done = true;
+    watcher.join();
+
+    ASSERT_EQ(kept.size(), 300u);
+    for (const PluginPtr &item : kept) {
+        EXPECT_EQ(item->shortName(), QStringLiteral("Race"));
+        EXPECT_EQ(item->version(), QStringLiteral("7"));
+        EXPECT_TRUE(item->is64BitAvailable());
+    }
+}
