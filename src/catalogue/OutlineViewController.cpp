@@ -1,0 +1,275 @@
+#include "OutlineViewController.h"
+
+#include "VTCatalogueView.h"
+#include "VTGroupItem.h"
+#include "VTLocalPaths.h"
+#include "VTMainThread.h"
+#include "VTPath.h"
+#include "VTPluginItem.h"
+
+OutlineViewController::OutlineViewController(QObject *parent)
+    : QObject(parent)
+    , m_disabledPath(pluginFolderDict()->disabledPath())
+{
+}
+
+OutlineViewController::~OutlineViewController() = default;
+
+QList<ItemPtr> OutlineViewController::dataArray() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_dataArray;
+}
+
+void OutlineViewController::setDataArray(const QList<ItemPtr> &items)
+{
+    {
+        std::lock_guard lock(m_mutex);
+        m_dataArray = items;
+    }
+    emit treeReset();
+}
+
+std::optional<QList<ItemPtr>> OutlineViewController::backupDataArray() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_backupDataArray;
+}
+
+std::shared_ptr<const VTPluginFolders> OutlineViewController::pluginFolderDict()
+{
+    std::lock_guard lock(m_mutex);
+    if (!m_folders) {
+        m_folders = std::make_shared<const VTPluginFolders>(VTPluginFolders::build());
+        // Records derive their paths from the same table.
+        VTPluginFolders::setShared(m_folders);
+    }
+    return m_folders;
+}
+
+void OutlineViewController::removePluginFolderDict()
+{
+    std::lock_guard lock(m_mutex);
+    m_folders.reset();
+}
+
+QString OutlineViewController::pathForPlugin(const QString &fileName, const QString &subdir)
+{
+    return pluginFolderDict()->pathForPlugin(fileName, subdir);
+}
+
+QString OutlineViewController::currentUser()
+{
+    return VTPluginFolders::currentUser();
+}
+
+void OutlineViewController::clearData()
+{
+    setIsReloading(true);
+    {
+        std::lock_guard lock(m_mutex);
+        m_dataArray.clear();
+        m_backupDataArray.reset();
+    }
+    emit treeReset();
+}
+
+GroupPtr OutlineViewController::findGroup(const QList<ItemPtr> &items, const QString &subdir)
+{
+    for (const ItemPtr &item : items) {
+        if (item->isGroup() && item->subdir() == subdir)
+            return item->asGroup();
+    }
+    return nullptr;
+}
+
+GroupPtr OutlineViewController::createGroupPath(const QString &subdir, const QString &basePath,
+                                                bool returnLastObject, bool *isUnique)
+{
+    std::lock_guard lock(m_mutex);
+    if (isUnique)
+        *isUnique = false;
+    const QStringList components = VTPath::components(subdir);
+    if (components.isEmpty())
+        return nullptr;
+
+    QList<ItemPtr> level = m_dataArray;
+    GroupPtr above;
+    GroupPtr createdTop;
+    QString accumulated;
+    for (const QString &component : components) {
+        accumulated = VTPath::join(accumulated, component);
+        GroupPtr group = findGroup(level, accumulated);
+        if (!group) {
+            const QString folder = VTPath::join(basePath, accumulated);
+            group = VTGroupItem::create(VTPath::displayName(folder), folder, accumulated);
+            if (above)
+                above->addChild(group);
+            else
+                createdTop = group;
+        }
+        above = group;
+        level = group->children();
+    }
+    if (isUnique)
+        *isUnique = createdTop != nullptr;
+    if (returnLastObject)
+        return above;
+    return createdTop;
+}
+
+GroupPtr OutlineViewController::addGroup(const QString &subdir, const QString &basePath)
+{
+    GroupPtr created = createGroupPath(subdir, basePath);
+    if (created)
+        addChild(created);
+    return created;
+}
+
+GroupPtr OutlineViewController::groupFromPlugin(const PluginPtr &plugin)
+{
+    std::lock_guard lock(m_mutex);
+    if (const GroupPtr parent = plugin->parent()) {
+        parent->addChild(plugin);
+        return nullptr;
+    }
+    bool madeTopLevel = false;
+    const QString base = plugin->pluginEnabled() == 0 ? VTPath::mirror(m_disabledPath, plugin->pluginBasePath())
+                                                       : plugin->pluginBasePath();
+    const GroupPtr deepest = createGroupPath(plugin->subdir(), base, true, &madeTopLevel);
+    if (!deepest)
+        return nullptr;
+    deepest->addChild(plugin);
+    // Deliberately the deepest group, not the top-level one: for a deeper
+    // subfolder met before its folders that group lands at the top level.
+    return madeTopLevel ? deepest : nullptr;
+}
+
+PluginPtr OutlineViewController::addPlugin(const QString &fileName, const QString &shortName, const QString &subdir,
+                                           const QString &version, qint64 pluginType, qint64 pluginAccess,
+                                           qint64 pluginEnabled)
+{
+    const PluginPtr plugin = VTPluginItem::createScanned(fileName, shortName, subdir, version, pluginType,
+                                                         pluginAccess, pluginEnabled);
+    if (!plugin->subdir().isEmpty()) {
+        if (const GroupPtr top = groupFromPlugin(plugin))
+            addItemToDataArray(top);
+    } else {
+        addItemToDataArray(plugin);
+    }
+    plugin->setLockStatus();
+    return plugin;
+}
+
+void OutlineViewController::addChild(const ItemPtr &item)
+{
+    if (!item)
+        return;
+    addItemToDataArray(item);
+}
+
+void OutlineViewController::addItemToDataArray(const ItemPtr &item)
+{
+    if (!item)
+        return;
+    // While a reload builds the tree nobody displays it, so the workers add
+    // directly; afterwards the main thread owns every change.
+    if (isReloading()) {
+        std::lock_guard lock(m_mutex);
+        m_dataArray.append(item);
+        return;
+    }
+    VTMainThread::runAndWait([this, item] {
+        {
+            std::lock_guard lock(m_mutex);
+            m_dataArray.append(item);
+        }
+        emit treeReset();
+    });
+}
+
+GroupPtr OutlineViewController::groupMatchingSubdir(const QString &subdir) const
+{
+    QList<ItemPtr> pending = dataArray();
+    while (!pending.isEmpty()) {
+        const ItemPtr item = pending.takeFirst();
+        if (const GroupPtr group = item->asGroup()) {
+            if (group->subdir() == subdir)
+                return group;
+            pending += group->children();
+        }
+    }
+    return nullptr;
+}
+
+QList<PluginPtr> OutlineViewController::allPlugins() const
+{
+    return allPluginsForGroup(nullptr);
+}
+
+QList<PluginPtr> OutlineViewController::allPluginsForGroup(const GroupPtr &group) const
+{
+    const QList<ItemPtr> items = group ? group->children() : dataArray();
+    QList<PluginPtr> plugins;
+    for (const ItemPtr &item : items) {
+        if (const PluginPtr plugin = item->asPlugin())
+            plugins.append(plugin);
+        else
+            plugins += item->asGroup()->allPluginChildren();
+    }
+    return plugins;
+}
+
+PluginPtr OutlineViewController::pluginFromPath(const QString &path)
+{
+    QString enabledPath = path;
+    if (path.startsWith(m_disabledPath) && path.size() > m_disabledPath.size() + 1)
+        enabledPath = path.mid(m_disabledPath.size());
+    const auto folder = pluginFolderDict()->match(enabledPath);
+    QString subdir;
+    if (folder) {
+        const QString parent = VTPath::removeLastComponent(enabledPath);
+        if (parent.size() > folder->path.size())
+            subdir = parent.mid(folder->path.size() + 1);
+    }
+    QList<ItemPtr> candidates;
+    if (subdir.isEmpty()) {
+        candidates = dataArray();
+    } else if (const GroupPtr group = groupMatchingSubdir(subdir)) {
+        candidates = group->children();
+    }
+    for (const ItemPtr &item : candidates) {
+        const PluginPtr plugin = item->asPlugin();
+        if (plugin && plugin->pluginPath() == path)
+            return plugin;
+    }
+    return nullptr;
+}
+
+void OutlineViewController::search(const QString &text)
+{
+    {
+        std::lock_guard lock(m_mutex);
+        if (!text.isEmpty()) {
+            if (!m_backupDataArray)
+                m_backupDataArray = m_dataArray;
+            QList<ItemPtr> filtered;
+            for (const ItemPtr &item : std::as_const(*m_backupDataArray)) {
+                if (const GroupPtr group = item->asGroup()) {
+                    const GroupPtr copy = group->groupWithFilteredChildren(text);
+                    if (!copy->children().isEmpty() || copy->title().contains(text, Qt::CaseInsensitive))
+                        filtered.append(copy);
+                } else if (item->asPlugin()->shortName().contains(text, Qt::CaseInsensitive)) {
+                    filtered.append(item);
+                }
+            }
+            m_dataArray = filtered;
+        } else if (m_backupDataArray) {
+            m_dataArray = *m_backupDataArray;
+            m_backupDataArray.reset();
+        }
+    }
+    emit treeReset();
+    if (m_view)
+        VTMainThread::runAndWait([this] { m_view->reloadTree(); });
+}
