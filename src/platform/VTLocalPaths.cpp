@@ -143,14 +143,16 @@ QString VTLocalPaths::pathForDirectory(Directory directory, bool forUser)
         return found;
     // A superuser run must see the console user's folders, not root's own:
     // cut root's home off the front and join the rest to the user's home.
+    // Root's home is /var/root (or /private/var/root) in the macOS layout and
+    // HOME here; the whole prefix goes, component by component.
     QString rest = found;
     const QString ownHome = processHome();
-    if (rest.startsWith(QLatin1String("/var/root")))
-        rest = rest.mid(9);
-    else if (rest.startsWith(QLatin1String("/private/var/root")))
-        rest = rest.mid(16);
-    else if (ownHome != QLatin1String("/") && VTPath::isInside(rest, ownHome))
-        rest = rest.mid(ownHome.size());
+    for (const QString &rootHome : {QStringLiteral("/var/root"), QStringLiteral("/private/var/root"), ownHome}) {
+        if (rootHome != QLatin1String("/") && VTPath::isInside(rest, rootHome)) {
+            rest = rest.mid(rootHome.size());
+            break;
+        }
+    }
     return VTPath::join(userDirectory(), rest);
 }
 

@@ -6,10 +6,13 @@
 #include <QDBusError>
 #include <QDBusMessage>
 
+#include <atomic>
 #include <mutex>
 #include <optional>
 
 namespace {
+
+constexpr int kFlushTimeoutMs = 2000;
 
 // The session-bus connection, made on first use. QDBusConnection may be used
 // from any thread once made; making it is serialised here.
@@ -39,6 +42,20 @@ void post(const char *name, const QVariantList &arguments = {})
                                                      QLatin1String(name));
     signal.setArguments(arguments);
     bus->send(signal);
+    // Sending only queues the signal. A program that exits right after its
+    // last post would lose it, so wait for a reply from the bus, which comes
+    // after everything queued before it has gone out. A bus that stops
+    // answering is not waited for again.
+    static std::atomic<bool> responsive{true};
+    if (!responsive.load(std::memory_order_relaxed))
+        return;
+    const QDBusMessage ping = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+        QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
+    if (bus->call(ping, QDBus::Block, kFlushTimeoutMs).type() != QDBusMessage::ReplyMessage) {
+        responsive.store(false);
+        VTLog::appendLog(QStringLiteral("Task notifications may be lost: the session bus does not answer"));
+    }
 }
 
 } // namespace

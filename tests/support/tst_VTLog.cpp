@@ -1,0 +1,311 @@
+#include "../platform/TestSandbox.h"
+#include "VTLog.h"
+#include "VTPropertyList.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+const QRegularExpression kEntryPattern(
+    QStringLiteral("^(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d) [+-]\\d{4} - (.*)$"));
+
+// Where the rule puts the log: the all-users Library for the superuser, the
+// user's own Library otherwise.
+QString expectedFolder(const TestSandbox &sandbox)
+{
+    const QString base = geteuid() == 0 ? sandbox.root() : sandbox.home();
+    return base + QStringLiteral("/Library/Logs/Vantorel");
+}
+
+QStringList lines(const QString &path)
+{
+    QString text = QString::fromUtf8(readWholeFile(path));
+    if (text.endsWith(u'\n'))
+        text.chop(1);
+    return text.isEmpty() ? QStringList() : text.split(u'\n');
+}
+
+// The texts of the entries (after the date), header lines left out.
+QStringList entryTexts(const QString &path)
+{
+    QStringList texts;
+    for (const QString &line : lines(path)) {
+        const QRegularExpressionMatch match = kEntryPattern.match(line);
+        if (match.hasMatch())
+            texts.append(match.captured(2));
+    }
+    return texts;
+}
+
+QString numbered(const QString &folder, const QString &name, int number)
+{
+    return QStringLiteral("%1/%2.%3.log").arg(folder, name).arg(number);
+}
+
+// Every entry of a log and its older ones, oldest first, without the notes
+// that a log was renewed.
+QStringList allEntryTexts(const QString &folder, const QString &name, int *renewals = nullptr)
+{
+    QStringList texts;
+    for (int number = 5; number >= 1; --number) {
+        for (const QString &text : entryTexts(numbered(folder, name, number))) {
+            if (text == QLatin1String("Log truncated at 500KB")) {
+                if (renewals)
+                    ++*renewals;
+                continue;
+            }
+            texts.append(text);
+        }
+    }
+    return texts;
+}
+
+struct ProbeRun {
+    int exitCode = -1;
+    QByteArray output;
+};
+
+ProbeRun runProbe(const QStringList &prefix, const QStringList &arguments, const QProcessEnvironment &environment)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    const QStringList command = prefix + QStringList{QStringLiteral(TESSARY_SUPPORT_PROBE)} + arguments;
+    process.start(command.first(), command.mid(1));
+    ProbeRun run;
+    if (process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit)
+        run.exitCode = process.exitCode();
+    run.output = process.readAll();
+    return run;
+}
+
+} // namespace
+
+TEST(VTLog, HeaderAndEntryFormat)
+{
+    TestSandbox sandbox;
+    VTLog::createNewLog(QStringLiteral("Format"));
+    const QString path = expectedFolder(sandbox) + QStringLiteral("/Format.1.log");
+    EXPECT_EQ(VTLog::currentLogPath(), path);
+    EXPECT_EQ(VTLog::logFolder(), expectedFolder(sandbox));
+    VTLog::appendLog(QStringLiteral("first entry"));
+    VTLog::fastAppendLog(QStringLiteral("second entry, with ünïcode"));
+    {
+        CapturedStandardOutput capture(sandbox.path() + QStringLiteral("/stdout.txt"));
+        VTLog::appendLogAndPrint(QStringLiteral("printed entry"));
+    }
+    VTLog::finishWriting();
+    EXPECT_EQ(readWholeFile(sandbox.path() + QStringLiteral("/stdout.txt")), "printed entry\n");
+    EXPECT_EQ(VTLog::queuedBytes(), 0);
+
+    const QStringList all = lines(path);
+    ASSERT_EQ(all.size(), 8) << readWholeFile(path).toStdString();
+    EXPECT_TRUE(all[0].startsWith(QStringLiteral("Log started: "))) << all[0].toStdString();
+    EXPECT_EQ(all[1], QStringLiteral("Version: ") + QStringLiteral(TESSARY_VERSION));
+    EXPECT_EQ(all[2], QStringLiteral("Path: ") + QCoreApplication::applicationFilePath());
+    const QRegularExpressionMatch system = QRegularExpression(
+        QStringLiteral("^System: OS X \\d+\\.\\d+\\.\\d+, (\\d+) CPU\\(s\\), \\d+\\.\\d\\d GB RAM$")).match(all[3]);
+    ASSERT_TRUE(system.hasMatch()) << all[3].toStdString();
+    EXPECT_EQ(system.captured(1).toLong(), sysconf(_SC_NPROCESSORS_ONLN));
+    EXPECT_EQ(all[4], QStringLiteral("Running in 64-bit mode"));
+
+    const QStringList expected{QStringLiteral("first entry"), QStringLiteral("second entry, with ünïcode"),
+                               QStringLiteral("printed entry")};
+    for (int i = 0; i < 3; ++i) {
+        const QRegularExpressionMatch match = kEntryPattern.match(all[5 + i]);
+        ASSERT_TRUE(match.hasMatch()) << all[5 + i].toStdString();
+        EXPECT_EQ(match.captured(2), expected[i]);
+        const QDateTime when = QDateTime::fromString(match.captured(1), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+        EXPECT_LT(qAbs(when.secsTo(QDateTime::currentDateTime())), 120) << match.captured(1).toStdString();
+    }
+
+    // After finishWriting the same log is opened again and appended to.
+    VTLog::appendLog(QStringLiteral("after finishing"));
+    VTLog::finishWriting();
+    EXPECT_EQ(entryTexts(path).value(3), QStringLiteral("after finishing"));
+    EXPECT_TRUE(lines(path).value(0).startsWith(QStringLiteral("Log started: ")));
+}
+
+TEST(VTLog, EachNewLogShiftsTheOlderOnes)
+{
+    TestSandbox sandbox;
+    for (int run = 1; run <= 6; ++run) {
+        VTLog::createNewLog(QStringLiteral("Rotate"));
+        VTLog::appendLog(QStringLiteral("run %1").arg(run));
+    }
+    VTLog::finishWriting();
+    const QString folder = expectedFolder(sandbox);
+    // .1 is the newest; five runs are kept and the first is gone.
+    for (int number = 1; number <= 5; ++number)
+        EXPECT_EQ(entryTexts(numbered(folder, QStringLiteral("Rotate"), number)),
+                  QStringList{QStringLiteral("run %1").arg(7 - number)})
+            << "log " << number;
+    EXPECT_FALSE(QFile::exists(numbered(folder, QStringLiteral("Rotate"), 6)));
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 5);
+}
+
+TEST(VTLog, FullLogContinuesInANewOne)
+{
+    TestSandbox sandbox;
+    VTLog::createNewLog(QStringLiteral("Full"));
+    const QString padding(80, u'x');
+    const int count = 7000; // about 700 KB
+    for (int i = 0; i < count; ++i)
+        VTLog::appendLog(QStringLiteral("%1 %2").arg(i, 5, 10, QLatin1Char('0')).arg(padding));
+    VTLog::finishWriting();
+
+    const QString folder = expectedFolder(sandbox);
+    const QString full = numbered(folder, QStringLiteral("Full"), 2);
+    const QString current = numbered(folder, QStringLiteral("Full"), 1);
+    const qint64 fullSize = QFileInfo(full).size();
+    EXPECT_GE(fullSize, VTLog::MaximumLogBytes);
+    EXPECT_LT(fullSize, VTLog::MaximumLogBytes + 200); // ends with the entry that crossed the limit
+    EXPECT_FALSE(QFile::exists(numbered(folder, QStringLiteral("Full"), 3)));
+
+    // The new log has its header, then says why it was started.
+    const QStringList currentLines = lines(current);
+    ASSERT_GT(currentLines.size(), 6);
+    EXPECT_TRUE(currentLines[0].startsWith(QStringLiteral("Log started: ")));
+    EXPECT_EQ(currentLines[4], QStringLiteral("Running in 64-bit mode"));
+    EXPECT_EQ(entryTexts(current).value(0), QStringLiteral("Log truncated at 500KB"));
+
+    // Nothing lost, nothing doubled, order kept across the two files.
+    QStringList texts = entryTexts(full) + entryTexts(current).mid(1);
+    ASSERT_EQ(texts.size(), count);
+    for (int i = 0; i < count; ++i)
+        ASSERT_TRUE(texts[i].startsWith(QStringLiteral("%1 ").arg(i, 5, 10, QLatin1Char('0')))) << i;
+}
+
+TEST(VTLog, DisableLoggingInTheSuitePreferencesTurnsItOff)
+{
+    TestSandbox sandbox;
+    const QString globalPrefs = sandbox.home() + QStringLiteral("/Library/Preferences/com.vantorel.global.plist");
+    QDir().mkpath(QFileInfo(globalPrefs).absolutePath());
+    ASSERT_TRUE(VTPropertyList::writeFile(globalPrefs, QVariantMap{{QStringLiteral("disable-logging"), true}},
+                                          VTPropertyList::Format::Binary));
+    VTLog::createNewLog(QStringLiteral("Quiet"));
+    VTLog::appendLog(QStringLiteral("not written"));
+    VTLog::finishWriting();
+    const QString path = expectedFolder(sandbox) + QStringLiteral("/Quiet.1.log");
+    EXPECT_FALSE(QFile::exists(path));
+    EXPECT_EQ(VTLog::queuedBytes(), 0);
+
+    ASSERT_TRUE(VTPropertyList::writeFile(globalPrefs, QVariantMap{{QStringLiteral("disable-logging"), false}},
+                                          VTPropertyList::Format::Xml));
+    VTLog::createNewLog(QStringLiteral("Quiet"));
+    VTLog::appendLog(QStringLiteral("written"));
+    VTLog::finishWriting();
+    EXPECT_EQ(entryTexts(path), QStringList{QStringLiteral("written")});
+}
+
+TEST(VTLog, EntriesFromManyThreadsAreWrittenOnce)
+{
+    TestSandbox sandbox;
+    VTLog::createNewLog(QStringLiteral("Threads"));
+    constexpr int threads = 8;
+    constexpr int perThread = 2500; // over 1 MB in all, so the log is renewed on the way
+    std::atomic<int> ready{0};
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+        workers.emplace_back([t, &ready] {
+            ready.fetch_add(1);
+            while (ready.load() < threads)
+                std::this_thread::yield();
+            for (int i = 0; i < perThread; ++i)
+                VTLog::appendLog(QStringLiteral("thread %1 entry %2 ........................").arg(t).arg(i));
+        });
+    }
+    for (std::thread &worker : workers)
+        worker.join();
+    VTLog::finishWriting();
+
+    std::vector<std::vector<int>> seen(threads);
+    int renewals = 0;
+    for (const QString &text : allEntryTexts(expectedFolder(sandbox), QStringLiteral("Threads"), &renewals)) {
+        const QStringList words = text.split(u' ');
+        ASSERT_GE(words.size(), 4) << text.toStdString();
+        seen[words[1].toInt()].push_back(words[3].toInt());
+    }
+    EXPECT_GE(renewals, 2);
+    for (int t = 0; t < threads; ++t) {
+        ASSERT_EQ(seen[t].size(), size_t(perThread)) << "thread " << t;
+        for (int i = 0; i < perThread; ++i)
+            ASSERT_EQ(seen[t][i], i) << "thread " << t << " out of order";
+    }
+}
+
+TEST(VTLog, AppendingDoesNotWaitForTheDisk)
+{
+    TestSandbox sandbox;
+    VTLog::createNewLog(QStringLiteral("Speed"));
+    constexpr int threads = 4;
+    constexpr int perThread = 5000;
+    std::vector<std::chrono::nanoseconds> slowest(threads);
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+        workers.emplace_back([t, &slowest] {
+            for (int i = 0; i < perThread; ++i) {
+                const auto start = std::chrono::steady_clock::now();
+                VTLog::appendLog(QStringLiteral("timing entry %1").arg(i));
+                slowest[t] = std::max(slowest[t], std::chrono::steady_clock::now() - start);
+            }
+        });
+    }
+    for (std::thread &worker : workers)
+        worker.join();
+    const auto worst = *std::max_element(slowest.begin(), slowest.end());
+    VTLog::finishWriting();
+    // Generous for a loaded machine and sanitizers; a writer that held the
+    // queue during file work would block callers for whole batches.
+    EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(worst).count(), 100);
+    EXPECT_EQ(allEntryTexts(expectedFolder(sandbox), QStringLiteral("Speed")).size(), threads * perThread);
+}
+
+TEST(VTLog, AnotherProcessLosesNothingWhenItReturnsFromMain)
+{
+    TestSandbox sandbox;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const int count = 20000;
+    const ProbeRun run = runProbe({}, {QStringLiteral("log"), QStringLiteral("Probe"), QString::number(count)},
+                                  environment);
+    ASSERT_EQ(run.exitCode, 0) << run.output.toStdString();
+    const QStringList texts = allEntryTexts(expectedFolder(sandbox), QStringLiteral("Probe"));
+    ASSERT_EQ(texts.size(), count);
+    EXPECT_EQ(texts.first(), QStringLiteral("probe entry 0"));
+    EXPECT_EQ(texts.last(), QStringLiteral("probe entry %1").arg(count - 1));
+}
+
+TEST(VTLog, AnOrdinaryUserLogsInTheirOwnLibrary)
+{
+    TestSandbox sandbox;
+    QStringList prefix;
+    if (geteuid() == 0) {
+        // Run the probe as an ordinary account against the sandbox.
+        const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
+        if (setpriv.isEmpty())
+            GTEST_SKIP() << "setpriv is needed to run as an ordinary user";
+        prefix = {setpriv, QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                  QStringLiteral("--clear-groups"), QStringLiteral("--")};
+        chmod(QFile::encodeName(sandbox.path()).constData(), 0755);
+        chmod(QFile::encodeName(sandbox.home()).constData(), 0777);
+    }
+    const ProbeRun run = runProbe(prefix, {QStringLiteral("log"), QStringLiteral("User"), QStringLiteral("3")},
+                                  QProcessEnvironment::systemEnvironment());
+    ASSERT_EQ(run.exitCode, 0) << run.output.toStdString();
+    const QString path = sandbox.home() + QStringLiteral("/Library/Logs/Vantorel/User.1.log");
+    EXPECT_EQ(entryTexts(path).size(), 3) << path.toStdString();
+    EXPECT_FALSE(QFile::exists(sandbox.root() + QStringLiteral("/Library/Logs")));
+}

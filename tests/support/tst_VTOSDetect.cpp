@@ -1,0 +1,96 @@
+#include "VTOSDetect.h"
+
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+#include <sys/utsname.h>
+
+namespace {
+
+VTOSDetect::Version version(long major, long minor, long bugFix)
+{
+    return VTOSDetect::Version{major, minor, bugFix};
+}
+
+void expectVersion(const VTOSDetect::Version &actual, long major, long minor, long bugFix)
+{
+    EXPECT_EQ(actual.major, major);
+    EXPECT_EQ(actual.minor, minor);
+    EXPECT_EQ(actual.bugFix, bugFix);
+}
+
+} // namespace
+
+TEST(VTOSDetect, LegacyValuesBelow1040AreBinaryCodedDecimal)
+{
+    // The three selectors hold rubbish here: below 0x1040 they must be ignored.
+    expectVersion(VTOSDetect::decodeLegacy(0x1039, 99, 99, 99), 10, 3, 9);
+    expectVersion(VTOSDetect::decodeLegacy(0x1028, 99, 99, 99), 10, 2, 8);
+    expectVersion(VTOSDetect::decodeLegacy(0x1000, 99, 99, 99), 10, 0, 0);
+    // The major number is the two high nibbles read as decimal digits.
+    expectVersion(VTOSDetect::decodeLegacy(0x0939, 99, 99, 99), 9, 3, 9);
+}
+
+TEST(VTOSDetect, LegacyValuesFrom1040UseTheThreeSelectors)
+{
+    expectVersion(VTOSDetect::decodeLegacy(0x1040, 10, 4, 11), 10, 4, 11);
+    // A bug-fix above 9 cannot be written in the packed form at all.
+    expectVersion(VTOSDetect::decodeLegacy(0x1049, 10, 4, 11), 10, 4, 11);
+    expectVersion(VTOSDetect::decodeLegacy(0x1099, 10, 11, 6), 10, 11, 6);
+}
+
+TEST(VTOSDetect, ComparisonRule)
+{
+    struct Case {
+        const char *name;
+        VTOSDetect::Version running;
+        long major, minor, bugFix;
+        bool expected;
+    };
+    const Case cases[] = {
+        {"same version", version(10, 6, 3), 10, 6, 3, true},
+        {"higher bug-fix", version(10, 6, 4), 10, 6, 3, true},
+        {"equal major and minor, lower bug-fix", version(10, 6, 3), 10, 6, 4, false},
+        {"higher minor, lower bug-fix", version(10, 7, 0), 10, 6, 8, true},
+        {"higher major, lower minor and bug-fix", version(11, 0, 0), 10, 15, 7, true},
+        {"lower minor, higher bug-fix", version(10, 5, 9), 10, 6, 0, false},
+        {"lower major", version(9, 9, 9), 10, 0, 0, false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(VTOSDetect::isOSVersionHigherThan(c.running, c.major, c.minor, c.bugFix), c.expected);
+    }
+}
+
+TEST(VTOSDetect, ReleaseTextIsReadAsThreeNumbers)
+{
+    const auto full = VTOSDetect::parseRelease(QStringLiteral("6.1.0-18-amd64"));
+    ASSERT_TRUE(full);
+    expectVersion(*full, 6, 1, 0);
+    const auto shortForm = VTOSDetect::parseRelease(QStringLiteral("5.10"));
+    ASSERT_TRUE(shortForm);
+    expectVersion(*shortForm, 5, 10, 0);
+    EXPECT_FALSE(VTOSDetect::parseRelease(QStringLiteral("generic")));
+    EXPECT_FALSE(VTOSDetect::parseRelease(QString()));
+}
+
+TEST(VTOSDetect, RunningVersionIsTheKernelRelease)
+{
+    utsname info {};
+    ASSERT_EQ(uname(&info), 0);
+    const QString release = QString::fromLatin1(info.release);
+    const QRegularExpressionMatch match =
+        QRegularExpression(QStringLiteral("^(\\d+)\\.(\\d+)(?:\\.(\\d+))?")).match(release);
+    ASSERT_TRUE(match.hasMatch()) << info.release;
+    const QString expected =
+        QStringLiteral("%1.%2.%3").arg(match.captured(1), match.captured(2), match.captured(3).isEmpty() ? QStringLiteral("0") : match.captured(3));
+    EXPECT_EQ(VTOSDetect::osxVersion(), expected);
+
+    long major = -1, minor = -1, bugFix = -1;
+    VTOSDetect::getSystemVersionMajor(&major, &minor, &bugFix);
+    EXPECT_EQ(QStringLiteral("%1.%2.%3").arg(major).arg(minor).arg(bugFix), expected);
+    // Every output is optional.
+    VTOSDetect::getSystemVersionMajor(nullptr, &minor, nullptr);
+    EXPECT_EQ(minor, match.captured(2).toLong());
+}

@@ -1,0 +1,234 @@
+#include "../platform/TestSandbox.h"
+#include "VTLog.h"
+#include "VTTaskNotification.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QElapsedTimer>
+#include <QObject>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+// A second connection to the private bus that keeps every task notification.
+class Listener : public QObject
+{
+    Q_OBJECT
+public:
+    explicit Listener(const QString &address) : m_name(QStringLiteral("tst-listener-%1").arg(++s_count))
+    {
+        m_bus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(address, m_name));
+        m_subscribed = m_bus->isConnected()
+            && m_bus->connect(QString(), QLatin1String(VTTaskNotification::ObjectPath),
+                              QLatin1String(VTTaskNotification::Interface), QString(), this,
+                              SLOT(received(QDBusMessage)));
+    }
+    ~Listener() override
+    {
+        m_bus.reset();
+        QDBusConnection::disconnectFromBus(m_name);
+    }
+
+    [[nodiscard]] bool isSubscribed() const { return m_subscribed; }
+    [[nodiscard]] const QList<QDBusMessage> &messages() const { return m_messages; }
+
+    // Runs the event loop until `count` signals came in or five seconds passed.
+    bool waitFor(qsizetype count)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (m_messages.size() < count && timer.elapsed() < 5000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        // Anything beyond `count` would arrive right behind it.
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 100);
+        return m_messages.size() >= count;
+    }
+
+    [[nodiscard]] QStringList members() const
+    {
+        QStringList names;
+        for (const QDBusMessage &message : m_messages)
+            names.append(message.member());
+        return names;
+    }
+
+private slots:
+    void received(const QDBusMessage &message) { m_messages.append(message); }
+
+private:
+    static inline int s_count = 0;
+    QString m_name;
+    std::unique_ptr<QDBusConnection> m_bus;
+    bool m_subscribed = false;
+    QList<QDBusMessage> m_messages;
+};
+
+// A private session bus for this test program, set as the session bus before
+// anything in it is used.
+class TaskNotificationTest : public ::testing::Test
+{
+public:
+    static void SetUpTestSuite()
+    {
+        s_environment = std::make_unique<ScopedEnvironment>();
+        s_daemon = std::make_unique<QProcess>();
+        const QString daemon = QStandardPaths::findExecutable(QStringLiteral("dbus-daemon"));
+        if (daemon.isEmpty())
+            return;
+        s_daemon->start(daemon, {QStringLiteral("--session"), QStringLiteral("--print-address"),
+                                 QStringLiteral("--nofork")});
+        if (!s_daemon->waitForStarted(5000))
+            return;
+        QElapsedTimer timer;
+        timer.start();
+        while (!s_daemon->canReadLine() && timer.elapsed() < 5000)
+            s_daemon->waitForReadyRead(100);
+        s_address = QString::fromUtf8(s_daemon->readLine()).trimmed();
+        s_environment->set("DBUS_SESSION_BUS_ADDRESS", s_address);
+    }
+
+    static void TearDownTestSuite()
+    {
+        if (s_daemon->state() != QProcess::NotRunning) {
+            s_daemon->terminate();
+            s_daemon->waitForFinished(5000);
+        }
+        s_daemon.reset();
+        s_environment.reset();
+    }
+
+protected:
+    void SetUp() override
+    {
+        if (s_address.isEmpty())
+            GTEST_SKIP() << "no private dbus-daemon (install the dbus package)";
+    }
+
+    static inline std::unique_ptr<ScopedEnvironment> s_environment;
+    static inline std::unique_ptr<QProcess> s_daemon;
+    static inline QString s_address;
+};
+
+QString logFolder(const TestSandbox &sandbox)
+{
+    return (geteuid() == 0 ? sandbox.root() : sandbox.home()) + QStringLiteral("/Library/Logs/Vantorel");
+}
+
+struct ProbeRun {
+    int exitCode = -1;
+    QByteArray output;
+};
+
+ProbeRun runProbe(const QStringList &arguments, const QProcessEnvironment &environment)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(TESSARY_SUPPORT_PROBE), arguments);
+    ProbeRun run;
+    if (process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit)
+        run.exitCode = process.exitCode();
+    run.output = process.readAllStandardOutput();
+    return run;
+}
+
+} // namespace
+
+TEST_F(TaskNotificationTest, SignalsCarryTheirNamesAndPayloads)
+{
+    Listener listener(s_address);
+    ASSERT_TRUE(listener.isSubscribed());
+    ASSERT_TRUE(VTTaskNotification::isConnected());
+
+    VTTaskNotification::postIncrementProgress();
+    VTTaskNotification::postTaskError(-36);
+    VTTaskNotification::postTaskErrorString(QStringLiteral("Tessary: Kein Zugriff auf „Glow.fxplug“"));
+    VTTaskNotification::postTaskFinished();
+    VTTaskNotification::postDisconnect();
+
+    ASSERT_TRUE(listener.waitFor(5)) << listener.members().join(u' ').toStdString();
+    EXPECT_EQ(listener.members(),
+              (QStringList{QStringLiteral("IncrementProgress"), QStringLiteral("TaskError"),
+                           QStringLiteral("TaskErrorString"), QStringLiteral("TaskFinished"),
+                           QStringLiteral("Disconnect")}));
+    const QList<QDBusMessage> &messages = listener.messages();
+    EXPECT_TRUE(messages[0].arguments().isEmpty());
+    EXPECT_EQ(messages[1].signature(), QStringLiteral("i"));
+    EXPECT_EQ(messages[1].arguments().value(0).toInt(), -36);
+    EXPECT_EQ(messages[2].signature(), QStringLiteral("s"));
+    EXPECT_EQ(messages[2].arguments().value(0).toString(), QStringLiteral("Tessary: Kein Zugriff auf „Glow.fxplug“"));
+    for (const QDBusMessage &message : messages) {
+        EXPECT_EQ(message.type(), QDBusMessage::SignalMessage);
+        EXPECT_EQ(message.path(), QLatin1String(VTTaskNotification::ObjectPath));
+        EXPECT_EQ(message.interface(), QLatin1String(VTTaskNotification::Interface));
+    }
+}
+
+TEST_F(TaskNotificationTest, PostsFromManyThreadsAllArrive)
+{
+    Listener listener(s_address);
+    ASSERT_TRUE(listener.isSubscribed());
+    constexpr int threads = 6;
+    constexpr int perThread = 40;
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+        workers.emplace_back([t] {
+            for (int i = 0; i < perThread; ++i) {
+                if (i % 2)
+                    VTTaskNotification::postIncrementProgress();
+                else
+                    VTTaskNotification::postTaskError(t * 1000 + i);
+            }
+        });
+    }
+    for (std::thread &worker : workers)
+        worker.join();
+    ASSERT_TRUE(listener.waitFor(threads * perThread)) << listener.messages().size();
+    EXPECT_EQ(listener.messages().size(), threads * perThread);
+    QSet<int> codes;
+    for (const QDBusMessage &message : listener.messages()) {
+        if (message.member() == QLatin1String("TaskError"))
+            codes.insert(message.arguments().value(0).toInt());
+    }
+    EXPECT_EQ(codes.size(), threads * perThread / 2);
+}
+
+TEST_F(TaskNotificationTest, AnotherProcessReachesTheListener)
+{
+    TestSandbox sandbox;
+    Listener listener(s_address);
+    ASSERT_TRUE(listener.isSubscribed());
+    const ProbeRun run = runProbe({QStringLiteral("notify"), QStringLiteral("Notify")},
+                                  QProcessEnvironment::systemEnvironment());
+    ASSERT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.output.trimmed(), "connected");
+    ASSERT_TRUE(listener.waitFor(10));
+    EXPECT_EQ(listener.messages().size(), 10);
+    EXPECT_FALSE(readWholeFile(logFolder(sandbox) + QStringLiteral("/Notify.1.log")).contains("Task notifications"));
+}
+
+TEST(VTTaskNotificationWithoutBus, NothingBreaksAndTheLogSaysSoOnce)
+{
+    TestSandbox sandbox;
+    QDir().mkpath(sandbox.path() + QStringLiteral("/runtime"));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    // No address, no per-user bus socket, no display to start a bus for.
+    environment.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
+    environment.remove(QStringLiteral("DISPLAY"));
+    environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), sandbox.path() + QStringLiteral("/runtime"));
+    const ProbeRun run = runProbe({QStringLiteral("notify"), QStringLiteral("NoBus")}, environment);
+    ASSERT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.output.trimmed(), "not connected");
+    const QByteArray log = readWholeFile(logFolder(sandbox) + QStringLiteral("/NoBus.1.log"));
+    EXPECT_EQ(log.count("Task notifications are off: no session bus"), 1) << log.toStdString();
+}
+
+#include "tst_VTTaskNotification.moc"
