@@ -9,8 +9,9 @@
 
 OutlineViewController::OutlineViewController(QObject *parent)
     : QObject(parent)
-    , m_disabledPath(pluginFolderDict()->disabledPath())
 {
+    // After the members are built: the folder table guards itself with m_mutex.
+    m_disabledPath = pluginFolderDict()->disabledPath();
 }
 
 OutlineViewController::~OutlineViewController() = default;

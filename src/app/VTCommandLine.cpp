@@ -1,0 +1,77 @@
+#include "VTCommandLine.h"
+
+#include "AppController.h"
+#include "OutlineViewController.h"
+#include "VTBundleInfoReader.h"
+#include "VTItemArchiver.h"
+#include "VTLog.h"
+
+#include <syslog.h>
+
+namespace {
+
+const QStringList &commands()
+{
+    static const QStringList names = {
+        QStringLiteral("-enable"), QStringLiteral("-disable"), QStringLiteral("-remove"),
+        QStringLiteral("-setaccess"), QStringLiteral("-allplugins"), QStringLiteral("-install"),
+    };
+    return names;
+}
+
+void writeAll(FILE *output, const QByteArray &bytes)
+{
+    fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), output);
+}
+
+} // namespace
+
+bool VTCommandLine::isCommand(const QStringList &arguments)
+{
+    return arguments.size() > 1 && commands().contains(arguments.at(1));
+}
+
+std::optional<int> VTCommandLine::run(const QStringList &arguments, FILE *output)
+{
+    if (!isCommand(arguments))
+        return std::nullopt;
+    const QString command = arguments.at(1);
+
+    // Checked before anything is built, so a bad call touches nothing.
+    if (command == QLatin1String("-setaccess") && arguments.size() < 3) {
+        syslog(LOG_ERR, "Invalid argument count");
+        return 1;
+    }
+    if (command == QLatin1String("-allplugins"))
+        return runAllPlugins(arguments, output);
+    return std::nullopt;
+}
+
+int VTCommandLine::runAllPlugins(const QStringList &arguments, FILE *output)
+{
+    const std::unique_ptr<AppController> controller = AppController::initWithoutGUI();
+    if (!controller)
+        return ControllerFailure;
+    controller->loadPluginData();
+
+    const QString option = arguments.value(2);
+    if (option == QLatin1String("-data")) {
+        // The archive carries each record's name, version and architectures,
+        // so every pending bundle read must have finished.
+        VTBundleInfoReader::shared().waitForAll();
+        writeAll(output, VTItemArchiver::archive(controller->outlineViewController().dataArray()));
+        fflush(output);
+        fclose(output);
+    } else if (option == QLatin1String("-plist")) {
+        // Accepted and deliberately silent.
+    } else {
+        QByteArray text;
+        const QStringList paths = controller->listPlugins(true, false);
+        for (const QString &path : paths)
+            text += path.toUtf8() + '\n';
+        writeAll(output, text);
+        fflush(output);
+    }
+    VTLog::finishWriting();
+    return 0;
+}
