@@ -53,12 +53,19 @@ inline bool readExact(int fd, void *data, std::size_t size)
     return true;
 }
 
-// send() with MSG_NOSIGNAL: a helper that is gone must not kill the program.
+// send() with MSG_NOSIGNAL, so that a helper that is gone cannot kill the
+// program; write() where the descriptor is not a socket (an escalation tool
+// may hand the helper pipes of its own).
 inline bool writeExact(int fd, const void *data, std::size_t size)
 {
     const auto *bytes = static_cast<const char *>(data);
+    bool socket = true;
     while (size > 0) {
-        const ssize_t n = ::send(fd, bytes, size, MSG_NOSIGNAL);
+        ssize_t n = socket ? ::send(fd, bytes, size, MSG_NOSIGNAL) : ::write(fd, bytes, size);
+        if (n < 0 && socket && errno == ENOTSOCK) {
+            socket = false;
+            continue;
+        }
         if (n < 0) {
             if (errno == EINTR)
                 continue;

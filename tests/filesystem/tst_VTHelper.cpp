@@ -1,0 +1,307 @@
+// The privileged helper as a root entry point facing hostile input: started
+// directly (the test runs as root), fed requests through the program's own
+// client, and attacked by an unprivileged process racing it.
+
+#include "FsTestSupport.h"
+#include "VTHelperClient.h"
+
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/stat.h>
+
+namespace {
+
+const QString Mv = QStringLiteral("/bin/mv");
+const QString Cp = QStringLiteral("/bin/cp");
+const QString Rm = QStringLiteral("/bin/rm");
+const QString Mkdir = QStringLiteral("/bin/mkdir");
+const QString Chmod = QStringLiteral("/bin/chmod");
+const QString Chown = QStringLiteral("/usr/sbin/chown");
+const QString Touch = QStringLiteral("/usr/bin/touch");
+
+class HelperTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!FsTest::isRoot())
+            GTEST_SKIP() << "the helper acts as the superuser; run the tests as root";
+        ASSERT_TRUE(m_dir.isValid());
+        ASSERT_TRUE(m_client.start({}, FsTest::helperPath()));
+    }
+
+    int exec(const QString &tool, const QStringList &arguments) { return m_client.execute(QStringList{tool} + arguments, true); }
+    QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
+
+    QTemporaryDir m_dir;
+    VTHelperClient m_client;
+};
+
+TEST_F(HelperTest, PerformsEachAllowListedAction)
+{
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("a/file")), "data"));
+    EXPECT_EQ(exec(Mkdir, {QStringLiteral("-p"), path(QStringLiteral("b/c/d"))}), 0);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("b/c/d"))).st_mode & 07777, 0755u);
+
+    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("a/file")), path(QStringLiteral("b/moved"))}), 0);
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("b/moved"))), "data");
+    // An existing folder receives the item inside it, as mv does.
+    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("b/moved")), path(QStringLiteral("b/c"))}), 0);
+    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("b/c/moved"))));
+
+    EXPECT_EQ(exec(Cp, {QStringLiteral("-f"), QStringLiteral("-p"), QStringLiteral("-R"), path(QStringLiteral("b/c")), path(QStringLiteral("copy"))}), 0);
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("copy/moved"))), "data");
+    EXPECT_EQ(exec(Cp, {path(QStringLiteral("b/c")), path(QStringLiteral("copy2"))}), EISDIR);
+
+    const FsTest::User nobody = FsTest::lookUpUser(QStringLiteral("nobody"));
+    ASSERT_TRUE(nobody.valid());
+    EXPECT_EQ(exec(Chown, {QStringLiteral("-R"), QStringLiteral("nobody"), path(QStringLiteral("copy"))}), 0);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("copy/moved"))).st_uid, nobody.uid);
+    EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), path(QStringLiteral("copy"))}), 0);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("copy"))).st_mode & 07777, 01777u);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("copy/moved"))).st_mode & 0666, 0666u);
+
+    EXPECT_EQ(exec(Touch, {QStringLiteral("-c"), path(QStringLiteral("never"))}), 0);
+    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("never"))));
+    EXPECT_EQ(exec(Touch, {path(QStringLiteral("made"))}), 0);
+    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("made"))));
+
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path(QStringLiteral("copy"))}), 0);
+    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("copy"))));
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path(QStringLiteral("copy"))}), 0);
+    EXPECT_EQ(exec(Rm, {path(QStringLiteral("copy"))}), ENOENT);
+    EXPECT_EQ(exec(Mv, {path(QStringLiteral("missing")), path(QStringLiteral("x"))}), ENOENT);
+}
+
+TEST_F(HelperTest, RefusesEverythingOutsideTheAllowList)
+{
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("f")), "x"));
+    const QString f = path(QStringLiteral("f"));
+    EXPECT_EQ(exec(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("true")}), EPERM);
+    EXPECT_EQ(exec(QStringLiteral("/tmp/mv"), {f, path(QStringLiteral("g"))}), EPERM);
+    EXPECT_EQ(exec(QStringLiteral("mv"), {f, path(QStringLiteral("g"))}), EPERM);
+    EXPECT_EQ(m_client.execute({}, true), EPERM);
+    // Options a tool has but the helper does not take.
+    EXPECT_EQ(exec(Mv, {QStringLiteral("-t"), path(QStringLiteral("d")), f}), EINVAL);
+    EXPECT_EQ(exec(Rm, {QStringLiteral("--no-preserve-root"), QStringLiteral("-rf"), f}), EINVAL);
+    // Relative, unclean and top-level operands.
+    EXPECT_EQ(exec(Mv, {QStringLiteral("f"), path(QStringLiteral("g"))}), EINVAL);
+    EXPECT_EQ(exec(Mv, {path(QStringLiteral("x/../f")), path(QStringLiteral("g"))}), EINVAL);
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rf"), QStringLiteral("/nonexistent-top-level")}), EINVAL);
+    EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), QStringLiteral("/nonexistent-top-level")}), EINVAL);
+    EXPECT_EQ(exec(Chmod, {QStringLiteral("u+s"), f}), EINVAL);
+    EXPECT_EQ(exec(Chmod, {QStringLiteral("4755"), f}), EINVAL);
+    EXPECT_EQ(exec(Chown, {QStringLiteral("no-such-user-here"), f}), EINVAL);
+    EXPECT_EQ(FsTest::statOf(f).st_mode & 07777, 0644u);
+    EXPECT_TRUE(FsTest::exists(f));
+}
+
+TEST_F(HelperTest, HostileNamesAreOnlyEverNames)
+{
+    const QStringList names = {
+        QStringLiteral("with space"),   QStringLiteral("quote'\"both"), QStringLiteral("semi;colon"),
+        QStringLiteral("$(touch PWNED)"), QStringLiteral("`touch PWNED`"), QStringLiteral("new\nline"),
+        QStringLiteral("-rf"),          QStringLiteral("--help"),       QStringLiteral("-"),
+        QStringLiteral("--"),           QStringLiteral("*"),            QStringLiteral("back\\slash"),
+    };
+    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("dst"))));
+    const FsTest::User nobody = FsTest::lookUpUser(QStringLiteral("nobody"));
+    for (const QString &name : names) {
+        SCOPED_TRACE(name.toStdString());
+        const QString source = path(QStringLiteral("src/") + name);
+        const QString moved = path(QStringLiteral("dst/") + name);
+        const QString copied = path(QStringLiteral("copies/") + name);
+        ASSERT_TRUE(FsTest::writeFile(source, name.toUtf8()));
+        ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("copies"))));
+
+        EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), QStringLiteral("--"), source, moved}), 0);
+        EXPECT_EQ(FsTest::readFile(moved), name.toUtf8());
+        EXPECT_EQ(exec(Cp, {QStringLiteral("-f"), QStringLiteral("-p"), QStringLiteral("-R"), QStringLiteral("--"), moved, copied}), 0);
+        EXPECT_EQ(FsTest::readFile(copied), name.toUtf8());
+        EXPECT_EQ(exec(Chmod, {QStringLiteral("--"), QStringLiteral("600"), copied}), 0);
+        EXPECT_EQ(FsTest::statOf(copied).st_mode & 07777, 0600u);
+        EXPECT_EQ(exec(Chown, {QStringLiteral("nobody"), copied}), 0);
+        EXPECT_EQ(FsTest::statOf(copied).st_uid, nobody.uid);
+        EXPECT_EQ(exec(Touch, {QStringLiteral("-c"), QStringLiteral("--"), copied}), 0);
+        const QString folder = path(QStringLiteral("dirs/") + name + QStringLiteral("/inner"));
+        EXPECT_EQ(exec(Mkdir, {QStringLiteral("-p"), QStringLiteral("--"), folder}), 0);
+        EXPECT_TRUE(FsTest::exists(folder));
+        EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), QStringLiteral("--"), copied}), 0);
+        EXPECT_FALSE(FsTest::exists(copied));
+        EXPECT_TRUE(FsTest::exists(moved));
+        // Given bare, a leading-dash name is an option the helper refuses,
+        // never a file it acts on.
+        EXPECT_NE(exec(Rm, {QStringLiteral("-f"), name}), 0);
+    }
+    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("PWNED"))));
+    EXPECT_FALSE(FsTest::exists(QStringLiteral("/PWNED")));
+    EXPECT_EQ(QDir(path(QStringLiteral("dst"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size(), names.size());
+}
+
+TEST_F(HelperTest, NeverWalksThroughASymbolicLink)
+{
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("canary/file")), "keep"));
+    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("vendor"))));
+    ASSERT_EQ(::symlink(VTPath::toNative(path(QStringLiteral("canary"))).constData(),
+                        VTPath::toNative(path(QStringLiteral("vendor/sub"))).constData()), 0);
+
+    // The kernel names the refusal ELOOP or, for a link where a folder must
+    // be, ENOTDIR.
+    const QList<int> refused = {ELOOP, ENOTDIR};
+    EXPECT_TRUE(refused.contains(exec(Rm, {QStringLiteral("-Rf"), path(QStringLiteral("vendor/sub/file"))})));
+    EXPECT_TRUE(refused.contains(exec(Chmod, {QStringLiteral("777"), path(QStringLiteral("vendor/sub/file"))})));
+    EXPECT_TRUE(refused.contains(exec(Mv, {path(QStringLiteral("vendor/sub/file")), path(QStringLiteral("stolen"))})));
+    EXPECT_TRUE(refused.contains(exec(Mkdir, {QStringLiteral("-p"), path(QStringLiteral("vendor/sub/new"))})));
+    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("canary/new"))));
+    EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), path(QStringLiteral("vendor"))}), 0);
+    EXPECT_EQ(exec(Chown, {QStringLiteral("-R"), QStringLiteral("nobody"), path(QStringLiteral("vendor"))}), 0);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("canary/file"))).st_mode & 07777, 0644u);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("canary/file"))).st_uid, 0u);
+    // The link itself is an item like any other: removing it leaves its target.
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rf"), path(QStringLiteral("vendor/sub"))}), 0);
+    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("vendor/sub"))));
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("canary/file"))), "keep");
+}
+
+TEST_F(HelperTest, EndsAtEndOfInput)
+{
+    QElapsedTimer timer;
+    timer.start();
+    m_client.stop();
+    EXPECT_FALSE(m_client.isRunning());
+    EXPECT_EQ(m_client.exitStatus(), 0);
+    EXPECT_LT(timer.elapsed(), 5000);
+    EXPECT_EQ(m_client.execute({Touch, path(QStringLiteral("late"))}, true), VTHelperClient::StatusHelperGone);
+}
+
+TEST(HelperLifetime, EndsWhenItsParentEnds)
+{
+    if (!FsTest::isRoot())
+        GTEST_SKIP() << "needs root";
+    QTemporaryDir dir;
+    // The helper's input stays open (a sleeping writer holds the pipe), so
+    // only the parent's death can end it.
+    const QString script = QStringLiteral("mkfifo \"$1/in\"; sleep 30 > \"$1/in\" & \"$0\" < \"$1/in\" > /dev/null & echo $!; wait");
+    QProcess shell;
+    shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, FsTest::helperPath(), dir.path()});
+    ASSERT_TRUE(shell.waitForReadyRead(10000));
+    const QByteArray pid = shell.readLine().trimmed();
+    ASSERT_FALSE(pid.isEmpty());
+    const QString proc = QStringLiteral("/proc/") + QString::fromLatin1(pid);
+    QThread::msleep(200);
+    ASSERT_TRUE(FsTest::exists(proc));
+    ::kill(static_cast<pid_t>(shell.processId()), SIGKILL);
+    shell.waitForFinished(5000);
+
+    auto gone = [&proc] {
+        const QByteArray stat = FsTest::readFile(proc + QStringLiteral("/stat"));
+        return stat.isEmpty() || stat.contains(") Z ");
+    };
+    QElapsedTimer timer;
+    timer.start();
+    while (!gone() && timer.elapsed() < 5000)
+        QThread::msleep(20);
+    EXPECT_TRUE(gone());
+    FsTest::run(QStringLiteral("/usr/bin/pkill"), {QStringLiteral("-P"), QString::number(shell.processId())});
+}
+
+} // namespace
+
+namespace {
+
+// Swaps vendor/sub for a link to the canary folder and back, as fast as it
+// can, until killed; prints the number of swaps when it ends.
+const char AttackerScript[] = R"(
+import os, signal, sys
+vendor, canary = sys.argv[1], sys.argv[2]
+sub, real = os.path.join(vendor, 'sub'), os.path.join(vendor, 'sub.real')
+swaps = 0
+def stop(*_):
+    print(swaps, flush=True)
+    sys.exit(0)
+signal.signal(signal.SIGTERM, stop)
+while True:
+    try:
+        os.rename(sub, real)
+        os.symlink(canary, sub)
+        swaps += 1
+        os.unlink(sub)
+        os.rename(real, sub)
+    except OSError:
+        if os.path.islink(sub):
+            os.unlink(sub)
+        if os.path.isdir(real) and not os.path.exists(sub):
+            os.rename(real, sub)
+)";
+
+TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
+{
+    const FsTest::User attacker = FsTest::testUser();
+    if (!attacker.valid())
+        GTEST_SKIP() << "needs root and the unprivileged test account";
+    QTemporaryDir dir;
+    ASSERT_TRUE(FsTest::chmodPath(dir.path(), 0755));
+    auto path = [&dir](const QString &relative) { return VTPath::join(dir.path(), relative); };
+    const int fileCount = 2000;
+    for (int i = 0; i < 10; ++i)
+        ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("canary/f%1").arg(i)), "canary"));
+    for (int i = 0; i < fileCount; ++i)
+        ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("vendor/sub/file%1").arg(i)), "payload"));
+    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("dest"))));
+    const mode_t canaryMode = FsTest::statOf(path(QStringLiteral("canary"))).st_mode & 07777;
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), attacker.name, path(QStringLiteral("vendor"))}).exitCode, 0);
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("attack.py")), AttackerScript));
+
+    QProcess attack;
+    attack.start(QStringLiteral("/usr/bin/setpriv"),
+                 {QStringLiteral("--reuid=%1").arg(attacker.uid), QStringLiteral("--regid=%1").arg(attacker.gid),
+                  QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"),
+                  path(QStringLiteral("attack.py")), path(QStringLiteral("vendor")), path(QStringLiteral("canary"))});
+    ASSERT_TRUE(attack.waitForStarted(10000));
+    QThread::msleep(200);
+
+    VTHelperClient helper;
+    ASSERT_TRUE(helper.start({}, FsTest::helperPath()));
+    int moved = 0;
+    for (int i = 0; i < fileCount; ++i) {
+        const QString name = QStringLiteral("file%1").arg(i);
+        if (helper.execute({Mv, QStringLiteral("-f"), path(QStringLiteral("vendor/sub/") + name), path(QStringLiteral("dest/") + name)}, true) == 0)
+            ++moved;
+        if (i % 100 == 0) {
+            // The permission repair and the other whole-tree actions, racing too.
+            (void)helper.execute({Chmod, QStringLiteral("-R"), QStringLiteral("a+rw"), path(QStringLiteral("vendor"))}, true);
+            (void)helper.execute({Chown, QStringLiteral("-R"), attacker.name, path(QStringLiteral("vendor"))}, true);
+            (void)helper.execute({Rm, QStringLiteral("-f"), path(QStringLiteral("vendor/sub/f%1").arg(i % 10))}, true);
+            (void)helper.execute({Touch, path(QStringLiteral("vendor/sub/new%1").arg(i))}, true);
+        }
+        // A whole-tree copy flushes every file, so only a few of them.
+        if (i % 1000 == 700)
+            (void)helper.execute({Cp, QStringLiteral("-R"), path(QStringLiteral("vendor/sub")), path(QStringLiteral("dest/copy%1").arg(i))}, true);
+    }
+    attack.terminate();
+    ASSERT_TRUE(attack.waitForFinished(10000));
+    const int swaps = attack.readAllStandardOutput().trimmed().toInt();
+    helper.stop();
+
+    EXPECT_GT(swaps, 100) << "the attacker barely ran; the race proves nothing";
+    EXPECT_GT(moved, 0);
+    const QStringList canary = QDir(path(QStringLiteral("canary"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+    EXPECT_EQ(canary.size(), 10) << canary.join(u' ').toStdString();
+    const struct stat folder = FsTest::statOf(path(QStringLiteral("canary")));
+    EXPECT_EQ(folder.st_mode & 07777, canaryMode);
+    EXPECT_EQ(folder.st_uid, 0u);
+    for (int i = 0; i < 10; ++i) {
+        const QString file = path(QStringLiteral("canary/f%1").arg(i));
+        const struct stat st = FsTest::statOf(file);
+        EXPECT_EQ(st.st_mode & 07777, 0644u) << i;
+        EXPECT_EQ(st.st_uid, 0u) << i;
+        EXPECT_EQ(FsTest::readFile(file), "canary") << i;
+    }
+}
+
+} // namespace
