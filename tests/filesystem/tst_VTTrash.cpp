@@ -1,0 +1,173 @@
+// The freedesktop.org Trash: what we trash must be listed and restorable by
+// trash-cli, never overwrite anything, and leave no stray records behind.
+
+#include "FsTestSupport.h"
+#include "VTTestSandbox.h"
+#include "VTTrash.h"
+
+#include <QDateTime>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class TrashTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_sandbox.isValid());
+        m_savedDataHome = qgetenv("XDG_DATA_HOME");
+        qunsetenv("XDG_DATA_HOME");
+    }
+    void TearDown() override
+    {
+        if (!m_savedDataHome.isEmpty())
+            qputenv("XDG_DATA_HOME", m_savedDataHome);
+    }
+
+    QString trash(const QString &relative = QString()) const
+    {
+        return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash")), relative);
+    }
+    QString item(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library/Plug-Ins"), relative)); }
+
+    // Runs a trash-cli tool against the sandbox home.
+    FsTest::Run trashCli(const QString &tool, const QStringList &arguments, const QByteArray &input = QByteArray()) const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), m_sandbox.home());
+        environment.remove(QStringLiteral("XDG_DATA_HOME"));
+        return FsTest::run(tool, arguments, input, environment);
+    }
+
+    VTTestSandbox m_sandbox;
+    QByteArray m_savedDataHome;
+};
+
+TEST_F(TrashTest, AnItemGoesToTheHomeTrashWithItsRecord)
+{
+    const QString original = item(QStringLiteral("FxPlug/Glow.fxplug"));
+    ASSERT_TRUE(FsTest::makeBundle(original));
+    QString trashed;
+    const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
+    ASSERT_TRUE(VTTrash::trashItem(original, &trashed));
+
+    EXPECT_FALSE(FsTest::exists(original));
+    EXPECT_EQ(trashed, trash(QStringLiteral("files/Glow.fxplug")));
+    EXPECT_TRUE(FsTest::exists(VTPath::join(trashed, QStringLiteral("Contents/MacOS/Glow"))));
+    EXPECT_EQ(FsTest::statOf(trash()).st_mode & 07777, 0700u);
+
+    const QList<QByteArray> lines = FsTest::readFile(trash(QStringLiteral("info/Glow.fxplug.trashinfo"))).split('\n');
+    ASSERT_GE(lines.size(), 3);
+    EXPECT_EQ(lines.at(0), "[Trash Info]");
+    ASSERT_TRUE(lines.at(1).startsWith("Path="));
+    EXPECT_EQ(QUrl::fromPercentEncoding(lines.at(1).mid(5)), original);
+    ASSERT_TRUE(lines.at(2).startsWith("DeletionDate="));
+    const QDateTime date = QDateTime::fromString(QString::fromLatin1(lines.at(2).mid(13)), Qt::ISODate);
+    EXPECT_TRUE(date >= before && date <= QDateTime::currentDateTime().addSecs(1)) << lines.at(2).toStdString();
+}
+
+TEST_F(TrashTest, EqualNamesGetUniqueNamesAndNothingIsOverwritten)
+{
+    for (const QString &folder : {QStringLiteral("FxPlug"), QStringLiteral("FxPlug 2"), QStringLiteral("Other")}) {
+        const QString original = item(folder + QStringLiteral("/Glow.fxplug"));
+        ASSERT_TRUE(FsTest::writeFile(original, folder.toUtf8()));
+        ASSERT_TRUE(VTTrash::trashItem(original));
+    }
+    ASSERT_TRUE(FsTest::writeFile(item(QStringLiteral("Glow")), "plain"));
+    ASSERT_TRUE(FsTest::writeFile(item(QStringLiteral("x/Glow")), "plain 2"));
+    ASSERT_TRUE(VTTrash::trashItem(item(QStringLiteral("Glow"))));
+    ASSERT_TRUE(VTTrash::trashItem(item(QStringLiteral("x/Glow"))));
+
+    EXPECT_EQ(FsTest::readFile(trash(QStringLiteral("files/Glow.fxplug"))), "FxPlug");
+    EXPECT_EQ(FsTest::readFile(trash(QStringLiteral("files/Glow 2.fxplug"))), "FxPlug 2");
+    EXPECT_EQ(FsTest::readFile(trash(QStringLiteral("files/Glow 3.fxplug"))), "Other");
+    EXPECT_EQ(FsTest::readFile(trash(QStringLiteral("files/Glow 2"))), "plain 2");
+    const QStringList infos = QDir(trash(QStringLiteral("info"))).entryList(QDir::Files);
+    EXPECT_EQ(infos.size(), 5);
+}
+
+TEST_F(TrashTest, TrashCliListsAndRestoresWhatWeTrashed)
+{
+    const QStringList names = {QStringLiteral("Glow.fxplug"), QStringLiteral("semi;colon $(x) 100%.plugin"),
+                               QStringLiteral("-leading dash")};
+    for (const QString &name : names) {
+        ASSERT_TRUE(FsTest::writeFile(item(QStringLiteral("FxPlug/") + name), name.toUtf8()));
+        ASSERT_TRUE(VTTrash::trashItem(item(QStringLiteral("FxPlug/") + name)));
+    }
+    const FsTest::Run list = trashCli(QStringLiteral("trash-list"), {});
+    ASSERT_EQ(list.exitCode, 0) << list.err.toStdString();
+    for (const QString &name : names)
+        EXPECT_TRUE(list.out.contains(item(QStringLiteral("FxPlug/") + name).toUtf8())) << list.out.toStdString();
+
+    // trash-restore asks which entry to put back; there is one below this path.
+    const QString glow = item(QStringLiteral("FxPlug/Glow.fxplug"));
+    const FsTest::Run restore = trashCli(QStringLiteral("trash-restore"), {glow}, "0\n");
+    EXPECT_EQ(restore.exitCode, 0) << restore.err.toStdString();
+    EXPECT_EQ(FsTest::readFile(glow), "Glow.fxplug");
+    EXPECT_FALSE(FsTest::exists(trash(QStringLiteral("info/Glow.fxplug.trashinfo"))));
+}
+
+TEST_F(TrashTest, LongNamesStayLegalInTheRecordFolder)
+{
+    // 250 bytes, with a multi-byte character where a naive cut would split it.
+    const QString name = QString(120, u'a') + QStringLiteral("é") + QString(122, u'b') + QStringLiteral(".fxplug");
+    ASSERT_EQ(name.toUtf8().size(), 251);
+    ASSERT_TRUE(FsTest::writeFile(item(name), "long"));
+    QString trashed;
+    ASSERT_TRUE(VTTrash::trashItem(item(name), &trashed));
+    EXPECT_EQ(FsTest::readFile(trashed), "long");
+    const QStringList infos = QDir(trash(QStringLiteral("info"))).entryList(QDir::Files);
+    ASSERT_EQ(infos.size(), 1);
+    EXPECT_LE(infos.first().toUtf8().size(), 255);
+    EXPECT_EQ(infos.first(), VTPath::lastComponent(trashed) + QStringLiteral(".trashinfo"));
+    EXPECT_TRUE(trashed.endsWith(QStringLiteral(".fxplug")));
+    EXPECT_FALSE(VTPath::lastComponent(trashed).contains(QChar::ReplacementCharacter));
+}
+
+TEST_F(TrashTest, ATrashThatIsALinkIsNotUsed)
+{
+    const QString elsewhere = m_sandbox.systemPath(QStringLiteral("/elsewhere"));
+    ASSERT_TRUE(QDir().mkpath(elsewhere));
+    ASSERT_TRUE(QDir().mkpath(m_sandbox.homePath(QStringLiteral(".local/share"))));
+    ASSERT_EQ(::symlink(VTPath::toNative(elsewhere).constData(), VTPath::toNative(trash()).constData()), 0);
+    ASSERT_TRUE(FsTest::writeFile(item(QStringLiteral("Glow.fxplug")), "x"));
+
+    EXPECT_FALSE(VTTrash::trashItem(item(QStringLiteral("Glow.fxplug"))));
+    EXPECT_TRUE(FsTest::exists(item(QStringLiteral("Glow.fxplug"))));
+    EXPECT_TRUE(QDir(elsewhere).isEmpty());
+}
+
+TEST_F(TrashTest, AFailedMoveLeavesNoRecordBehind)
+{
+    if (!FsTest::isRoot())
+        GTEST_SKIP() << "needs root to make a folder immutable";
+    const QString folder = item(QStringLiteral("Locked"));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(folder, QStringLiteral("Glow.fxplug")), "x"));
+    if (FsTest::run(QStringLiteral("/usr/bin/chattr"), {QStringLiteral("+i"), folder}).exitCode != 0)
+        GTEST_SKIP() << "this file system has no immutable attribute";
+    const bool trashed = VTTrash::trashItem(VTPath::join(folder, QStringLiteral("Glow.fxplug")));
+    FsTest::run(QStringLiteral("/usr/bin/chattr"), {QStringLiteral("-i"), folder});
+
+    EXPECT_FALSE(trashed);
+    EXPECT_TRUE(FsTest::exists(VTPath::join(folder, QStringLiteral("Glow.fxplug"))));
+    EXPECT_TRUE(QDir(trash(QStringLiteral("info"))).entryList(QDir::Files).isEmpty());
+}
+
+TEST(TrashNames, CandidatesCountUpBeforeTheExtensionAndFitTheLimit)
+{
+    EXPECT_EQ(VTTrash::candidateName("Glow.fxplug", 1), "Glow.fxplug");
+    EXPECT_EQ(VTTrash::candidateName("Glow.fxplug", 2), "Glow 2.fxplug");
+    EXPECT_EQ(VTTrash::candidateName("Glow", 3), "Glow 3");
+    EXPECT_EQ(VTTrash::candidateName(".hidden", 2), ".hidden 2");
+    const QByteArray longName = QByteArray(300, 'x') + ".vst3";
+    for (int n : {1, 2, 1234}) {
+        const QByteArray candidate = VTTrash::candidateName(longName, n);
+        EXPECT_LE(candidate.size() + 10, 255);
+        EXPECT_TRUE(candidate.endsWith(".vst3"));
+    }
+}
+
+} // namespace
