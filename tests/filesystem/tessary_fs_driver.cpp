@@ -12,6 +12,7 @@
 //   cleanup FOLDER          cleanUpInterruptedMoves
 //   plain-move SRC DST      moveFile without privilege fallback
 //   hold                    authStart, prints "ready", waits for end of input
+//   writable PATH | deletable PATH | lock PATH   the tests of that name
 
 #include "VTAuthorization.h"
 #include "VTFileManager.h"
@@ -83,6 +84,12 @@ int main(int argc, char **argv)
     }
     if (op == QLatin1String("cleanup"))
         return answer(VTFileManager::cleanUpInterruptedMoves({arg(1)}) >= 0);
+    if (op == QLatin1String("writable"))
+        return answer(VTFileManager::isWritableFileAtPath(arg(1)));
+    if (op == QLatin1String("deletable"))
+        return answer(VTFileManager::isDeletableFileAtPath(arg(1)));
+    if (op == QLatin1String("lock"))
+        return answer(VTFileManager::lockFile(arg(1)));
     if (op == QLatin1String("hold")) {
         if (!auth->authStart())
             return answer(false);
