@@ -125,6 +125,11 @@ struct BadHeader {
     QByteArray bytes;
 };
 
+void PrintTo(const BadHeader &header, std::ostream *out)
+{
+    *out << header.name << " (" << header.bytes.size() << " bytes)";
+}
+
 class VTMachORejects : public ::testing::TestWithParam<BadHeader>
 {
 };
