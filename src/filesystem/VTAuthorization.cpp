@@ -108,10 +108,14 @@ bool VTAuthorization::canAuthorize() const
     return hasGUI() || isSuperuser();
 }
 
-bool VTAuthorization::startHelper(const QStringList &command, const std::optional<QByteArray> &password)
+bool VTAuthorization::startHelper(const QStringList &command, const std::optional<QByteArray> &password,
+                                  const QByteArray &prompt)
 {
     auto helper = std::make_shared<VTHelperClient>();
-    const bool started = helper->start(command, helperPath(), password);
+    std::optional<VTHelperClient::Password> entry;
+    if (password)
+        entry = VTHelperClient::Password{*password, prompt};
+    const bool started = helper->start(command, helperPath(), entry);
     std::lock_guard lock(m_helperMutex);
     m_helper = started ? helper : nullptr;
     return started;
@@ -145,9 +149,10 @@ bool VTAuthorization::authStartWithUser(const QString &user, const QString &pass
         VTLog::appendLog(failure);
         return false;
     }
-    const QStringList command = {QStringLiteral("sudo"), QStringLiteral("-S"), QStringLiteral("-p"), QString(),
-                                 QStringLiteral("--")};
-    if (!startHelper(command, password.toUtf8())) {
+    // A prompt of our own, so that a second one tells a refused password.
+    const QString prompt = QStringLiteral("[tessary-helper] password:");
+    const QStringList command = {QStringLiteral("sudo"), QStringLiteral("-S"), QStringLiteral("-p"), prompt, QStringLiteral("--")};
+    if (!startHelper(command, password.toUtf8(), prompt.toUtf8())) {
         consoleLog(failure);
         VTLog::appendLog(failure);
         return false;

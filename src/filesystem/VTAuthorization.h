@@ -83,7 +83,8 @@ private:
     explicit VTAuthorization(bool gui);
 
     [[nodiscard]] static bool isSuperuser();
-    [[nodiscard]] bool startHelper(const QStringList &command, const std::optional<QByteArray> &password);
+    [[nodiscard]] bool startHelper(const QStringList &command, const std::optional<QByteArray> &password,
+                                   const QByteArray &prompt = QByteArray());
     [[nodiscard]] static QStringList folderEntries(const QString &folder);
 
     std::atomic<bool> m_hasGUI{true};

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
@@ -22,8 +23,7 @@ VTHelperClient::~VTHelperClient()
     stop();
 }
 
-bool VTHelperClient::start(const QStringList &command, const QString &helperPath,
-                           const std::optional<QByteArray> &password, std::chrono::seconds passwordTimeout)
+bool VTHelperClient::start(const QStringList &command, const QString &helperPath, const std::optional<Password> &password)
 {
     stop();
     {
@@ -33,7 +33,7 @@ bool VTHelperClient::start(const QStringList &command, const QString &helperPath
         m_asyncRequests.clear();
     }
     m_exitStatus = -1;
-    m_thread = std::thread(&VTHelperClient::threadMain, this, command, helperPath, password, passwordTimeout);
+    m_thread = std::thread(&VTHelperClient::threadMain, this, command, helperPath, password);
     std::unique_lock lock(m_mutex);
     m_changed.wait(lock, [this] { return m_startState != StartState::Pending; });
     return m_startState == StartState::Ready;
@@ -56,11 +56,17 @@ void VTHelperClient::stop()
     }
 }
 
-bool VTHelperClient::spawn(const QStringList &command, const QString &helperPath)
+bool VTHelperClient::spawn(const QStringList &command, const QString &helperPath, bool watchErrors)
 {
     int pair[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0)
         return false;
+    int errors[2] = {-1, -1};
+    if (watchErrors && ::pipe2(errors, O_CLOEXEC) != 0) {
+        ::close(pair[0]);
+        ::close(pair[1]);
+        return false;
+    }
     std::vector<QByteArray> words;
     for (const QString &word : command)
         words.push_back(word.toLocal8Bit());
@@ -74,10 +80,15 @@ bool VTHelperClient::spawn(const QStringList &command, const QString &helperPath
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, pair[1], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, pair[1], STDOUT_FILENO);
+    if (watchErrors)
+        posix_spawn_file_actions_adddup2(&actions, errors[1], STDERR_FILENO);
     pid_t pid = -1;
     const int error = ::posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     ::close(pair[1]);
+    if (watchErrors)
+        ::close(errors[1]);
+    m_errors = errors[0];
     if (error != 0) {
         ::close(pair[0]);
         VTLog::appendLog(QStringLiteral("Unable to start %1: %2").arg(command.join(u' '), QString::fromLocal8Bit(std::strerror(error))));
@@ -89,17 +100,8 @@ bool VTHelperClient::spawn(const QStringList &command, const QString &helperPath
     return true;
 }
 
-bool VTHelperClient::awaitReady(std::optional<std::chrono::seconds> timeout)
+bool VTHelperClient::readReady()
 {
-    if (timeout) {
-        pollfd watch{m_socket, POLLIN, 0};
-        int ready = 0;
-        do {
-            ready = ::poll(&watch, 1, static_cast<int>(std::chrono::milliseconds(*timeout).count()));
-        } while (ready < 0 && errno == EINTR);
-        if (ready <= 0)
-            return false;
-    }
     std::uint32_t magic = 0;
     std::int32_t euid = -1;
     if (!VTHelperProtocol::readExact(m_socket, &magic, sizeof magic) || !VTHelperProtocol::readExact(m_socket, &euid, sizeof euid))
@@ -113,16 +115,62 @@ bool VTHelperClient::awaitReady(std::optional<std::chrono::seconds> timeout)
     return true;
 }
 
-void VTHelperClient::threadMain(QStringList command, QString helperPath, std::optional<QByteArray> password,
-                                std::chrono::seconds passwordTimeout)
+bool VTHelperClient::awaitReady(const std::optional<Password> &password)
 {
-    bool ready = spawn(command, helperPath);
+    if (!password)
+        return readReady();
+    // The tool prompts once; a second prompt is its "try again".
+    const auto deadline = std::chrono::steady_clock::now() + password->timeout;
+    QByteArray errors;
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0)
+            return false;
+        pollfd watch[2] = {{m_socket, POLLIN, 0}, {m_errors, POLLIN, 0}};
+        const int ready = ::poll(watch, m_errors >= 0 ? 2 : 1, static_cast<int>(left.count()));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready <= 0)
+            return false;
+        if (watch[0].revents)
+            return readReady();
+        if (watch[1].revents) {
+            char buffer[512];
+            const ssize_t n = ::read(m_errors, buffer, sizeof buffer);
+            if (n <= 0) {
+                ::close(m_errors);
+                m_errors = -1;
+                continue;
+            }
+            errors.append(buffer, n);
+            if (!password->prompt.isEmpty() && errors.count(password->prompt) >= 2)
+                return false;
+        }
+    }
+}
+
+void VTHelperClient::forwardErrors()
+{
+    char buffer[4096];
+    const ssize_t n = ::read(m_errors, buffer, sizeof buffer);
+    if (n <= 0) {
+        ::close(m_errors);
+        m_errors = -1;
+        return;
+    }
+    // What the helper or the tool says goes where our own messages go.
+    (void)!::write(STDERR_FILENO, buffer, static_cast<size_t>(n));
+}
+
+void VTHelperClient::threadMain(QStringList command, QString helperPath, std::optional<Password> password)
+{
+    bool ready = spawn(command, helperPath, password.has_value());
     if (ready && password) {
-        const QByteArray line = *password + '\n';
+        const QByteArray line = password->password + '\n';
         ready = VTHelperProtocol::writeExact(m_socket, line.constData(), static_cast<std::size_t>(line.size()));
     }
     if (ready)
-        ready = awaitReady(password ? std::optional(passwordTimeout) : std::nullopt);
+        ready = awaitReady(password);
     if (ready) {
         const char *line = VTHelperProtocol::StartLine;
         ready = VTHelperProtocol::writeExact(m_socket, line, std::strlen(line));
@@ -146,7 +194,21 @@ void VTHelperClient::threadMain(QStringList command, QString helperPath, std::op
 void VTHelperClient::readReplies()
 {
     VTHelperProtocol::Reply reply;
-    while (VTHelperProtocol::readReply(m_socket, reply)) {
+    for (;;) {
+        if (m_errors >= 0) {
+            pollfd watch[2] = {{m_socket, POLLIN, 0}, {m_errors, POLLIN, 0}};
+            if (::poll(watch, 2, -1) < 0) {
+                if (errno == EINTR)
+                    continue;
+                break;
+            }
+            if (watch[1].revents)
+                forwardErrors();
+            if (!watch[0].revents)
+                continue;
+        }
+        if (!VTHelperProtocol::readReply(m_socket, reply))
+            break;
         QString asyncRequest;
         bool isAsync = false;
         {
@@ -170,6 +232,10 @@ void VTHelperClient::readReplies()
 void VTHelperClient::finishChild()
 {
     m_running = false;
+    if (m_errors >= 0) {
+        ::close(m_errors);
+        m_errors = -1;
+    }
     m_changed.notify_all();
     if (m_pid <= 0)
         return;

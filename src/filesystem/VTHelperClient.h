@@ -31,14 +31,21 @@ public:
     VTHelperClient &operator=(const VTHelperClient &) = delete;
     ~VTHelperClient();
 
+    // A password for an escalation tool that reads it from standard input
+    // and asks for it with `prompt` on standard error (sudo -S -p PROMPT).
+    struct Password {
+        QByteArray password;
+        QByteArray prompt;
+        std::chrono::seconds timeout{15};
+    };
+
     // Runs `command` (words, e.g. "pkexec" or "sudo", "-n") followed by
     // `helperPath`, and waits until the helper reports. With a password, the
-    // line is written to the escalation tool first and the wait is limited to
-    // `passwordTimeout`. True when a helper runs as the superuser; a refusal
-    // or cancel (pkexec 126/127, sudo failure) gives false.
+    // line is written to the escalation tool first; a second prompt means it
+    // was refused. True when a helper runs as the superuser; a refusal or
+    // cancel (pkexec 126/127, sudo failure) gives false.
     [[nodiscard]] bool start(const QStringList &command, const QString &helperPath,
-                             const std::optional<QByteArray> &password = std::nullopt,
-                             std::chrono::seconds passwordTimeout = std::chrono::seconds(15));
+                             const std::optional<Password> &password = std::nullopt);
     // Closes the helper's input and waits for it to end.
     void stop();
     [[nodiscard]] bool isRunning() const { return m_running.load(); }
@@ -52,10 +59,11 @@ public:
     [[nodiscard]] int exitStatus() const { return m_exitStatus.load(); }
 
 private:
-    void threadMain(QStringList command, QString helperPath, std::optional<QByteArray> password,
-                    std::chrono::seconds passwordTimeout);
-    [[nodiscard]] bool spawn(const QStringList &command, const QString &helperPath);
-    [[nodiscard]] bool awaitReady(std::optional<std::chrono::seconds> timeout);
+    void threadMain(QStringList command, QString helperPath, std::optional<Password> password);
+    [[nodiscard]] bool spawn(const QStringList &command, const QString &helperPath, bool watchErrors);
+    [[nodiscard]] bool awaitReady(const std::optional<Password> &password);
+    [[nodiscard]] bool readReady();
+    void forwardErrors();
     void readReplies();
     void finishChild();
 
@@ -73,5 +81,6 @@ private:
     std::atomic<bool> m_running{false};
     std::atomic<int> m_exitStatus{-1};
     int m_socket = -1;
+    int m_errors = -1; // the escalation tool's standard error, while watched
     pid_t m_pid = -1;
 };

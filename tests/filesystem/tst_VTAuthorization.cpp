@@ -1,0 +1,382 @@
+// Administrator rights: the superuser's direct paths (the test runs as root),
+// and the helper path as an unprivileged user, through the test driver,
+// "sudo -n" and the NOPASSWD rule the fixture installs.
+
+#include "FsTestSupport.h"
+#include "VTAuthorization.h"
+#include "VTFileManager.h"
+#include "VTTestSandbox.h"
+
+#include <QDirIterator>
+#include <QRegularExpression>
+#include <QThread>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// Collects what is written to standard error meanwhile (the console lines).
+class StderrCapture
+{
+public:
+    StderrCapture()
+    {
+        std::fflush(stderr);
+        m_saved = ::dup(STDERR_FILENO);
+        m_file = std::tmpfile();
+        ::dup2(::fileno(m_file), STDERR_FILENO);
+    }
+    ~StderrCapture() { restore(); }
+    QByteArray text()
+    {
+        restore();
+        std::rewind(m_file);
+        QByteArray all;
+        char buffer[4096];
+        size_t n = 0;
+        while ((n = std::fread(buffer, 1, sizeof buffer, m_file)) > 0)
+            all.append(buffer, static_cast<qsizetype>(n));
+        return all;
+    }
+
+private:
+    void restore()
+    {
+        if (m_saved < 0)
+            return;
+        std::fflush(stderr);
+        ::dup2(m_saved, STDERR_FILENO);
+        ::close(m_saved);
+        m_saved = -1;
+    }
+    int m_saved = -1;
+    std::FILE *m_file = nullptr;
+};
+
+class SuperuserTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!FsTest::isRoot())
+            GTEST_SKIP() << "these are the superuser's paths; run the tests as root";
+        ASSERT_TRUE(m_sandbox.isValid());
+        m_savedDataHome = qgetenv("XDG_DATA_HOME");
+        qunsetenv("XDG_DATA_HOME");
+    }
+    void TearDown() override
+    {
+        if (!m_savedDataHome.isEmpty())
+            qputenv("XDG_DATA_HOME", m_savedDataHome);
+    }
+    QString path(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library/Plug-Ins"), relative)); }
+    QString trashFiles(const QString &name = QString()) const
+    {
+        return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash/files")), name);
+    }
+
+    VTAuthorization *auth = VTAuthorization::sharedController(true);
+    VTTestSandbox m_sandbox;
+    QByteArray m_savedDataHome;
+};
+
+TEST_F(SuperuserTest, TheSingletonKeepsItsFirstForm)
+{
+    EXPECT_EQ(VTAuthorization::sharedController(false), auth);
+    EXPECT_EQ(VTAuthorization::sharedController(), auth);
+    EXPECT_TRUE(auth->hasGUI());
+    EXPECT_TRUE(auth->isAuthorized());
+    EXPECT_TRUE(auth->canAuthorize());
+    EXPECT_TRUE(auth->authStart());
+    EXPECT_TRUE(auth->authStartWithUser(QStringLiteral("anyone"), QStringLiteral("anything")));
+    EXPECT_TRUE(auth->userDirectory().isEmpty());
+}
+
+TEST_F(SuperuserTest, ToolsRunDirectlyAndReportSuccessWhateverTheyDid)
+{
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("a/Glow.fxplug")), "x"));
+    EXPECT_TRUE(auth->authMoveFile(path(QStringLiteral("a/Glow.fxplug")), path(QStringLiteral("no/such/folder/Glow.fxplug"))));
+    EXPECT_TRUE(auth->authCopyFile(path(QStringLiteral("a/Glow.fxplug")), path(QStringLiteral("no/such/folder/copy"))));
+    EXPECT_EQ(auth->authExecTask(QStringLiteral("/bin/mv"), {QStringLiteral("--no-such-option")}, false), 0);
+    EXPECT_TRUE(auth->authCreateDir(path(QStringLiteral("made/deep"))));
+    EXPECT_TRUE(VTFileManager::waitUntil([this] { return FsTest::exists(path(QStringLiteral("made/deep"))); }, 5s));
+    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("a/Glow.fxplug"))));
+
+    EXPECT_TRUE(auth->authMoveFile(path(QStringLiteral("a/Glow.fxplug")), path(QStringLiteral("made/Glow.fxplug"))));
+    EXPECT_TRUE(VTFileManager::waitUntil([this] { return FsTest::exists(path(QStringLiteral("made/Glow.fxplug"))); }, 5s));
+    EXPECT_EQ(auth->authExecTask(QStringLiteral("/bin/cp"), {path(QStringLiteral("made/Glow.fxplug")), path(QStringLiteral("made/copy"))}, false), 0);
+    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("made/copy"))));
+}
+
+TEST_F(SuperuserTest, RefusalsAndTheirConsoleLines)
+{
+    const QString library = m_sandbox.systemPath(QStringLiteral("/Library"));
+    ASSERT_TRUE(QDir().mkpath(library));
+    StderrCapture console;
+    EXPECT_EQ(auth->authExecTask(QStringLiteral("/no/such/tool"), {}), VTAuthorization::StatusToolMissing);
+    EXPECT_FALSE(auth->authMoveFile(QString(), path(QStringLiteral("x"))));
+    EXPECT_FALSE(auth->authMoveFile(path(QStringLiteral("x")), QString()));
+    EXPECT_FALSE(auth->authCopyFile(QString(), path(QStringLiteral("x"))));
+    EXPECT_FALSE(auth->authCopyFile(path(QStringLiteral("x")), QString()));
+    EXPECT_FALSE(auth->authMoveFile(path(QStringLiteral("missing")), path(QStringLiteral("x"))));
+    EXPECT_FALSE(auth->authMoveFile(library, path(QStringLiteral("x"))));
+    EXPECT_FALSE(auth->authRemoveFile(QStringLiteral("/")));
+    EXPECT_FALSE(auth->authTrashFile(m_sandbox.home()));
+    EXPECT_FALSE(auth->authTrashFolderContents(library));
+    EXPECT_FALSE(auth->authMoveFolderContents(library, path(QStringLiteral("x"))));
+    const QByteArray text = console.text();
+    for (const QByteArray &line : {
+             QByteArray("Unable to execute task: path /no/such/tool doesn't exist"),
+             QByteArray("Error in authMoveFile: old path is null"),
+             QByteArray("Error in authMoveFile: new path is null"),
+             QByteArray("Error in authCopyFile: old path is null"),
+             QByteArray("Error in authCopyFile: new path is null"),
+             QByteArray("Unable to move path " + library.toUtf8() + " because it is a system directory."),
+             QByteArray("Unable to delete path / because it is a system directory."),
+             QByteArray("Unable to trash path " + m_sandbox.home().toUtf8() + " because it is a system directory."),
+             QByteArray("Unable to trash folder contents of path " + library.toUtf8() + " because it is a system directory."),
+             QByteArray("Unable to move contents of path " + library.toUtf8() + " because it is a system directory."),
+         })
+        EXPECT_TRUE(text.contains(line)) << line.toStdString();
+    EXPECT_TRUE(FsTest::exists(library));
+}
+
+TEST_F(SuperuserTest, TrashingATakenNameAddsATimestamp)
+{
+    ASSERT_TRUE(FsTest::writeFile(trashFiles(QStringLiteral("Glow.fxplug")), "already there"));
+    ASSERT_TRUE(FsTest::writeFile(trashFiles(QStringLiteral("Plain")), "already there"));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Glow.fxplug")), "new"));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Plain")), "new"));
+    EXPECT_TRUE(auth->authTrashFile(path(QStringLiteral("Glow.fxplug"))));
+    EXPECT_TRUE(auth->authTrashFile(path(QStringLiteral("Plain"))));
+    EXPECT_TRUE(VTFileManager::waitUntil([this] { return !FsTest::exists(path(QStringLiteral("Glow.fxplug"))) && !FsTest::exists(path(QStringLiteral("Plain"))); }, 5s));
+
+    const QStringList names = QDir(trashFiles()).entryList(QDir::Files, QDir::Name);
+    ASSERT_EQ(names.size(), 4) << names.join(u',').toStdString();
+    const QRegularExpression stamped(QStringLiteral("^Glow_\\d{14}\\.fxplug$"));
+    const QRegularExpression plain(QStringLiteral("^Plain_\\d{14}\\.$"));
+    EXPECT_EQ(names.filter(stamped).size(), 1);
+    EXPECT_EQ(names.filter(plain).size(), 1);
+    EXPECT_EQ(FsTest::readFile(trashFiles(QStringLiteral("Glow.fxplug"))), "already there");
+    // The record makes it a real trash entry.
+    const QString info = VTPath::join({m_sandbox.homePath(QStringLiteral(".local/share/Trash/info")), names.filter(stamped).first() + QStringLiteral(".trashinfo")});
+    EXPECT_TRUE(FsTest::readFile(info).contains(QUrl::toPercentEncoding(path(QStringLiteral("Glow.fxplug")), "/")));
+}
+
+TEST_F(SuperuserTest, DeleteOnRootRemovesTheDestinationNotTheSource)
+{
+    ASSERT_TRUE(FsTest::writeFile(trashFiles(QStringLiteral("Glow.fxplug")), "already there"));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Glow.fxplug")), "source"));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Other.fxplug")), "source"));
+    EXPECT_TRUE(auth->authTrashFile(path(QStringLiteral("Glow.fxplug")), true));
+    EXPECT_TRUE(auth->authTrashFile(path(QStringLiteral("Other.fxplug")), true));
+    QThread::msleep(300);
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("Glow.fxplug"))), "source");
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("Other.fxplug"))), "source");
+    EXPECT_EQ(FsTest::readFile(trashFiles(QStringLiteral("Glow.fxplug"))), "already there");
+
+    // Without that flag the contents of a folder go to the trash one by one.
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Folder/one")), "1"));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Folder/two")), "2"));
+    EXPECT_TRUE(auth->authTrashFolderContents(path(QStringLiteral("Folder"))));
+    EXPECT_TRUE(VTFileManager::waitUntil([this] { return QDir(path(QStringLiteral("Folder"))).isEmpty(); }, 5s));
+    EXPECT_TRUE(VTFileManager::waitUntil([this] { return FsTest::exists(trashFiles(QStringLiteral("two"))); }, 5s));
+    EXPECT_TRUE(auth->authTrashFolderContents(path(QStringLiteral("Folder"))));
+}
+
+// ---- as an unprivileged user -------------------------------------------------
+
+class UserTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_user = FsTest::testUser();
+        if (!m_user.valid())
+            GTEST_SKIP() << "needs root and the unprivileged test account";
+        ASSERT_TRUE(m_dir.isValid());
+        ASSERT_TRUE(FsTest::chmodPath(m_dir.path(), 0755));
+        ASSERT_TRUE(QDir().mkpath(home()));
+        ASSERT_TRUE(FsTest::chownPath(home(), m_user));
+        ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("Library/Plug-Ins/FxPlug"))));
+    }
+
+    QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
+    QString home() const { return path(QStringLiteral("home")); }
+    // Every driver run starts a new log and shifts the older ones along.
+    QString log() const
+    {
+        QByteArray all;
+        for (int i = 5; i >= 1; --i)
+            all += FsTest::readFile(VTPath::join(home(), QStringLiteral("Library/Logs/Vantorel/tessary-fs-driver.%1.log").arg(i)));
+        return QString::fromUtf8(all);
+    }
+
+    FsTest::Run drive(const QStringList &arguments, const QString &escalate = QStringLiteral("sudo -n"), const FsTest::User *as = nullptr)
+    {
+        return FsTest::runAs(as ? *as : m_user, FsTest::driverPath(), arguments,
+                             {QStringLiteral("HOME=") + home(), QStringLiteral("TESSARY_ESCALATE=") + escalate,
+                              QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_dir.path()});
+    }
+
+    FsTest::User m_user;
+    QTemporaryDir m_dir;
+};
+
+TEST_F(UserTest, MovesCopiesFoldersAndTrashFallBackToTheHelper)
+{
+    const QString folder = path(QStringLiteral("Library/Plug-Ins/FxPlug"));
+    ASSERT_TRUE(FsTest::makeBundle(VTPath::join(folder, QStringLiteral("Glow.fxplug"))));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(folder, QStringLiteral("Old.fxplug")), "old"));
+    const QString disabled = path(QStringLiteral("Library/Disabled/Library/Plug-Ins/FxPlug"));
+
+    FsTest::Run run = drive({QStringLiteral("mkdir"), disabled});
+    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_TRUE(FsTest::exists(disabled));
+    run = drive({QStringLiteral("move"), VTPath::join(folder, QStringLiteral("Glow.fxplug")), VTPath::join(disabled, QStringLiteral("Glow.fxplug"))});
+    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_EQ(FsTest::getXattr(VTPath::join(disabled, QStringLiteral("Glow.fxplug")), "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
+    run = drive({QStringLiteral("copy"), VTPath::join(disabled, QStringLiteral("Glow.fxplug")), VTPath::join(folder, QStringLiteral("Glow.fxplug"))});
+    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_TRUE(FsTest::exists(VTPath::join(folder, QStringLiteral("Glow.fxplug/Contents/MacOS/Glow"))));
+    run = drive({QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Old.fxplug"))});
+    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_FALSE(FsTest::exists(VTPath::join(folder, QStringLiteral("Old.fxplug"))));
+
+    const QString text = log();
+    EXPECT_TRUE(text.contains(QStringLiteral("Error creating folder: ")));
+    EXPECT_TRUE(text.contains(QStringLiteral("Error moving file: ")));
+    EXPECT_TRUE(text.contains(QStringLiteral("Error copying file: ")));
+    EXPECT_GE(text.count(QStringLiteral("Authorizing...")), 4) << text.toStdString();
+
+    // The user's own trash-cli lists the item with where it came from.
+    const FsTest::Run list = FsTest::runAs(m_user, QStringLiteral("/usr/bin/trash-list"), {}, {QStringLiteral("HOME=") + home()});
+    EXPECT_TRUE(list.out.contains(VTPath::join(folder, QStringLiteral("Old.fxplug")).toUtf8())) << list.out.toStdString() << list.err.toStdString();
+}
+
+TEST_F(UserTest, RefusedOrImpossibleAuthorizationAnswersNo)
+{
+    const QString source = path(QStringLiteral("Library/Plug-Ins/FxPlug/Glow.fxplug"));
+    ASSERT_TRUE(FsTest::writeFile(source, "x"));
+    const QString target = path(QStringLiteral("Library/Plug-Ins/Glow.fxplug"));
+    for (const QString &escalate : {QStringLiteral("false"), QStringLiteral("/no/such/escalation")}) {
+        const FsTest::Run run = drive({QStringLiteral("move"), source, target}, escalate);
+        EXPECT_EQ(run.out.trimmed(), "NO") << escalate.toStdString();
+    }
+    FsTest::Run run = drive({QStringLiteral("no-gui-move"), source, target});
+    EXPECT_EQ(run.out.trimmed(), "NO");
+    EXPECT_TRUE(run.err.contains("Unable to authorize"));
+    // A user sudo does not know for this helper.
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    run = drive({QStringLiteral("move"), source, target}, QStringLiteral("sudo -n"), &other);
+    EXPECT_EQ(run.out.trimmed(), "NO");
+    EXPECT_TRUE(FsTest::exists(source));
+    EXPECT_FALSE(FsTest::exists(target));
+}
+
+TEST_F(UserTest, APasswordAuthorizesThroughSudo)
+{
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    ASSERT_TRUE(FsTest::chownPath(home(), other));
+    FsTest::Run run = drive({QStringLiteral("authorize-user"), other.name, QStringLiteral("tessary-secret-1")}, QStringLiteral("false"), &other);
+    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    run = drive({QStringLiteral("authorize-user"), QStringLiteral("root"), QStringLiteral("tessary-secret-1")}, QStringLiteral("false"), &other);
+    EXPECT_EQ(run.out.trimmed(), "NO");
+    EXPECT_TRUE(run.err.contains("Authorization failed. Invalid username or password"));
+    run = drive({QStringLiteral("authorize-user"), other.name, QStringLiteral("wrong password")}, QStringLiteral("false"), &other);
+    EXPECT_EQ(run.out.trimmed(), "NO");
+    EXPECT_TRUE(run.err.contains("Authorization failed. Invalid username or password"));
+    EXPECT_TRUE(log().contains(QStringLiteral("Authorization failed. Invalid username or password")));
+}
+
+TEST_F(UserTest, HostileNamesSurviveTheWholeWay)
+{
+    const QString folder = path(QStringLiteral("Library/Plug-Ins/FxPlug"));
+    const QString other = path(QStringLiteral("Library/Plug-Ins/Other"));
+    ASSERT_TRUE(QDir().mkpath(other));
+    const QStringList names = {QStringLiteral("with space.fxplug"), QStringLiteral("quote'\"s.fxplug"),
+                               QStringLiteral("semi;colon"), QStringLiteral("$(touch PWNED)"),
+                               QStringLiteral("new\nline"), QStringLiteral("-rf"), QStringLiteral("--help")};
+    for (const QString &name : names) {
+        SCOPED_TRACE(name.toStdString());
+        ASSERT_TRUE(FsTest::writeFile(VTPath::join(folder, name), name.toUtf8()));
+        EXPECT_EQ(drive({QStringLiteral("move"), VTPath::join(folder, name), VTPath::join(other, name)}).out.trimmed(), "YES");
+        EXPECT_EQ(FsTest::readFile(VTPath::join(other, name)), name.toUtf8());
+        EXPECT_EQ(drive({QStringLiteral("copy"), VTPath::join(other, name), VTPath::join(folder, name)}).out.trimmed(), "YES");
+        EXPECT_EQ(FsTest::readFile(VTPath::join(folder, name)), name.toUtf8());
+        EXPECT_EQ(drive({QStringLiteral("mkdir"), VTPath::join({folder, QStringLiteral("dirs"), name})}).out.trimmed(), "YES");
+        EXPECT_EQ(drive({QStringLiteral("trash"), VTPath::join(other, name)}).out.trimmed(), "YES");
+        EXPECT_FALSE(FsTest::exists(VTPath::join(other, name)));
+        EXPECT_EQ(drive({QStringLiteral("remove"), VTPath::join(folder, name)}).out.trimmed(), "YES");
+        EXPECT_FALSE(FsTest::exists(VTPath::join(folder, name)));
+    }
+    QDirIterator all(m_dir.path(), QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (all.hasNext())
+        EXPECT_NE(all.next().section(u'/', -1), QStringLiteral("PWNED"));
+    EXPECT_FALSE(FsTest::exists(QStringLiteral("/PWNED")));
+}
+
+TEST_F(UserTest, ThePermissionRepairRunsInTheHelper)
+{
+    const QString vendor = path(QStringLiteral("Library/Application Support/Vantorel"));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(vendor, QStringLiteral("Hearthkit/Disabled/file")), "x"));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("outside")), "keep"));
+    ASSERT_EQ(::symlink(VTPath::toNative(path(QStringLiteral("outside"))).constData(),
+                        VTPath::toNative(VTPath::join(vendor, QStringLiteral("link"))).constData()), 0);
+    FsTest::Run run = drive({QStringLiteral("exec"), QStringLiteral("/usr/sbin/chown"), QStringLiteral("-R"), m_user.name, vendor});
+    EXPECT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
+    run = drive({QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("a+rw"), vendor});
+    EXPECT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
+    EXPECT_EQ(FsTest::statOf(VTPath::join(vendor, QStringLiteral("Hearthkit/Disabled/file"))).st_uid, m_user.uid);
+    EXPECT_EQ(FsTest::statOf(VTPath::join(vendor, QStringLiteral("Hearthkit/Disabled"))).st_mode & 07777, 01777u);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("outside"))).st_uid, 0u);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("outside"))).st_mode & 07777, 0644u);
+    // Tools outside the list are refused by the helper itself.
+    run = drive({QStringLiteral("exec"), QStringLiteral("/bin/ls"), vendor});
+    EXPECT_EQ(run.out.trimmed(), QByteArray::number(EPERM));
+}
+
+TEST_F(UserTest, TheHelperEndsWithTheProgram)
+{
+    QProcess driver;
+    driver.start(QStringLiteral("/usr/bin/setpriv"),
+                 {QStringLiteral("--reuid=%1").arg(m_user.uid), QStringLiteral("--regid=%1").arg(m_user.gid),
+                  QStringLiteral("--init-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/env"), QStringLiteral("-i"),
+                  QStringLiteral("PATH=/usr/bin:/bin:/usr/sbin:/sbin"), QStringLiteral("HOME=") + home(),
+                  QStringLiteral("TESSARY_ESCALATE=sudo -n"), FsTest::driverPath(), QStringLiteral("hold")});
+    ASSERT_TRUE(driver.waitForReadyRead(20000));
+    ASSERT_EQ(driver.readLine().trimmed(), "ready");
+
+    auto helpers = [] {
+        QStringList found;
+        const QString helper = QFileInfo(FsTest::helperPath()).canonicalFilePath();
+        for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+            if (QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).symLinkTarget() == helper
+                && !FsTest::readFile(QStringLiteral("/proc/%1/stat").arg(pid)).contains(") Z "))
+                found << pid;
+        }
+        return found;
+    };
+    const QStringList before = helpers();
+    ASSERT_FALSE(before.isEmpty());
+    ::kill(static_cast<pid_t>(driver.processId()), SIGKILL);
+    driver.waitForFinished(5000);
+    EXPECT_TRUE(VTFileManager::waitUntil([&] {
+        const QStringList now = helpers();
+        for (const QString &pid : before)
+            if (now.contains(pid))
+                return false;
+        return true;
+    }, 5s));
+}
+
+} // namespace
