@@ -188,9 +188,9 @@ TEST_F(SafeFsTest, CleanUpResolvesWhatInterruptedMovesLeft)
         content += '\0';
         return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.%1.journal").arg(QLatin1String(token))), QByteArray::fromStdString(content));
     };
-    // 1. Killed while copying: a partial temporary copy.
+    // 1. Killed after the copy and its journal, before the rename.
     ASSERT_TRUE(journal("00000000000000a1", path(QStringLiteral("src/Whole.fxplug")), "Whole.fxplug"));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("dst/.vtmove.00000000000000a1/Contents/Info.plist")), "<pl"));
+    ASSERT_EQ(VTTreeCopy::copyTree(src.get(), "Whole.fxplug", dst.get(), ".vtmove.00000000000000a1"), 0);
     // 2. Killed after the rename, before the source was removed.
     ASSERT_TRUE(journal("00000000000000a2", path(QStringLiteral("src/Done.fxplug")), "Done.fxplug"));
     ASSERT_EQ(VTTreeCopy::copyTree(src.get(), "Done.fxplug", dst.get(), "Done.fxplug"), 0);
@@ -198,17 +198,25 @@ TEST_F(SafeFsTest, CleanUpResolvesWhatInterruptedMovesLeft)
     ASSERT_TRUE(journal("00000000000000a3", path(QStringLiteral("src/Differs.fxplug")), "Differs.fxplug"));
     ASSERT_EQ(VTTreeCopy::copyTree(src.get(), "Differs.fxplug", dst.get(), "Differs.fxplug"), 0);
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("dst/Differs.fxplug/Contents/Info.plist")), "<plist>changed</plist>"));
-    // 4. An orphan copy without a journal.
+    // 4. Killed while copying: an orphan partial copy without a journal.
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("dst/.vtmove.00000000000000a4/file")), "x"));
     ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("dst/.vtmove.00000000000000a4")), 0500));
+    // 5. Killed while removing the source: what is left of it is all in the
+    // destination.
+    ASSERT_TRUE(FsTest::makeBundle(path(QStringLiteral("src/Half.fxplug"))));
+    ASSERT_TRUE(journal("00000000000000a5", path(QStringLiteral("src/Half.fxplug")), "Half.fxplug"));
+    ASSERT_EQ(VTTreeCopy::copyTree(src.get(), "Half.fxplug", dst.get(), "Half.fxplug"), 0);
+    ASSERT_TRUE(QDir(path(QStringLiteral("src/Half.fxplug/Contents/Resources"))).removeRecursively());
 
-    EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), false), 4);
+    EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), false), 5);
 
     QStringList left;
     for (const std::string &name : VTSafeFs::listFolder(dst.get()))
         left << QString::fromStdString(name);
     left.sort();
-    EXPECT_EQ(left, QStringList({QStringLiteral("Differs.fxplug"), QStringLiteral("Done.fxplug")}));
+    EXPECT_EQ(left, QStringList({QStringLiteral("Differs.fxplug"), QStringLiteral("Done.fxplug"), QStringLiteral("Half.fxplug")}));
+    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("src/Half.fxplug"))));
+    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("dst/Half.fxplug/Contents/Resources/en.lproj/InfoPlist.strings"))));
     EXPECT_TRUE(FsTest::exists(path(QStringLiteral("src/Whole.fxplug/Contents/MacOS/Glow"))));
     EXPECT_FALSE(FsTest::exists(path(QStringLiteral("src/Done.fxplug"))));
     EXPECT_TRUE(FsTest::exists(path(QStringLiteral("src/Differs.fxplug/Contents/Info.plist"))));

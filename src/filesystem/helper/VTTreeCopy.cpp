@@ -342,16 +342,17 @@ int moveItem(int fromDir, const std::string &from, int toDir, const std::string 
 
     const std::string temporary = TemporaryPrefix + randomToken();
     const std::string journal = temporary + JournalSuffix;
-    if ((error = writeJournal(toDir, journal, sourcePath, to)))
-        return error;
+    // The journal comes only after a complete, flushed copy: a crash before
+    // it leaves an orphan copy the clean-up may simply remove.
     error = copyTree(fromDir, from, toDir, temporary);
     if (!error)
         error = VTSafeFs::syncFolder(toDir);
     if (!error)
+        error = writeJournal(toDir, journal, sourcePath, to);
+    if (!error)
         error = renameInto(toDir, temporary, to, replace);
     if (error) {
-        // Journal first: a crash in between leaves only an orphan copy,
-        // which the clean-up removes without looking at any source.
+        // Journal first: a crash in between leaves only an orphan copy.
         ::unlinkat(toDir, journal.c_str(), 0);
         removeTemporary(toDir, temporary);
         VTSafeFs::syncFolder(toDir);
@@ -378,10 +379,12 @@ int cleanUpFolder(int dirFd, bool noSymlinks)
                 // The copy never reached its name: the source is whole.
                 removeTemporary(dirFd, temporary);
             } else if (VTSafeFs::existsAt(dirFd, to)) {
+                // The copy is in place; finish removing the source, as far
+                // as the destination really holds all of it.
                 std::string leaf;
                 Fd sourceDir(VTSafeFs::openParent(sourcePath, noSymlinks, leaf));
                 if (sourceDir.valid() && VTSafeFs::existsAt(sourceDir.get(), leaf)
-                    && sameTree(sourceDir.get(), leaf, dirFd, to))
+                    && containedIn(sourceDir.get(), leaf, dirFd, to))
                     (void)VTSafeFs::removeTree(sourceDir.get(), leaf);
             }
         }
@@ -400,7 +403,9 @@ int cleanUpFolder(int dirFd, bool noSymlinks)
     return resolved;
 }
 
-bool sameTree(int aDir, const std::string &a, int bDir, const std::string &b)
+namespace {
+
+bool compareTrees(int aDir, const std::string &a, int bDir, const std::string &b, bool exact)
 {
     struct stat sa {}, sb {};
     if (VTSafeFs::statAt(aDir, a, sa) || VTSafeFs::statAt(bDir, b, sb))
@@ -427,16 +432,30 @@ bool sameTree(int aDir, const std::string &a, int bDir, const std::string &b)
     if (!da.valid() || !db.valid())
         return false;
     std::vector<std::string> namesA = VTSafeFs::listFolder(da.get());
-    std::vector<std::string> namesB = VTSafeFs::listFolder(db.get());
-    std::sort(namesA.begin(), namesA.end());
-    std::sort(namesB.begin(), namesB.end());
-    if (namesA != namesB)
-        return false;
+    if (exact) {
+        std::vector<std::string> namesB = VTSafeFs::listFolder(db.get());
+        std::sort(namesA.begin(), namesA.end());
+        std::sort(namesB.begin(), namesB.end());
+        if (namesA != namesB)
+            return false;
+    }
     for (const std::string &name : namesA) {
-        if (!sameTree(da.get(), name, db.get(), name))
+        if (!compareTrees(da.get(), name, db.get(), name, exact))
             return false;
     }
     return true;
+}
+
+} // namespace
+
+bool sameTree(int aDir, const std::string &a, int bDir, const std::string &b)
+{
+    return compareTrees(aDir, a, bDir, b, true);
+}
+
+bool containedIn(int aDir, const std::string &a, int bDir, const std::string &b)
+{
+    return compareTrees(aDir, a, bDir, b, false);
 }
 
 } // namespace VTTreeCopy

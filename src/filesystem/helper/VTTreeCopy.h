@@ -8,17 +8,19 @@
 // A rename within one file system is atomic. Across file systems a move
 // copies the item to a temporary name in the destination folder (contents,
 // modes, owner where permitted, user.* extended attributes, inner links as
-// links), flushes it, renames it into place without replacing, and only then
-// removes the source. Before copying it writes a journal beside the copy:
+// links), flushes it, writes a journal beside it, renames the copy into place
+// without replacing, and only then removes the source and the journal:
 //
 //   <destination folder>/.vtmove.<16 hex digits>           the copy in progress
 //   <destination folder>/.vtmove.<16 hex digits>.journal   "VTMOVE1\n", the source's
 //                                                         absolute path, NUL, the
 //                                                         destination name, NUL
 //
-// An interrupted move therefore leaves either a temporary copy (the source is
-// still whole) or a finished destination beside a source that was not yet, or
-// not completely, removed. cleanUpFolder() resolves both on the next run.
+// An interrupted move therefore leaves a temporary copy without a journal (the
+// source is whole), a complete copy with its journal (the source is whole),
+// or a journal whose copy already carries the destination name beside what is
+// left of the source. cleanUpFolder() resolves each on the next run.
+
 namespace VTTreeCopy {
 
 inline constexpr const char TemporaryPrefix[] = ".vtmove.";
@@ -43,8 +45,9 @@ inline constexpr const char JournalSuffix[] = ".journal";
                            const std::string &sourcePath);
 
 // Resolves what interrupted moves left in the open folder `dirFd`: removes
-// temporary copies, and removes a source whose destination is a complete
-// duplicate of it. A source that differs from its destination is kept.
+// temporary copies, and removes what is left of a source whose move reached
+// its destination, but only where every item left is also in the
+// destination with the same contents; anything else is kept.
 // `noSymlinks` applies to resolving the recorded source paths. Returns the
 // number of leftovers resolved.
 int cleanUpFolder(int dirFd, bool noSymlinks);
@@ -52,5 +55,7 @@ int cleanUpFolder(int dirFd, bool noSymlinks);
 // True when two items have the same names, types, link targets and contents
 // all the way down.
 [[nodiscard]] bool sameTree(int aDir, const std::string &a, int bDir, const std::string &b);
+// True when everything in item `a` is also in item `b`, the same.
+[[nodiscard]] bool containedIn(int aDir, const std::string &a, int bDir, const std::string &b);
 
 } // namespace VTTreeCopy
