@@ -1,0 +1,205 @@
+// Moves and the Trash across file systems: a tmpfs mounted in a private mount
+// namespace of this test process (root only; skipped visibly otherwise).
+
+#include "FsTestSupport.h"
+#include "VTFileManager.h"
+#include "VTHelperClient.h"
+#include "VTSafeFs.h"
+#include "VTTestSandbox.h"
+#include "VTTrash.h"
+#include "VTTreeCopy.h"
+
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sched.h>
+#include <sys/mount.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// Why a second file system is not available, or empty when it is.
+QString &unavailable()
+{
+    static QString reason;
+    return reason;
+}
+
+class CrossDeviceTest : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        if (!FsTest::isRoot())
+            unavailable() = QStringLiteral("mounting a second file system needs root");
+        else if (::unshare(CLONE_NEWNS) != 0)
+            unavailable() = QStringLiteral("no private mount namespace: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
+        else if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+            unavailable() = QStringLiteral("mounts cannot be made private: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
+    }
+
+    void SetUp() override
+    {
+        if (!unavailable().isEmpty())
+            GTEST_SKIP() << unavailable().toStdString();
+        ASSERT_TRUE(m_sandbox.isValid());
+        ASSERT_TRUE(m_volume.isValid());
+        ASSERT_EQ(::mount("tessary-test", VTPath::toNative(m_volume.path()).constData(), "tmpfs", 0, "mode=0755"), 0)
+            << std::strerror(errno);
+        m_mounted = true;
+        m_savedDataHome = qgetenv("XDG_DATA_HOME");
+        qunsetenv("XDG_DATA_HOME");
+    }
+
+    void TearDown() override
+    {
+        if (m_mounted)
+            ::umount2(VTPath::toNative(m_volume.path()).constData(), MNT_DETACH);
+        if (!m_savedDataHome.isEmpty())
+            qputenv("XDG_DATA_HOME", m_savedDataHome);
+    }
+
+    QString disk(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library"), relative)); }
+    QString volume(const QString &relative) const { return VTPath::join(m_volume.path(), relative); }
+
+    static bool same(const QString &a, const QString &b)
+    {
+        std::string leafA, leafB;
+        VTSafeFs::Fd dirA(VTSafeFs::openParent(VTPath::toNative(a).toStdString(), false, leafA));
+        VTSafeFs::Fd dirB(VTSafeFs::openParent(VTPath::toNative(b).toStdString(), false, leafB));
+        return dirA.valid() && dirB.valid() && VTTreeCopy::sameTree(dirA.get(), leafA, dirB.get(), leafB);
+    }
+    static QStringList leftovers(const QString &folder)
+    {
+        return QDir(folder).entryList({QStringLiteral(".vtmove.*")}, QDir::AllEntries | QDir::Hidden | QDir::System);
+    }
+
+    VTTestSandbox m_sandbox;
+    QTemporaryDir m_volume;
+    bool m_mounted = false;
+    QByteArray m_savedDataHome;
+};
+
+TEST_F(CrossDeviceTest, ABundleMovesWithEverythingItHolds)
+{
+    const QString bundle = disk(QStringLiteral("Plug-Ins/FxPlug/Glow.fxplug"));
+    ASSERT_TRUE(FsTest::makeBundle(bundle));
+    const FsTest::User nobody = FsTest::lookUpUser(QStringLiteral("nobody"));
+    ASSERT_TRUE(FsTest::chownPath(VTPath::join(bundle, QStringLiteral("Contents/Info.plist")), nobody));
+    const QString reference = disk(QStringLiteral("reference.fxplug"));
+    ASSERT_TRUE(VTFileManager::copyFile(bundle, reference, false));
+    ASSERT_NE(FsTest::statOf(disk(QString())).st_dev, FsTest::statOf(m_volume.path()).st_dev);
+
+    const QString moved = volume(QStringLiteral("Glow.fxplug"));
+    ASSERT_TRUE(VTFileManager::moveFile(bundle, moved, false));
+    EXPECT_FALSE(FsTest::exists(bundle));
+    EXPECT_TRUE(same(reference, moved));
+    EXPECT_EQ(FsTest::getXattr(moved, "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
+    EXPECT_EQ(FsTest::statOf(VTPath::join(moved, QStringLiteral("Contents/Info.plist"))).st_uid, nobody.uid);
+    EXPECT_EQ(FsTest::statOf(VTPath::join(moved, QStringLiteral("Contents/MacOS/Glow"))).st_mode & 07777, 0755u);
+    EXPECT_TRUE(S_ISLNK(FsTest::statOf(VTPath::join(moved, QStringLiteral("Contents/Current"))).st_mode));
+    EXPECT_TRUE(leftovers(m_volume.path()).isEmpty());
+
+    // And back, replacing nothing on the way.
+    ASSERT_TRUE(FsTest::writeFile(bundle, "in the way"));
+    EXPECT_FALSE(VTFileManager::moveFile(moved, bundle, false));
+    EXPECT_EQ(FsTest::readFile(bundle), "in the way");
+    EXPECT_TRUE(same(reference, moved));
+    ASSERT_TRUE(QFile::remove(bundle));
+    EXPECT_TRUE(VTFileManager::moveFile(moved, bundle, 2s));
+    EXPECT_TRUE(same(reference, bundle));
+    EXPECT_TRUE(leftovers(VTPath::removeLastComponent(bundle)).isEmpty());
+}
+
+TEST_F(CrossDeviceTest, TheHelperMovesAcrossFileSystemsToo)
+{
+    const QString bundle = disk(QStringLiteral("Glow.fxplug"));
+    ASSERT_TRUE(FsTest::makeBundle(bundle));
+    const QString reference = disk(QStringLiteral("reference.fxplug"));
+    ASSERT_TRUE(VTFileManager::copyFile(bundle, reference, false));
+    VTHelperClient helper;
+    ASSERT_TRUE(helper.start({}, FsTest::helperPath()));
+    EXPECT_EQ(helper.execute({QStringLiteral("/bin/mv"), QStringLiteral("-f"), bundle, volume(QStringLiteral("Glow.fxplug"))}, true), 0);
+    EXPECT_FALSE(FsTest::exists(bundle));
+    EXPECT_TRUE(same(reference, volume(QStringLiteral("Glow.fxplug"))));
+    EXPECT_EQ(FsTest::getXattr(volume(QStringLiteral("Glow.fxplug")), "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
+    EXPECT_TRUE(leftovers(m_volume.path()).isEmpty());
+}
+
+TEST_F(CrossDeviceTest, AnInterruptedMoveLosesNothing)
+{
+    QString from = disk(QStringLiteral("Big.fxplug"));
+    for (int i = 0; i < 300; ++i)
+        ASSERT_TRUE(FsTest::writeFile(VTPath::join(from, QStringLiteral("Contents/Resources/%1/file%2").arg(i % 7).arg(i)), QByteArray(4096, char('a' + i % 26))));
+    ASSERT_TRUE(FsTest::makeBundle(VTPath::join(from, QStringLiteral("Contents/PlugIns/Inner.bundle"))));
+    const QString reference = disk(QStringLiteral("reference.fxplug"));
+    ASSERT_TRUE(VTFileManager::copyFile(from, reference, false));
+    QString to = volume(QStringLiteral("Big.fxplug"));
+
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), m_sandbox.home());
+    int interrupted = 0;
+    for (int delay : {0, 20, 40, 60, 90, 120, 160, 220, 300}) {
+        SCOPED_TRACE(delay);
+        QProcess mover;
+        mover.setProcessEnvironment(environment);
+        mover.start(FsTest::driverPath(), {QStringLiteral("plain-move"), from, to});
+        ASSERT_TRUE(mover.waitForStarted(5000));
+        QThread::msleep(static_cast<unsigned long>(delay));
+        ::kill(static_cast<pid_t>(mover.processId()), SIGKILL);
+        mover.waitForFinished(5000);
+
+        const int resolved = VTFileManager::cleanUpInterruptedMoves({VTPath::removeLastComponent(to)});
+        interrupted += resolved > 0 ? 1 : 0;
+        EXPECT_TRUE(leftovers(VTPath::removeLastComponent(to)).isEmpty());
+        // Exactly one whole copy, wherever the kill caught it.
+        const bool atSource = FsTest::exists(from);
+        ASSERT_NE(atSource, FsTest::exists(to));
+        ASSERT_TRUE(same(reference, atSource ? from : to));
+        // The next round moves it on from wherever it is now.
+        if (!atSource)
+            std::swap(from, to);
+    }
+    std::printf("moves caught midway and resolved: %d\n", interrupted);
+}
+
+TEST_F(CrossDeviceTest, ItemsOnAnotherFileSystemUseThatFileSystemsTrash)
+{
+    const QString item = volume(QStringLiteral("Plug-Ins/Glow.fxplug"));
+    ASSERT_TRUE(FsTest::makeBundle(item));
+    const ino_t inode = FsTest::statOf(item).st_ino;
+    QString trashed;
+    ASSERT_TRUE(VTTrash::trashItem(item, &trashed));
+    EXPECT_EQ(trashed, volume(QStringLiteral(".Trash-0/files/Glow.fxplug")));
+    // Renamed, never copied.
+    EXPECT_EQ(FsTest::statOf(trashed).st_ino, inode);
+    EXPECT_EQ(FsTest::statOf(volume(QStringLiteral(".Trash-0"))).st_mode & 07777, 0700u);
+    EXPECT_FALSE(FsTest::exists(m_sandbox.homePath(QStringLiteral(".local/share/Trash/files/Glow.fxplug"))));
+
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), m_sandbox.home());
+    const FsTest::Run list = FsTest::run(QStringLiteral("trash-list"), {}, {}, environment);
+    EXPECT_TRUE(list.out.contains(item.toUtf8())) << list.out.toStdString() << list.err.toStdString();
+
+    // A shared, sticky .Trash is used through a folder of the user's own.
+    ASSERT_TRUE(QDir().mkpath(volume(QStringLiteral(".Trash"))));
+    ASSERT_TRUE(FsTest::chmodPath(volume(QStringLiteral(".Trash")), 01777));
+    ASSERT_TRUE(FsTest::writeFile(volume(QStringLiteral("second")), "2"));
+    ASSERT_TRUE(VTTrash::trashItem(volume(QStringLiteral("second")), &trashed));
+    EXPECT_EQ(trashed, volume(QStringLiteral(".Trash/0/files/second")));
+    EXPECT_TRUE(FsTest::readFile(volume(QStringLiteral(".Trash/0/info/second.trashinfo"))).contains(QByteArray("Path=" + QUrl::toPercentEncoding(volume(QStringLiteral("second")), "/"))));
+
+    // One that is not sticky is passed over.
+    ASSERT_TRUE(FsTest::chmodPath(volume(QStringLiteral(".Trash")), 0777));
+    ASSERT_TRUE(FsTest::writeFile(volume(QStringLiteral("third")), "3"));
+    ASSERT_TRUE(VTTrash::trashItem(volume(QStringLiteral("third")), &trashed));
+    EXPECT_EQ(trashed, volume(QStringLiteral(".Trash-0/files/third")));
+}
+
+} // namespace
