@@ -65,12 +65,10 @@ void makeFolders(const QByteArray &path)
     ::mkdir(path.constData(), 0755);
 }
 
-QByteArray numberedLog(const QString &firstLog, int number)
+QByteArray numberedLog(const QByteArray &firstLog, int number)
 {
     // firstLog ends in ".1.log"
-    QString path = firstLog;
-    path.chop(6);
-    return QFile::encodeName(path + QStringLiteral(".%1.log").arg(number));
+    return firstLog.left(firstLog.size() - 6) + '.' + QByteArray::number(number) + ".log";
 }
 
 } // namespace
@@ -127,7 +125,7 @@ void VTLog::appendLog(const QString &text)
     VTLog &log = shared();
     if (!log.m_accepting.load(std::memory_order_relaxed))
         return;
-    log.submit(Request{Request::Kind::Entry, formatEntry(text), QString(), 0});
+    log.submit(Request{Request::Kind::Entry, formatEntry(text), QByteArray(), 0});
 }
 
 void VTLog::fastAppendLog(const QString &text)
@@ -151,7 +149,7 @@ void VTLog::createNewLog(const QString &name)
     // A disabled log is still made current (so that its path is known), but
     // its file is left alone and nothing is queued for it.
     const quint64 ticket = log.submit(Request{Request::Kind::Start, disabled ? QByteArray() : headerLines(),
-                                              disabled ? QString() : path, 0});
+                                              disabled ? QByteArray() : QFile::encodeName(path), 0});
     {
         std::lock_guard lock(log.m_mutex);
         log.m_currentPath = path;
@@ -163,7 +161,7 @@ void VTLog::createNewLog(const QString &name)
 void VTLog::finishWriting()
 {
     VTLog &log = shared();
-    log.waitFor(log.submit(Request{Request::Kind::Finish, QByteArray(), QString(), 0}));
+    log.waitFor(log.submit(Request{Request::Kind::Finish, QByteArray(), QByteArray(), 0}));
 }
 
 QString VTLog::currentLogPath()
@@ -217,7 +215,7 @@ void VTLog::writerLoop()
         batch.swap(m_queue);
         lock.unlock();
         qint64 written = 0;
-        for (const Request &request : batch) {
+        for (Request &request : batch) {
             process(request);
             if (request.kind == Request::Kind::Entry)
                 written += request.bytes.size();
@@ -230,7 +228,7 @@ void VTLog::writerLoop()
     closeFile();
 }
 
-void VTLog::process(const Request &request)
+void VTLog::process(Request &request)
 {
     switch (request.kind) {
     case Request::Kind::Entry:
@@ -238,8 +236,8 @@ void VTLog::process(const Request &request)
         break;
     case Request::Kind::Start:
         closeFile();
-        m_path = request.path;
-        m_header = request.bytes;
+        m_path = std::move(request.path);
+        m_header = std::move(request.bytes);
         if (!m_path.isEmpty())
             startFile(false);
         break;
@@ -253,17 +251,16 @@ void VTLog::startFile(bool truncated)
 {
     closeFile();
     m_bytesWritten = 0;
-    const QByteArray first = QFile::encodeName(m_path);
-    makeFolders(QFile::encodeName(VTPath::removeLastComponent(m_path)));
+    makeFolders(m_path.left(m_path.lastIndexOf('/')));
     // .4 becomes .5 (the old .5 is dropped), down to .1 becoming .2.
     for (int i = 4; i >= 1; --i) {
         const QByteArray from = numberedLog(m_path, i);
         if (::access(from.constData(), F_OK) == 0)
             ::rename(from.constData(), numberedLog(m_path, i + 1).constData());
     }
-    m_fd = ::open(first.constData(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    m_fd = ::open(m_path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (m_fd < 0) {
-        fprintf(stderr, "Cannot write the log %s: %s\n", first.constData(), strerror(errno));
+        fprintf(stderr, "Cannot write the log %s: %s\n", m_path.constData(), strerror(errno));
         return;
     }
     const QByteArray header = "Log started: " + timestamp() + '\n' + m_header;
@@ -282,8 +279,7 @@ void VTLog::writeEntry(const QByteArray &entry)
         return;
     if (m_fd < 0) {
         // Reopened after finishWriting: keep appending to the same log.
-        const QByteArray native = QFile::encodeName(m_path);
-        m_fd = ::open(native.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+        m_fd = ::open(m_path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
         if (m_fd < 0)
             return;
         struct stat info {};

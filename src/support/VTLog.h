@@ -55,7 +55,7 @@ private:
         enum class Kind { Entry, Start, Finish };
         Kind kind = Kind::Entry;
         QByteArray bytes; // the entry, or the header lines after "Log started" for Start
-        QString path;     // Start only: the new log's path
+        QByteArray path;  // Start only: the new log's path, in the file system's encoding
         quint64 ticket = 0;
     };
 
@@ -66,7 +66,7 @@ private:
     quint64 submit(Request request);
     void waitFor(quint64 ticket);
     void writerLoop();
-    void process(const Request &request);
+    void process(Request &request);
     void startFile(bool truncated);
     void writeEntry(const QByteArray &entry);
     void closeFile();
@@ -91,8 +91,9 @@ private:
     // dropped entries cost no formatting and no queueing.
     std::atomic<bool> m_accepting{false};
 
-    // Owned by the writer thread.
-    QString m_path;
+    // Owned by the writer thread. Only data made for it (and moved to it)
+    // crosses over, so no implicitly shared text is counted by two threads.
+    QByteArray m_path;
     QByteArray m_header;
     int m_fd = -1;
     qint64 m_bytesWritten = 0;

@@ -14,6 +14,8 @@
 #include <thread>
 #include <vector>
 
+#include <csignal>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -83,6 +85,8 @@ public:
         const QString daemon = QStandardPaths::findExecutable(QStringLiteral("dbus-daemon"));
         if (daemon.isEmpty())
             return;
+        // The bus ends with this program even when a test aborts it.
+        s_daemon->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
         s_daemon->start(daemon, {QStringLiteral("--session"), QStringLiteral("--print-address"),
                                  QStringLiteral("--nofork")});
         if (!s_daemon->waitForStarted(5000))
