@@ -1,10 +1,6 @@
 #include "VTOSDetect.h"
 
-#include <QRegularExpression>
-
 #include <gtest/gtest.h>
-
-#include <sys/utsname.h>
 
 namespace {
 
@@ -73,24 +69,4 @@ TEST(VTOSDetect, ReleaseTextIsReadAsThreeNumbers)
     expectVersion(*shortForm, 5, 10, 0);
     EXPECT_FALSE(VTOSDetect::parseRelease(QStringLiteral("generic")));
     EXPECT_FALSE(VTOSDetect::parseRelease(QString()));
-}
-
-TEST(VTOSDetect, RunningVersionIsTheKernelRelease)
-{
-    utsname info {};
-    ASSERT_EQ(uname(&info), 0);
-    const QString release = QString::fromLatin1(info.release);
-    const QRegularExpressionMatch match =
-        QRegularExpression(QStringLiteral("^(\\d+)\\.(\\d+)(?:\\.(\\d+))?")).match(release);
-    ASSERT_TRUE(match.hasMatch()) << info.release;
-    const QString expected =
-        QStringLiteral("%1.%2.%3").arg(match.captured(1), match.captured(2), match.captured(3).isEmpty() ? QStringLiteral("0") : match.captured(3));
-    EXPECT_EQ(VTOSDetect::osxVersion(), expected);
-
-    long major = -1, minor = -1, bugFix = -1;
-    VTOSDetect::getSystemVersionMajor(&major, &minor, &bugFix);
-    EXPECT_EQ(QStringLiteral("%1.%2.%3").arg(major).arg(minor).arg(bugFix), expected);
-    // Every output is optional.
-    VTOSDetect::getSystemVersionMajor(nullptr, &minor, nullptr);
-    EXPECT_EQ(minor, match.captured(2).toLong());
 }
