@@ -26,9 +26,12 @@ std::mutex &classLock()
     return lock;
 }
 
-std::unique_ptr<VTAuthorization> &sharedAuth()
+// Never destroyed: the helper must serve threads still running while static
+// objects (the log among them) go away at exit. Its socket closes with the
+// process, which ends the helper.
+VTAuthorization *&sharedAuth()
 {
-    static std::unique_ptr<VTAuthorization> instance;
+    static VTAuthorization *instance = nullptr;
     return instance;
 }
 
@@ -54,10 +57,10 @@ VTAuthorization *VTAuthorization::sharedController()
 VTAuthorization *VTAuthorization::sharedController(bool gui)
 {
     std::lock_guard lock(classLock());
-    std::unique_ptr<VTAuthorization> &instance = sharedAuth();
+    VTAuthorization *&instance = sharedAuth();
     if (!instance)
-        instance.reset(new VTAuthorization(gui));
-    return instance.get();
+        instance = new VTAuthorization(gui);
+    return instance;
 }
 
 VTAuthorization::VTAuthorization(bool gui)
@@ -88,9 +91,13 @@ QString VTAuthorization::helperPath()
 {
     const QString name = QStringLiteral("tessary-helper");
     if (QCoreApplication::instance()) {
-        const QString beside = VTPath::join(QCoreApplication::applicationDirPath(), name);
-        if (QFileInfo(beside).isExecutable())
-            return beside;
+        // Beside the program in its bundle, or where an install puts it
+        // (<prefix>/lib/tessary beside <prefix>/bin).
+        const QString folder = QCoreApplication::applicationDirPath();
+        for (const QString &candidate : {VTPath::join(folder, name), VTPath::join(folder, QStringLiteral("../lib/tessary/") + name)}) {
+            if (QFileInfo(candidate).isExecutable())
+                return QFileInfo(candidate).absoluteFilePath();
+        }
     }
     return QStringLiteral(TESSARY_HELPER_BUILD_PATH);
 }
@@ -290,11 +297,6 @@ bool VTAuthorization::authTrashFile(const QString &path, bool deleteOnRootAccoun
     return authMoveFile(path, destination);
 }
 
-QStringList VTAuthorization::folderEntries(const QString &folder)
-{
-    return VTFileManager::contentsOfDirectory(folder);
-}
-
 bool VTAuthorization::authTrashFolderContents(const QString &folder, bool deleteOnRootAccount)
 {
     if (VTLocalPaths::isPathSystemDirectory(folder, true)) {
@@ -302,7 +304,7 @@ bool VTAuthorization::authTrashFolderContents(const QString &folder, bool delete
         return false;
     }
     bool allSucceeded = true;
-    for (const QString &entry : folderEntries(folder)) {
+    for (const QString &entry : VTFileManager::contentsOfDirectory(folder)) {
         bool succeeded = false;
         if (!m_userDirectory.isEmpty() || !isSuperuser() || !deleteOnRootAccount)
             succeeded = authTrashFile(entry);
@@ -321,7 +323,7 @@ bool VTAuthorization::authMoveFolderContents(const QString &source, const QStrin
         return false;
     }
     bool allSucceeded = true;
-    for (const QString &entry : folderEntries(source)) {
+    for (const QString &entry : VTFileManager::contentsOfDirectory(source)) {
         if (!authMoveFile(entry, VTPath::join(destination, VTPath::lastComponent(entry))))
             allSucceeded = false;
     }

@@ -36,7 +36,6 @@ public:
 
     VTAuthorization(const VTAuthorization &) = delete;
     VTAuthorization &operator=(const VTAuthorization &) = delete;
-    ~VTAuthorization();
 
     // Obtains the right interactively (pkexec shows its dialog). True when
     // authorized afterwards.
@@ -81,11 +80,11 @@ public:
 
 private:
     explicit VTAuthorization(bool gui);
+    ~VTAuthorization();
 
     [[nodiscard]] static bool isSuperuser();
     [[nodiscard]] bool startHelper(const QStringList &command, const std::optional<QByteArray> &password,
                                    const QByteArray &prompt = QByteArray());
-    [[nodiscard]] static QStringList folderEntries(const QString &folder);
 
     std::atomic<bool> m_hasGUI{true};
     QString m_userDirectory;

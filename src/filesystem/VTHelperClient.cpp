@@ -245,7 +245,11 @@ void VTHelperClient::finishChild()
     m_pid = -1;
     const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     m_exitStatus = code;
-    if (code != 0)
+    if (code == 126)
+        VTLog::appendLog(QStringLiteral("Administrator authorization was dismissed"));
+    else if (code == 127)
+        VTLog::appendLog(QStringLiteral("Administrator authorization was refused"));
+    else if (code != 0)
         VTLog::appendLog(QStringLiteral("Privileged helper ended with status %1").arg(code));
 }
 
