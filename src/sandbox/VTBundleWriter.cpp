@@ -64,11 +64,6 @@ bool VTBundleWriter::write(const QString &bundlePath, const QVariantMap &info, V
     if (plist.isEmpty() || !m_files.writeFile(VTPath::join(contents, QStringLiteral("Info.plist")), plist))
         return false;
 
-    const QString packageType = info.value(QStringLiteral("CFBundlePackageType"), QStringLiteral("BNDL")).toString();
-    const QString signature = info.value(QStringLiteral("CFBundleSignature"), QStringLiteral("????")).toString();
-    if (!m_files.writeFile(VTPath::join(contents, QStringLiteral("PkgInfo")), (packageType + signature).toLatin1()))
-        return false;
-
     if (!executable.isEmpty()) {
         QString exeName = info.value(QStringLiteral("CFBundleExecutable")).toString();
         if (exeName.isEmpty())

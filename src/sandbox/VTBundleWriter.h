@@ -21,7 +21,6 @@ struct VTLocalization {
 
 // Writes the inside of a bundle folder:
 //   Contents/Info.plist                      (XML or binary property list)
-//   Contents/PkgInfo                         (package type and creator)
 //   Contents/MacOS/<CFBundleExecutable>      (mode 0755; left out when empty)
 //   Contents/Resources/<lang>.lproj/InfoPlist.strings
 class VTBundleWriter

@@ -11,6 +11,8 @@
 #include <QSet>
 #include <QString>
 
+#include <utility>
+
 // Builds a sandboxed system (a system root and a home) filled with plug-ins
 // of every kind, host applications and the disabled tree, and keeps a
 // manifest of what it made. Each call returns the path it made, or an empty
@@ -28,6 +30,7 @@ class VTSandboxBuilder
 {
 public:
     VTSandboxBuilder(const QString &root, const QString &home);
+    Q_DISABLE_COPY_MOVE(VTSandboxBuilder)
 
     [[nodiscard]] QString root() const { return m_layout.root(); }
     [[nodiscard]] QString home() const { return m_layout.home(); }
@@ -39,6 +42,8 @@ public:
     [[nodiscard]] const VTSandboxManifest &manifest() const { return m_manifest; }
     [[nodiscard]] bool ok() const { return m_errors.isEmpty(); }
     [[nodiscard]] QStringList errors() const { return m_errors; }
+    // The errors so far, forgotten afterwards (for callers that expect some).
+    [[nodiscard]] QStringList takeErrors() { return std::exchange(m_errors, {}); }
 
     // Plug-ins. `name` is without extension.
     QString addBundle(qint64 kind, qint64 access, const QString &name, const VTBundleOptions &options = {});

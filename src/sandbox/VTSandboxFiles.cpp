@@ -44,16 +44,11 @@ bool VTSandboxFiles::makePath(const QString &path)
     const QString clean = VTPath::normalize(path);
     if (clean.isEmpty() || clean == QLatin1String("/") || m_madeFolders.contains(clean))
         return true;
-    const QByteArray native = VTPath::toNative(clean);
-    if (::mkdir(native.constData(), 0755) == 0 || (errno == EEXIST && isFolder(clean))) {
-        m_madeFolders.insert(clean);
-        return true;
-    }
-    if (errno != ENOENT)
-        return fail("cannot create folder", clean);
+    // Parents first, so that each folder costs one mkdir: a failed attempt
+    // followed by a retry costs as much as a creation on a busy disk.
     if (!makePath(VTPath::removeLastComponent(clean)))
         return false;
-    if (::mkdir(native.constData(), 0755) != 0 && !(errno == EEXIST && isFolder(clean)))
+    if (::mkdir(VTPath::toNative(clean).constData(), 0755) != 0 && !(errno == EEXIST && isFolder(clean)))
         return fail("cannot create folder", clean);
     m_madeFolders.insert(clean);
     return true;

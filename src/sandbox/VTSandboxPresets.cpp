@@ -158,6 +158,9 @@ void demo(VTSandboxBuilder &b)
 void scaled(VTSandboxBuilder &b, int count, quint32 seed)
 {
     QRandomGenerator random(seed);
+    // Slices 256-byte aligned instead of page aligned: readers follow the
+    // offsets either way, and ten thousand bundles stay a few megabytes.
+    b.setMachOAlignment(8);
     const auto chance = [&random](int outOf) { return random.bounded(outOf) == 0; };
     const QList<Arch> allArchs = VTMachOWriter::allArchitectures();
     static const QStringList words{str("Soft"), str("Glow"), str("Sharp"), str("Warp"), str("Echo"), str("Film"),
@@ -192,7 +195,9 @@ void scaled(VTSandboxBuilder &b, int count, quint32 seed)
         const QString group = levels.join(u'/');
 
         if (kind == MotionTemplate) {
-            b.addMotionTemplate(access, categories.at(random.bounded(categories.size())), name, motion(group, enabled));
+            VTTemplateOptions options = motion(group, enabled);
+            options.media = false; // the demo has templates with media; here only the count matters
+            b.addMotionTemplate(access, categories.at(random.bounded(categories.size())), name, options);
             continue;
         }
         if (kind == FxScript) {

@@ -20,8 +20,8 @@ void demo(VTSandboxBuilder &builder);
 // `count` plug-ins spread evenly over the ten kinds, the access chosen at
 // random where a kind has both, exactly count / 5 of them disabled, groups up
 // to three levels deep (Motion templates count their category as the first),
-// and every bundle with an Info.plist and a Mach-O executable. The same seed
-// gives the same sandbox.
+// and every bundle with an Info.plist and a Mach-O executable (universal
+// slices 256-byte aligned). The same seed gives the same sandbox.
 void scaled(VTSandboxBuilder &builder, int count, quint32 seed);
 
 } // namespace VTSandboxPresets

@@ -96,7 +96,6 @@ TEST_F(BundleWriterTest, InfoPlistReadsBackWithPlistlibInBothForms)
         const QFileInfo executable(bundle + QStringLiteral("/Contents/MacOS/Glow"));
         EXPECT_TRUE(executable.isExecutable());
         EXPECT_EQ(SandboxTest::readBytes(executable.filePath()), exe);
-        EXPECT_EQ(SandboxTest::readBytes(bundle + QStringLiteral("/Contents/PkgInfo")), QByteArray("BNDL????"));
     }
 }
 
