@@ -1,5 +1,7 @@
 #include "VTPropertyList.h"
 
+#include "VTBinaryPropertyListCheck.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QSaveFile>
@@ -149,7 +151,8 @@ plist_t fromVariant(const QVariant &value)
 
 QVariant fromData(const QByteArray &bytes)
 {
-    if (bytes.isEmpty() || bytes.size() > std::numeric_limits<uint32_t>::max())
+    if (bytes.isEmpty() || bytes.size() > std::numeric_limits<uint32_t>::max()
+        || !VTBinaryPropertyListCheck::isSafe(bytes))
         return QVariant();
     plist_t root = nullptr;
     plist_from_memory(bytes.constData(), static_cast<uint32_t>(bytes.size()), &root);
