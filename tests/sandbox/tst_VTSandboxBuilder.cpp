@@ -345,3 +345,19 @@ TEST_F(SandboxBuilderTest, ManifestArchitecturesMatchTheExecutable)
     EXPECT_FALSE(QFileInfo::exists(m_builder.folder(AudioUnit, AllUsers) + QStringLiteral("/Impossible.component")));
     expectError(QStringLiteral("thin executable"));
 }
+
+TEST_F(SandboxBuilderTest, IgnoredEntriesAndLinksAreRecordedApart)
+{
+    const QString folder = m_builder.folder(FxPlug, AllUsers);
+    const QString loop = m_builder.addLink(FxPlug, AllUsers, QStringLiteral("Group/Loop"), folder + QStringLiteral("/Group"));
+    const QString old = m_builder.addIgnored(FxPlug, AllUsers, QStringLiteral("Old.Disabled"), true);
+    const QString hidden = m_builder.addIgnored(FxPlug, AllUsers, QStringLiteral(".Disabled"));
+    EXPECT_EQ(QFileInfo(loop).symLinkTarget(), folder + QStringLiteral("/Group"));
+    EXPECT_TRUE(isFolder(old));
+    EXPECT_TRUE(isFile(hidden));
+    EXPECT_EQ(m_builder.manifest().ignored, (QStringList{loop, old, hidden}));
+    EXPECT_TRUE(m_builder.manifest().plugins.isEmpty());
+    // The folder holding the link is a group.
+    ASSERT_EQ(m_builder.manifest().groups.size(), 1);
+    EXPECT_EQ(m_builder.manifest().groups.first().subdir, QStringLiteral("Group"));
+}
