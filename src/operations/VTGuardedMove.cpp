@@ -1,0 +1,174 @@
+#include "VTGuardedMove.h"
+
+#include "VTAuthorization.h"
+#include "VTFileManager.h"
+#include "VTFolderCleanup.h"
+#include "VTLog.h"
+#include "VTOperationContext.h"
+#include "VTOperationFrame.h"
+#include "VTPath.h"
+#include "VTPlainFiles.h"
+#include "VTTreeCopy.h"
+
+#include <cerrno>
+
+namespace {
+
+// A copy across file systems shows in the destination folder under the
+// temporary prefix until it is renamed into place.
+bool copyInProgress(const QString &folder)
+{
+    QStringList names;
+    if (VTPlainFiles::list(folder, names) != 0)
+        return false;
+    for (const QString &name : std::as_const(names)) {
+        if (VTTreeCopy::isTemporaryName(VTPath::toNative(name).toStdString()))
+            return true;
+    }
+    return false;
+}
+
+// Ends the busy indicator however the move ends.
+class BusyScope
+{
+public:
+    explicit BusyScope(VTOperationFrame &frame) : m_frame(frame) {}
+    ~BusyScope() { m_frame.endProgress(); }
+    BusyScope(const BusyScope &) = delete;
+    BusyScope &operator=(const BusyScope &) = delete;
+
+private:
+    VTOperationFrame &m_frame;
+};
+
+} // namespace
+
+VTGuardedMove::VTGuardedMove(const VTOperationContext &context, VTFolderCleanup &cleanup)
+    : m_context(context)
+    , m_cleanup(cleanup)
+{
+}
+
+bool VTGuardedMove::moveFileFrom(const QString &source, const QString &destination)
+{
+    if (source.isEmpty() || destination.isEmpty())
+        return false;
+    if (!VTPlainFiles::exists(source))
+        return true;
+    VTOperationFrame &frame = m_context.frame();
+    if (frame.processingCancelled())
+        return false;
+
+    m_cleanup.unlockItemsInPath(source);
+    m_cleanup.unlockItemsInPath(destination);
+
+    VTLog::appendLog(QStringLiteral("Moving file from %1 to %2").arg(source, destination));
+    if (m_context.hasGUI())
+        frame.startProgress();
+    const BusyScope busy(frame);
+
+    const QString folder = VTPath::removeLastComponent(destination);
+    if (!VTPlainFiles::exists(folder) && !makeContainingFolder(folder))
+        return false;
+    if (!VTPlainFiles::isFolder(folder) && !VTFileManager::isDirectoryAtPath(folder)) {
+        m_context.postAndLog(QStringLiteral("Error: Unable to create containing folder %1. File %2 was not moved.")
+                                 .arg(folder, source));
+        return false;
+    }
+
+    const bool permitted = VTFileManager::isWritableFileAtPath(source) && VTFileManager::isDeletableFileAtPath(source)
+        && VTFileManager::isWritableFileAtPath(folder) && VTFileManager::isDeletableFileAtPath(folder);
+    if (permitted)
+        return moveWithPermissions(source, destination, folder);
+    return moveWithAuthorization(source, destination, folder);
+}
+
+bool VTGuardedMove::makeContainingFolder(const QString &folder)
+{
+    VTLog::appendLog(QStringLiteral("Creating new containing folder at %1...").arg(folder));
+    const int error = VTPlainFiles::makeFolders(folder);
+    if (error == 0)
+        return true;
+    VTLog::appendLog(QStringLiteral("Unable to create directory at %1 - %2. Authorizing...")
+                         .arg(folder, VTPlainFiles::describe(error)));
+    VTAuthorization *authorization = VTAuthorization::sharedController();
+    if (!authorization || !authorization->authCreateDir(folder)) {
+        VTLog::appendLog(QStringLiteral("User cancelled authorization."));
+        m_context.frame().setProcessingCancelled(true);
+        return false;
+    }
+    // The privileged step returns before the folder is made.
+    VTPlainFiles::waitFor(1, [&folder] { return VTPlainFiles::exists(folder); });
+    return true;
+}
+
+bool VTGuardedMove::moveWithPermissions(const QString &source, const QString &destination, const QString &)
+{
+    VTLog::appendLog(QStringLiteral("Moving %1 to %2").arg(source, destination));
+    const int error = VTPlainFiles::move(source, destination);
+    if (error == 0) {
+        VTLog::appendLog(QStringLiteral("Plugin successfully moved to %1").arg(destination));
+        return true;
+    }
+    m_context.postAndLog(
+        QStringLiteral("Unable to move %1 to %2 - %3").arg(source, destination, VTPlainFiles::describe(error)));
+    return false;
+}
+
+bool VTGuardedMove::moveWithAuthorization(const QString &source, const QString &destination, const QString &folder)
+{
+    VTLog::appendLog(QStringLiteral("File permissions are preventing Tessary from moving %1 to %2 - authorizing...")
+                         .arg(source, destination));
+    // The plain move first: the tests judge by permission bits alone, and
+    // the move may still be allowed.
+    const int error = VTPlainFiles::move(source, destination);
+    if (error == EEXIST) {
+        // Administrator rights cannot help, and a privileged move would put
+        // the plug-in inside what is in the way.
+        m_context.postAndLog(
+            QStringLiteral("Unable to move %1 to %2 - %3").arg(source, destination, VTPlainFiles::describe(error)));
+        return false;
+    }
+    if (error != 0) {
+        VTAuthorization *authorization = VTAuthorization::sharedController();
+        if (!authorization || !authorization->authMoveFile(source, destination)) {
+            VTLog::appendLog(QStringLiteral("User cancelled authorization."));
+            m_context.frame().setProcessingCancelled(true);
+            return false;
+        }
+    }
+    // The privileged move returns once handed over; a copy to another file
+    // system may take longer than the first second, so keep waiting while
+    // one is visibly under way.
+    const auto arrived = [&destination] { return VTPlainFiles::exists(destination); };
+    if (!VTPlainFiles::waitFor(1, arrived)) {
+        while (copyInProgress(folder) && !VTPlainFiles::waitFor(5, arrived)) {
+        }
+    }
+    if (VTPlainFiles::exists(destination)) {
+        m_cleanup.removeEmptyFolder(VTPath::removeLastComponent(source), true);
+        return true;
+    }
+    m_context.postAndLog(QStringLiteral("Error: File %1 could not be moved to %2.").arg(source, destination));
+    return false;
+}
+
+int VTGuardedMove::componentCount(const QString &folder)
+{
+    return static_cast<int>(VTPath::components(folder).size()) + 1;
+}
+
+void VTGuardedMove::cleanupPluginPath(const QString &formerPath)
+{
+    VTLog::appendLog(QStringLiteral("Cleaning up plugin path %1...").arg(formerPath));
+    const QString disabledPath = m_context.disabledPath();
+    const QString enabledPath = formerPath.mid(disabledPath.size());
+    const QString enabledFolder = VTPath::removeLastComponent(enabledPath);
+    QString folder = VTPath::join(disabledPath, enabledFolder);
+    const int count = componentCount(enabledFolder);
+    for (int i = 0; i < count; ++i) {
+        if (!m_cleanup.removeEmptyFolder(folder, false))
+            break;
+        folder = VTPath::removeLastComponent(folder);
+    }
+}

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QStringList>
+
+// Finishes what moves interrupted by a crash or a kill left behind. A move
+// across file systems copies into the destination folder under a temporary
+// name before the source goes (see VTTreeCopy.h), so after an interruption
+// a destination folder may hold a temporary copy, or a journal beside a
+// complete copy whose source was only partly removed. This walks the folders
+// plug-ins are moved into (the plug-in folders and the disabled tree, group
+// folders included, packages not entered) and has the file layer resolve
+// each folder that holds such leftovers.
+class VTMoveRecovery
+{
+public:
+    // The folders below `roots` (themselves included) that hold leftovers.
+    [[nodiscard]] static QStringList foldersWithLeftovers(const QStringList &roots);
+    // Resolves them all; answers the number of leftovers resolved.
+    static int resolveInterruptedMoves(const QStringList &roots);
+};

@@ -1,0 +1,45 @@
+#include "VTOperations.h"
+
+#include "OutlineViewController.h"
+#include "VTEnableOperation.h"
+#include "VTFolderCleanup.h"
+#include "VTGuardedMove.h"
+#include "VTMoveRecovery.h"
+#include "VTOperationFrame.h"
+#include "VTOperationThreads.h"
+#include "VTRemovalOperation.h"
+
+VTOperations::VTOperations(OutlineViewController &catalogue, VTUserInterface &ui, bool hasGUI,
+                           VTOperationContext::Steps steps)
+    : m_catalogue(catalogue)
+    , m_frame(std::make_unique<VTOperationFrame>(ui, hasGUI))
+    , m_threads(std::make_unique<VTOperationThreads>())
+    , m_context(std::make_unique<VTOperationContext>(catalogue, *m_frame, *m_threads, std::move(steps)))
+    , m_cleanup(std::make_unique<VTFolderCleanup>(*m_context))
+    , m_move(std::make_unique<VTGuardedMove>(*m_context, *m_cleanup))
+    , m_enabling(std::make_unique<VTEnableOperation>(*m_context, *m_move))
+    , m_removal(std::make_unique<VTRemovalOperation>(*m_context, *m_cleanup))
+{
+}
+
+VTOperations::~VTOperations()
+{
+    // Workers use everything below; they must be gone first.
+    m_threads->waitForAll();
+}
+
+QStringList VTOperations::moveDestinationRoots() const
+{
+    QStringList roots;
+    for (const auto &folder : m_catalogue.pluginFolderDict()->folders())
+        roots.append(folder.path);
+    roots.append(m_catalogue.disabledPath());
+    return roots;
+}
+
+int VTOperations::resolveInterruptedMovesOnce()
+{
+    int resolved = 0;
+    std::call_once(m_recovery, [this, &resolved] { resolved = VTMoveRecovery::resolveInterruptedMoves(moveDestinationRoots()); });
+    return resolved;
+}

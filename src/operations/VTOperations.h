@@ -1,0 +1,56 @@
+#pragma once
+
+#include "VTOperationContext.h"
+
+#include <QStringList>
+
+#include <memory>
+#include <mutex>
+
+class OutlineViewController;
+class VTEnableOperation;
+class VTFolderCleanup;
+class VTGuardedMove;
+class VTOperationFrame;
+class VTOperationThreads;
+class VTRemovalOperation;
+class VTUserInterface;
+
+// Everything the plug-in operations need, made once for the application
+// controller: the frame, the worker threads, the context, and one object per
+// operation family. Destroying it waits for running operations.
+class VTOperations
+{
+public:
+    VTOperations(OutlineViewController &catalogue, VTUserInterface &ui, bool hasGUI, VTOperationContext::Steps steps);
+    ~VTOperations();
+
+    VTOperations(const VTOperations &) = delete;
+    VTOperations &operator=(const VTOperations &) = delete;
+
+    [[nodiscard]] VTOperationFrame &frame() const { return *m_frame; }
+    [[nodiscard]] VTOperationThreads &threads() const { return *m_threads; }
+    [[nodiscard]] VTOperationContext &context() const { return *m_context; }
+    [[nodiscard]] VTFolderCleanup &cleanup() const { return *m_cleanup; }
+    [[nodiscard]] VTGuardedMove &guardedMove() const { return *m_move; }
+    [[nodiscard]] VTEnableOperation &enabling() const { return *m_enabling; }
+    [[nodiscard]] VTRemovalOperation &removal() const { return *m_removal; }
+
+    // The folders moves land in: every plug-in folder and the disabled tree.
+    [[nodiscard]] QStringList moveDestinationRoots() const;
+    // Resolves what interrupted moves left, the first time it is called in
+    // this process; later calls do nothing, so that a reload never meets a
+    // copy that a running operation is still making.
+    int resolveInterruptedMovesOnce();
+
+private:
+    OutlineViewController &m_catalogue;
+    std::unique_ptr<VTOperationFrame> m_frame;
+    std::unique_ptr<VTOperationThreads> m_threads;
+    std::unique_ptr<VTOperationContext> m_context;
+    std::unique_ptr<VTFolderCleanup> m_cleanup;
+    std::unique_ptr<VTGuardedMove> m_move;
+    std::unique_ptr<VTEnableOperation> m_enabling;
+    std::unique_ptr<VTRemovalOperation> m_removal;
+    std::once_flag m_recovery;
+};

@@ -1,0 +1,282 @@
+#pragma once
+
+// Shared parts of the operation tests: a sandboxed system with a catalogue
+// and the operations over it, a display interface that records what it was
+// asked to show, and a view that records row reloads.
+
+#include "OutlineViewController.h"
+#include "VTBundleInfoReader.h"
+#include "VTCatalogueLoader.h"
+#include "VTCatalogueView.h"
+#include "VTEnableOperation.h"
+#include "VTGroupItem.h"
+#include "VTLog.h"
+#include "VTOperationContext.h"
+#include "VTOperationFrame.h"
+#include "VTOperationThreads.h"
+#include "VTOperations.h"
+#include "VTPath.h"
+#include "VTPluginFolders.h"
+#include "VTPluginItem.h"
+#include "VTSafeFs.h"
+#include "VTSandboxBuilder.h"
+#include "VTTestSandbox.h"
+#include "VTTreeCopy.h"
+#include "VTUserInterface.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace OpsTest {
+
+// Records every display step, answers alerts from a script (first button
+// when the script is used up). Called from workers too.
+class RecordingInterface final : public VTUserInterface
+{
+public:
+    explicit RecordingInterface(bool window = true) : m_window(window) {}
+
+    [[nodiscard]] bool hasWindow() const override { return m_window; }
+    int runAlert(const Alert &alert) override
+    {
+        std::lock_guard lock(m_mutex);
+        m_steps << QStringLiteral("alert:%1|%2|%3").arg(alert.messageText, alert.informativeText,
+                                                          alert.buttons.join(u','));
+        return m_answers.isEmpty() ? FirstButton : m_answers.takeFirst();
+    }
+    void startBusyIndicator() override { record(QStringLiteral("busy")); }
+    void stopBusyIndicator() override { record(QStringLiteral("idle")); }
+    void showProgressSheet() override { record(QStringLiteral("sheet")); }
+    void setIndeterminateProgress() override { record(QStringLiteral("indeterminate")); }
+    void setDeterminateProgress(qint64 maximum) override { record(QStringLiteral("max:%1").arg(maximum)); }
+    void incrementProgress() override
+    {
+        std::function<void(int)> hook;
+        int count = 0;
+        {
+            std::lock_guard lock(m_mutex);
+            m_steps << QStringLiteral("step");
+            count = ++m_increments;
+            hook = m_onIncrement;
+        }
+        if (hook)
+            hook(count);
+    }
+    void updateProgressText(const QString &text) override { record(QStringLiteral("text:") + text); }
+    void endProgressSheet() override { record(QStringLiteral("end")); }
+    void setCatalogueLoading(bool) override {}
+    void setStatisticsText(const QString &text) override { record(QStringLiteral("stats:") + text); }
+
+    // Called after each progress step with the number of steps so far, as
+    // a person watching the bar would act.
+    void setOnIncrement(std::function<void(int)> hook)
+    {
+        std::lock_guard lock(m_mutex);
+        m_onIncrement = std::move(hook);
+    }
+    void answerNext(int button)
+    {
+        std::lock_guard lock(m_mutex);
+        m_answers << button;
+    }
+    [[nodiscard]] QStringList steps() const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_steps;
+    }
+    [[nodiscard]] QStringList steps(const QString &prefix) const
+    {
+        QStringList matching;
+        for (const QString &step : steps()) {
+            if (step.startsWith(prefix))
+                matching << step;
+        }
+        return matching;
+    }
+    void clear()
+    {
+        std::lock_guard lock(m_mutex);
+        m_steps.clear();
+        m_increments = 0;
+    }
+
+private:
+    void record(const QString &step)
+    {
+        std::lock_guard lock(m_mutex);
+        m_steps << step;
+    }
+
+    const bool m_window;
+    mutable std::mutex m_mutex;
+    QStringList m_steps;
+    QList<int> m_answers;
+    std::function<void(int)> m_onIncrement;
+    int m_increments = 0;
+};
+
+// The window's outline as far as the operations use it.
+class RecordingView final : public VTCatalogueView
+{
+public:
+    void reloadTree() override { ++treeReloads; }
+    void reloadItem(const ItemPtr &item) override { reloadedItems << item; }
+    [[nodiscard]] QList<ItemPtr> selectedItems() const override { return selection; }
+    void selectItems(const QList<ItemPtr> &items) override { selection = items; }
+    void expandItem(const GroupPtr &, bool) override {}
+    void setSortIndicator(const QString &, bool) override {}
+    void clearSortIndicator(const QString &) {}
+
+    int treeReloads = 0;
+    QList<ItemPtr> reloadedItems;
+    QList<ItemPtr> selection;
+};
+
+// A sandboxed system (TESSARY_SYSTEM_ROOT and HOME), a log in it, and a
+// catalogue with the operations over it. Build plug-ins with builder(), then
+// reload() to scan them.
+class OperationsTest : public ::testing::Test
+{
+protected:
+    explicit OperationsTest(bool window = true) : m_window(window) {}
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_sandbox.isValid());
+        m_savedDataHome = qgetenv("XDG_DATA_HOME");
+        qunsetenv("XDG_DATA_HOME");
+        m_builder = std::make_unique<VTSandboxBuilder>(m_sandbox.root(), m_sandbox.home());
+        VTLog::createNewLog(QStringLiteral("tst_operations"));
+        m_ui = std::make_unique<RecordingInterface>(m_window);
+        m_catalogue = std::make_unique<OutlineViewController>();
+        if (m_window)
+            m_catalogue->setView(&m_view);
+        m_loader = std::make_unique<VTCatalogueLoader>(*m_catalogue, *m_ui);
+        VTOperationContext::Steps steps;
+        steps.reloadData = [this] { ++m_reloadRequests; };
+        steps.refreshPluginStats = [this] { m_loader->refreshPluginStats(); };
+        steps.postTaskErrorString = [this](const QString &text) {
+            std::lock_guard lock(m_postedMutex);
+            m_posted << text;
+        };
+        m_operations = std::make_unique<VTOperations>(*m_catalogue, *m_ui, m_window, steps);
+    }
+
+    void TearDown() override
+    {
+        m_operations.reset();
+        VTBundleInfoReader::shared().waitForAll();
+        m_loader.reset();
+        m_catalogue.reset();
+        VTPluginFolders::setShared(nullptr);
+        if (!m_savedDataHome.isEmpty())
+            qputenv("XDG_DATA_HOME", m_savedDataHome);
+    }
+
+    VTSandboxBuilder &builder() { return *m_builder; }
+    OutlineViewController &catalogue() { return *m_catalogue; }
+    VTOperations &operations() { return *m_operations; }
+    VTEnableOperation &enabling() { return m_operations->enabling(); }
+    VTOperationFrame &frame() { return m_operations->frame(); }
+    RecordingInterface &ui() { return *m_ui; }
+    RecordingView &view() { return m_view; }
+    QString disabledRoot() const { return m_catalogue->disabledPath(); }
+
+    void reload()
+    {
+        m_loader->loadPluginData();
+        VTBundleInfoReader::shared().waitForAll();
+    }
+    void waitForOperations() { ASSERT_TRUE(m_operations->threads().waitForAll(std::chrono::seconds(60))); }
+
+    // The record of the plug-in with this file name, after a reload.
+    PluginPtr plugin(const QString &fileName) const
+    {
+        for (const PluginPtr &each : m_catalogue->allPlugins()) {
+            if (each->fileName() == fileName)
+                return each;
+        }
+        return nullptr;
+    }
+    GroupPtr group(const QString &subdir) const { return m_catalogue->groupMatchingSubdir(subdir); }
+
+    QStringList posted() const
+    {
+        std::lock_guard lock(m_postedMutex);
+        return m_posted;
+    }
+    int reloadRequests() const { return m_reloadRequests.load(); }
+
+    // The log's entries so far, without their dates.
+    static QStringList logLines()
+    {
+        VTLog::finishWriting();
+        QFile file(VTLog::currentLogPath());
+        if (!file.open(QIODevice::ReadOnly))
+            return {};
+        QStringList lines;
+        for (const QByteArray &line : file.readAll().split('\n')) {
+            const qsizetype dash = line.indexOf(" - ");
+            if (dash > 0)
+                lines << QString::fromUtf8(line.mid(dash + 3));
+        }
+        return lines;
+    }
+    static bool logged(const QString &text) { return logLines().contains(text); }
+
+    static bool exists(const QString &path) { return VTSandboxFiles::exists(path); }
+    QString mirror(const QString &path) const { return VTPath::join(disabledRoot(), path); }
+
+    VTTestSandbox m_sandbox;
+    RecordingView m_view;
+
+private:
+    const bool m_window;
+    QByteArray m_savedDataHome;
+    std::unique_ptr<VTSandboxBuilder> m_builder;
+    std::unique_ptr<RecordingInterface> m_ui;
+    std::unique_ptr<OutlineViewController> m_catalogue;
+    std::unique_ptr<VTCatalogueLoader> m_loader;
+    std::unique_ptr<VTOperations> m_operations;
+    mutable std::mutex m_postedMutex;
+    QStringList m_posted;
+    std::atomic<int> m_reloadRequests{0};
+};
+
+// Two items hold the same names, types, link targets and bytes all the way down.
+inline bool sameTree(const QString &a, const QString &b)
+{
+    std::string leafA, leafB;
+    VTSafeFs::Fd dirA(VTSafeFs::openParent(VTPath::toNative(a).toStdString(), false, leafA));
+    VTSafeFs::Fd dirB(VTSafeFs::openParent(VTPath::toNative(b).toStdString(), false, leafB));
+    return dirA.valid() && dirB.valid() && VTTreeCopy::sameTree(dirA.get(), leafA, dirB.get(), leafB);
+}
+
+// Runs a program and answers its exit code (-1 when it did not end normally)
+// and its standard output.
+inline std::pair<int, QString> run(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(60000))
+        return {-1, QString()};
+    const int code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    return {code, QString::fromUtf8(process.readAllStandardOutput())};
+}
+
+inline bool isRoot()
+{
+    return ::geteuid() == 0;
+}
+
+} // namespace OpsTest

@@ -1,0 +1,337 @@
+// Enabling and disabling on a sandboxed system: the mirror folders, the
+// clean-up after an enable, locked plug-ins, refusals, groups, the check box
+// and the toolbar toggle with its progress thresholds.
+
+#include "OperationsTestSupport.h"
+
+#include "VTFileManager.h"
+#include "VTGuardedMove.h"
+#include "VTSandboxLayout.h"
+
+using namespace VTSandboxKind;
+
+namespace {
+
+VTBundleOptions inGroup(const QString &group, bool enabled = true)
+{
+    VTBundleOptions options;
+    options.group = group;
+    options.enabled = enabled;
+    return options;
+}
+
+class EnableOperationTest : public OpsTest::OperationsTest
+{
+protected:
+    // A copy of a bundle kept outside every plug-in folder, to compare with.
+    QString keepReference(const QString &bundle)
+    {
+        const QString reference = VTPath::join(m_sandbox.root(), VTPath::lastComponent(bundle) + QStringLiteral(".ref"));
+        EXPECT_EQ(VTTreeCopy::copyTree(AT_FDCWD, VTPath::toNative(bundle).toStdString(), AT_FDCWD,
+                                       VTPath::toNative(reference).toStdString()),
+                  0);
+        return reference;
+    }
+    int m_buttonRefreshes = 0;
+
+    QString fxPlug(const QString &relative = QString()) const
+    {
+        return VTPath::join(m_sandbox.systemPath(QStringLiteral("/Library/Plug-Ins/FxPlug")), relative);
+    }
+};
+
+} // namespace
+
+TEST_F(EnableOperationTest, DisablingMakesTheMirrorFoldersAndLeavesTheEmptiedGroupFolder)
+{
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("MyGroup")));
+    ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
+    const QString reference = keepReference(bundle);
+    reload();
+    const PluginPtr a = plugin(QStringLiteral("A.fxplug"));
+    ASSERT_TRUE(a);
+
+    EXPECT_TRUE(enabling().moveFilter(a, 0));
+    const QString disabled = mirror(bundle);
+    EXPECT_EQ(disabled, VTPath::join(disabledRoot(), fxPlug(QStringLiteral("MyGroup/A.fxplug"))));
+    EXPECT_FALSE(exists(bundle));
+    EXPECT_TRUE(OpsTest::sameTree(reference, disabled));
+    EXPECT_TRUE(VTSandboxFiles::isFolder(fxPlug(QStringLiteral("MyGroup")))) << "the emptied group folder stays";
+    EXPECT_EQ(a->pluginEnabled(), 0);
+    EXPECT_EQ(a->actualPath(), disabled);
+    EXPECT_TRUE(view().reloadedItems.contains(a)) << "the row is redrawn";
+    EXPECT_TRUE(posted().isEmpty());
+    const QStringList log = logLines();
+    EXPECT_TRUE(log.contains(QStringLiteral("Disabling plugin A...")));
+    EXPECT_TRUE(log.contains(QStringLiteral("Moving file from %1 to %2").arg(bundle, disabled)));
+    EXPECT_TRUE(log.contains(QStringLiteral("Plugin successfully moved to %1").arg(disabled)));
+    EXPECT_EQ(ui().steps(QStringLiteral("busy")).size(), 1);
+    EXPECT_EQ(ui().steps(QStringLiteral("idle")).size(), 1);
+
+    // Disabling it again finds it in the disabled tree.
+    EXPECT_FALSE(enabling().moveFilter(a, 0));
+    EXPECT_TRUE(logged(QStringLiteral("Error: plugin is already disabled.")));
+    EXPECT_TRUE(exists(disabled));
+    EXPECT_TRUE(posted().isEmpty());
+}
+
+TEST_F(EnableOperationTest, EnablingMovesBackAndRemovesEmptiedMirrorFoldersUpToTheRoot)
+{
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("MyGroup"), false));
+    ASSERT_TRUE(builder().ok());
+    // A ".DS_Store" does not keep a folder.
+    const QString kindMirror = mirror(fxPlug());
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(kindMirror, QStringLiteral(".DS_Store")), "x"));
+    const QString reference = keepReference(bundle);
+    reload();
+    const PluginPtr a = plugin(QStringLiteral("A.fxplug"));
+    ASSERT_TRUE(a);
+    ASSERT_EQ(a->pluginEnabled(), 0);
+
+    EXPECT_TRUE(enabling().moveFilter(a, 1));
+    EXPECT_TRUE(OpsTest::sameTree(reference, fxPlug(QStringLiteral("MyGroup/A.fxplug"))));
+    EXPECT_EQ(a->pluginEnabled(), 1);
+    EXPECT_EQ(a->actualPath(), fxPlug(QStringLiteral("MyGroup/A.fxplug")));
+    EXPECT_FALSE(exists(disabledRoot())) << "every emptied folder up to the root itself is gone";
+    EXPECT_TRUE(exists(VTPath::removeLastComponent(disabledRoot())));
+    EXPECT_TRUE(logged(QStringLiteral("Cleaning up plugin path %1...").arg(bundle)));
+
+    EXPECT_FALSE(enabling().moveFilter(a, 1));
+    EXPECT_TRUE(logged(QStringLiteral("Error: plugin is already enabled.")));
+    EXPECT_TRUE(posted().isEmpty());
+}
+
+TEST_F(EnableOperationTest, TheCleanUpStopsAtTheFirstFolderThatHoldsSomething)
+{
+    builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("Outer/Inner"), false));
+    builder().addBundle(FxPlug, AllUsers, QStringLiteral("B"), inGroup(QStringLiteral("Outer"), false));
+    ASSERT_TRUE(builder().ok());
+    reload();
+
+    EXPECT_TRUE(enabling().moveFilter(plugin(QStringLiteral("A.fxplug")), 1));
+    EXPECT_FALSE(exists(mirror(fxPlug(QStringLiteral("Outer/Inner")))));
+    EXPECT_TRUE(exists(mirror(fxPlug(QStringLiteral("Outer/B.fxplug")))));
+    EXPECT_TRUE(exists(disabledRoot()));
+
+    // The component count covers the path up to the root, "/" counting one.
+    EXPECT_EQ(VTGuardedMove::componentCount(QStringLiteral("/Library/Audio/Plug-Ins/Components")), 5);
+    EXPECT_EQ(VTGuardedMove::componentCount(QStringLiteral("/")), 1);
+}
+
+TEST_F(EnableOperationTest, ALockedPluginStaysWhereItIsAndCountsAsMoved)
+{
+    VTBundleOptions options;
+    options.fxFactoryManaged = true;
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Managed"), options);
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const PluginPtr managed = plugin(QStringLiteral("Managed.fxplug"));
+    ASSERT_TRUE(managed && managed->isLocked());
+
+    EXPECT_TRUE(enabling().moveFilter(managed, 0));
+    EXPECT_TRUE(exists(bundle));
+    EXPECT_FALSE(exists(mirror(bundle)));
+    EXPECT_EQ(managed->pluginEnabled(), 1);
+    EXPECT_TRUE(logged(QStringLiteral("Unable to move Managed - plugin is locked")));
+    EXPECT_TRUE(posted().isEmpty());
+    EXPECT_TRUE(view().reloadedItems.contains(managed));
+}
+
+TEST_F(EnableOperationTest, ADestinationInTheWayIsNeverReplaced)
+{
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"));
+    ASSERT_TRUE(builder().ok());
+    const QString reference = keepReference(bundle);
+    reload();
+    const PluginPtr a = plugin(QStringLiteral("A.fxplug"));
+    const QString disabled = mirror(bundle);
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(disabled, QStringLiteral("older copy")), "older"));
+
+    EXPECT_FALSE(enabling().moveFilter(a, 0));
+    EXPECT_TRUE(OpsTest::sameTree(reference, bundle));
+    EXPECT_FALSE(exists(VTPath::join(disabled, QStringLiteral("A.fxplug")))) << "not moved into what is in the way";
+    EXPECT_EQ(a->pluginEnabled(), 1);
+    const QString unableToMove = QStringLiteral("Unable to move %1 to %2 - File exists").arg(bundle, disabled);
+    EXPECT_EQ(posted(), (QStringList{unableToMove, QStringLiteral("Could not disable plugin A. Please check your file permissions.")}));
+    EXPECT_TRUE(logged(unableToMove));
+    EXPECT_TRUE(logged(QStringLiteral("Could not disable plugin.")));
+}
+
+TEST_F(EnableOperationTest, APluginGoneFromDiskFailsButAVanishedSourceCountsAsMoved)
+{
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const PluginPtr a = plugin(QStringLiteral("A.fxplug"));
+    ASSERT_TRUE(QDir(bundle).removeRecursively());
+
+    EXPECT_FALSE(enabling().moveFilter(a, 0));
+    EXPECT_EQ(a->actualPath(), bundle);
+    EXPECT_TRUE(posted().isEmpty());
+
+    EXPECT_TRUE(operations().guardedMove().moveFileFrom(bundle, mirror(bundle)));
+    EXPECT_FALSE(exists(mirror(bundle)));
+    EXPECT_FALSE(operations().guardedMove().moveFileFrom(QString(), mirror(bundle)));
+}
+
+TEST_F(EnableOperationTest, TheCancelFlagStopsEveryLaterMove)
+{
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"));
+    reload();
+    frame().setProcessingCancelled(true);
+    EXPECT_FALSE(operations().guardedMove().moveFileFrom(bundle, mirror(bundle)));
+    EXPECT_TRUE(exists(bundle));
+    frame().setProcessingCancelled(false);
+    EXPECT_TRUE(operations().guardedMove().moveFileFrom(bundle, mirror(bundle)));
+}
+
+TEST_F(EnableOperationTest, ImmutableFlagsAlongBothPathsAreCleared)
+{
+    if (!OpsTest::isRoot())
+        GTEST_SKIP() << "setting the immutable attribute needs root";
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("G")));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const QString group = fxPlug(QStringLiteral("G"));
+    for (const QString &path : {bundle, group}) {
+        if (!VTFileManager::lockFile(path) || !VTFileManager::isFileLocked(path))
+            GTEST_SKIP() << "this file system has no immutable attribute";
+    }
+    EXPECT_TRUE(enabling().moveFilter(plugin(QStringLiteral("A.fxplug")), 0));
+    EXPECT_TRUE(exists(mirror(bundle)));
+    EXPECT_FALSE(VTFileManager::isFileLocked(group));
+    EXPECT_FALSE(VTFileManager::isFileLocked(mirror(bundle)));
+}
+
+TEST_F(EnableOperationTest, AGroupMovesAllItsDescendantsAndAMixedStatusDoesNothing)
+{
+    for (const QString &name : {QStringLiteral("A"), QStringLiteral("B")})
+        builder().addBundle(FxPlug, AllUsers, name, inGroup(QStringLiteral("G")));
+    builder().addBundle(FxPlug, AllUsers, QStringLiteral("C"), inGroup(QStringLiteral("G/Sub")));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const GroupPtr g = group(QStringLiteral("G"));
+    ASSERT_TRUE(g);
+    ui().clear();
+
+    enabling().setEnabled(-1, g, true);
+    waitForOperations();
+    EXPECT_TRUE(ui().steps().isEmpty());
+    EXPECT_TRUE(exists(fxPlug(QStringLiteral("G/A.fxplug"))));
+
+    enabling().setEnabled(0, g, true);
+    waitForOperations();
+    for (const QString &relative : {QStringLiteral("G/A.fxplug"), QStringLiteral("G/B.fxplug"), QStringLiteral("G/Sub/C.fxplug")}) {
+        EXPECT_FALSE(exists(fxPlug(relative))) << relative.toStdString();
+        EXPECT_TRUE(exists(mirror(fxPlug(relative)))) << relative.toStdString();
+    }
+    // The bar counts the group's direct children; the sub-group has no step
+    // of its own, but its plug-ins step the bar as they move.
+    EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:3")});
+    EXPECT_EQ(ui().steps(QStringLiteral("step")).size(), 3);
+    EXPECT_EQ(ui().steps(QStringLiteral("text:")), QStringList{QStringLiteral("text:Moving files...")});
+    EXPECT_EQ(ui().steps(QStringLiteral("end")).size(), 1);
+    EXPECT_EQ(ui().steps(QStringLiteral("stats:")).size(), 2) << "once for the group, once for the sub-group";
+    EXPECT_EQ(g->groupEnabled(), 0);
+    EXPECT_TRUE(logged(QStringLiteral("Disabling group G...")));
+}
+
+TEST_F(EnableOperationTest, TheCheckBoxMovesAPluginAtOnceAndAGroupOnAWorker)
+{
+    builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("G")));
+    builder().addBundle(FxPlug, AllUsers, QStringLiteral("B"), inGroup(QStringLiteral("G")));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const PluginPtr a = plugin(QStringLiteral("A.fxplug"));
+    const GroupPtr g = group(QStringLiteral("G"));
+    operations().context().setWindowSteps({[this] { ++m_buttonRefreshes; }, {}});
+
+    enabling().statusCheckBoxChanged(a, 0);
+    EXPECT_EQ(a->pluginEnabled(), 0);
+    EXPECT_TRUE(exists(mirror(fxPlug(QStringLiteral("G/A.fxplug")))));
+    EXPECT_TRUE(view().reloadedItems.contains(g)) << "the parent's mixed state is redrawn";
+    EXPECT_EQ(m_buttonRefreshes, 1);
+
+    // Clearing the box of a group marks its unlocked records at once.
+    enabling().statusCheckBoxChanged(g, 0);
+    EXPECT_EQ(plugin(QStringLiteral("B.fxplug"))->pluginEnabled(), 0);
+    waitForOperations();
+    EXPECT_TRUE(exists(mirror(fxPlug(QStringLiteral("G/B.fxplug")))));
+    EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:2")});
+    EXPECT_EQ(m_buttonRefreshes, 2);
+}
+
+TEST_F(EnableOperationTest, TheToggleShowsProgressOnlyAboveFourRowsOrFourPlugins)
+{
+    QList<ItemPtr> four;
+    for (int i = 0; i < 4; ++i)
+        builder().addBundle(FxPlug, AllUsers, QStringLiteral("P%1").arg(i));
+    for (int i = 0; i < 5; ++i)
+        builder().addBundle(AudioUnit, AllUsers, QStringLiteral("U%1").arg(i), inGroup(QStringLiteral("Five")));
+    for (int g = 0; g < 5; ++g) {
+        for (int i = 0; i < 2; ++i)
+            builder().addBundle(VST, AllUsers, QStringLiteral("V%1%2").arg(g).arg(i), inGroup(QStringLiteral("Pair%1").arg(g)));
+    }
+    ASSERT_TRUE(builder().ok());
+    reload();
+    for (int i = 0; i < 4; ++i)
+        four << plugin(QStringLiteral("P%1.fxplug").arg(i));
+    QList<ItemPtr> fiveGroups;
+    for (int g = 0; g < 5; ++g)
+        fiveGroups << group(QStringLiteral("Pair%1").arg(g));
+    const QList<ItemPtr> oneGroupOfFive{group(QStringLiteral("Five"))};
+
+    const int reloadsBefore = view().treeReloads;
+    enabling().enableDisable(four, QStringLiteral("Disable"));
+    waitForOperations();
+    EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty());
+    EXPECT_EQ(ui().steps(QStringLiteral("end")).size(), 1) << "the sheet is closed even when never shown";
+    EXPECT_EQ(plugin(QStringLiteral("P3.fxplug"))->pluginEnabled(), 0);
+    EXPECT_EQ(view().treeReloads, reloadsBefore + 1);
+    EXPECT_TRUE(logged(QStringLiteral("Toggling enabled status...")));
+
+    ui().clear();
+    enabling().enableDisable(oneGroupOfFive, QStringLiteral("Disable"));
+    waitForOperations();
+    EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:5")});
+    EXPECT_EQ(ui().steps(QStringLiteral("text:")), QStringList{QStringLiteral("text:Moving files...")});
+
+    ui().clear();
+    enabling().enableDisable(fiveGroups, QStringLiteral("Disable"));
+    waitForOperations();
+    EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:5")}) << "rows, not the ten plug-ins";
+    EXPECT_EQ(VTEnableOperation::toggleProgressMaximum(fiveGroups), 5);
+
+    // Any label but "Disable" enables.
+    enabling().enableDisable(fiveGroups, QStringLiteral("Enable"));
+    waitForOperations();
+    EXPECT_EQ(group(QStringLiteral("Pair4"))->groupEnabled(), 1);
+    EXPECT_EQ(reloadRequests(), 0) << "normal runs end without a data reload";
+}
+
+TEST_F(EnableOperationTest, CancellingAToggleLeavesTheRestAndEndsLikeANormalRun)
+{
+    QStringList bundles;
+    for (int i = 0; i < 8; ++i)
+        bundles << builder().addBundle(FxPlug, AllUsers, QStringLiteral("P%1").arg(i));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    QList<ItemPtr> all;
+    for (int i = 0; i < 8; ++i)
+        all << plugin(QStringLiteral("P%1.fxplug").arg(i));
+    operations().context().setWindowSteps({[this] { ++m_buttonRefreshes; }, {}});
+
+    // Cancel is pressed while the bar shows the third plug-in done.
+    ui().setOnIncrement([this](int steps) {
+        if (steps == 3)
+            frame().cancelProgress();
+    });
+    enabling().enableDisable(all, QStringLiteral("Disable"));
+    waitForOperations();
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(exists(mirror(bundles.at(i))), i < 3) << i;
+    EXPECT_FALSE(frame().processingCancelled());
+    EXPECT_EQ(reloadRequests(), 0) << "the normal ending, not a reload from the worker";
+    EXPECT_EQ(m_buttonRefreshes, 1);
+    EXPECT_EQ(ui().steps(QStringLiteral("end")).size(), 1);
+}
