@@ -1,0 +1,276 @@
+// Removal to the Trash and folder hygiene on a sandboxed system: what the
+// Trash holds afterwards (read back with trash-cli), the progress threshold,
+// selections of a group and its own plug-ins, emptied folders and locks.
+
+#include "OperationsTestSupport.h"
+
+#include "VTFileManager.h"
+#include "VTFolderCleanup.h"
+#include "VTRemovalOperation.h"
+#include "VTSandboxLayout.h"
+
+using namespace VTSandboxKind;
+
+namespace {
+
+class RemovalTest : public OpsTest::OperationsTest
+{
+protected:
+    VTRemovalOperation &removal() { return operations().removal(); }
+    VTFolderCleanup &cleanup() { return operations().cleanup(); }
+
+    QString fxPlug(const QString &relative = QString()) const
+    {
+        return VTPath::join(m_sandbox.systemPath(QStringLiteral("/Library/Plug-Ins/FxPlug")), relative);
+    }
+    QString bundleIn(const QString &name, const QString &group = QString(), bool enabled = true)
+    {
+        VTBundleOptions options;
+        options.group = group;
+        options.enabled = enabled;
+        return builder().addBundle(FxPlug, AllUsers, name, options);
+    }
+
+    // The original paths trash-cli lists for the sandbox's home trash.
+    static QStringList trashList()
+    {
+        const auto [code, output] = OpsTest::run(QStringLiteral("trash-list"), {});
+        QStringList paths;
+        if (code != 0)
+            return paths;
+        for (const QString &line : output.split(u'\n', Qt::SkipEmptyParts)) {
+            // "YYYY-MM-DD HH:MM:SS /original/path"
+            paths << line.section(u' ', 2);
+        }
+        return paths;
+    }
+};
+
+} // namespace
+
+TEST_F(RemovalTest, AGroupSelectedWithOneOfItsPluginsIsRemovedOnce)
+{
+    const QString a = bundleIn(QStringLiteral("A"), QStringLiteral("G"));
+    const QString b = bundleIn(QStringLiteral("B"), QStringLiteral("G/Sub"));
+    const QString c = bundleIn(QStringLiteral("C"), QStringLiteral("G"), false);
+    const QString lone = bundleIn(QStringLiteral("Lone"));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const GroupPtr g = group(QStringLiteral("G"));
+    ASSERT_TRUE(g);
+    const QList<ItemPtr> selection{g, plugin(QStringLiteral("A.fxplug"))};
+    EXPECT_EQ(VTRemovalOperation::withoutDescendants(selection), QList<ItemPtr>{g});
+
+    removal().remove(selection);
+    waitForOperations();
+    EXPECT_EQ(ui().steps(QStringLiteral("alert:")),
+              QStringList{QStringLiteral("alert:Are you sure you wish to remove these items?|To restore from the Trash, "
+                                         "drag the plugin back into the main window.|Remove,Cancel")});
+    for (const QString &path : {a, b, c})
+        EXPECT_FALSE(exists(path)) << path.toStdString();
+    EXPECT_FALSE(exists(fxPlug(QStringLiteral("G")))) << "the group's folder goes too";
+    EXPECT_TRUE(exists(lone));
+
+    const QStringList trashed = trashList();
+    for (const QString &path : {a, b, c})
+        EXPECT_EQ(trashed.count(path), 1) << path.toStdString();
+    EXPECT_EQ(trashed.count(fxPlug(QStringLiteral("G"))), 1);
+    EXPECT_EQ(logLines().count(QStringLiteral("Removing group G...")), 1);
+    EXPECT_FALSE(catalogue().dataArray().contains(g));
+    EXPECT_TRUE(view().selection.isEmpty()) << "the selection is reset";
+    // Three plug-ins in all: no sheet, but each one steps the bar.
+    EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty());
+    EXPECT_EQ(ui().steps(QStringLiteral("step")).size(), 3);
+}
+
+TEST_F(RemovalTest, ThreePluginsShowNoProgressAndFourDo)
+{
+    QList<ItemPtr> plugins;
+    QStringList paths;
+    for (int i = 0; i < 7; ++i)
+        paths << bundleIn(QStringLiteral("P%1").arg(i));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    for (int i = 0; i < 7; ++i)
+        plugins << plugin(QStringLiteral("P%1.fxplug").arg(i));
+
+    removal().remove(plugins.mid(0, 3));
+    waitForOperations();
+    EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty());
+    EXPECT_EQ(ui().steps(QStringLiteral("step")).size(), 3);
+
+    ui().clear();
+    removal().remove(plugins.mid(3, 4));
+    waitForOperations();
+    EXPECT_EQ(ui().steps(QStringLiteral("sheet")).size(), 1);
+    EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:4")});
+    EXPECT_EQ(ui().steps(QStringLiteral("text:")), QStringList{QStringLiteral("text:Removing files...")});
+    for (const QString &path : paths)
+        EXPECT_FALSE(exists(path));
+    EXPECT_TRUE(catalogue().dataArray().isEmpty());
+    const QStringList trashed = trashList();
+    for (const QString &path : paths)
+        EXPECT_TRUE(trashed.contains(path)) << path.toStdString();
+}
+
+TEST_F(RemovalTest, OnlyRemoveGoesAheadAndTheQuestionNamesWhatIsSelected)
+{
+    const QString a = bundleIn(QStringLiteral("A"), QStringLiteral("G"));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
+    EXPECT_EQ(VTRemovalOperation::removalSubject({plugA}), QStringLiteral("this plugin"));
+    EXPECT_EQ(VTRemovalOperation::removalSubject({group(QStringLiteral("G"))}), QStringLiteral("this group"));
+
+    ui().answerNext(VTUserInterface::SecondButton);
+    removal().remove({plugA});
+    waitForOperations();
+    EXPECT_TRUE(exists(a));
+    EXPECT_EQ(ui().steps(QStringLiteral("alert:")).size(), 1);
+    EXPECT_FALSE(logged(QStringLiteral("Removing items...")));
+
+    removal().remove({});
+    EXPECT_EQ(ui().steps(QStringLiteral("alert:")).size(), 1) << "nothing selected asks nothing";
+}
+
+TEST_F(RemovalTest, APluginInAGroupLeavesItsGroupWithoutARedisplay)
+{
+    const QString a = bundleIn(QStringLiteral("A"), QStringLiteral("G"));
+    bundleIn(QStringLiteral("B"), QStringLiteral("G"));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const GroupPtr g = group(QStringLiteral("G"));
+    const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
+    const int redisplays = view().treeReloads;
+
+    EXPECT_TRUE(removal().removePlugin(plugA));
+    EXPECT_FALSE(exists(a));
+    EXPECT_EQ(g->children().size(), 1);
+    EXPECT_FALSE(plugA->parent());
+    EXPECT_EQ(view().treeReloads, redisplays);
+    EXPECT_EQ(ui().steps(QStringLiteral("busy")).size(), 1);
+    EXPECT_EQ(ui().steps(QStringLiteral("idle")).size(), 1);
+    EXPECT_FALSE(removal().removePlugin(nullptr));
+}
+
+TEST_F(RemovalTest, DeleteAllDisabledEmptiesTheDisabledTreeAfterAsking)
+{
+    const QString a = bundleIn(QStringLiteral("A"), QStringLiteral("G"), false);
+    const QString b = bundleIn(QStringLiteral("B"), QString(), false);
+    const QString enabled = bundleIn(QStringLiteral("C"));
+    ASSERT_TRUE(builder().ok());
+
+    ui().answerNext(VTUserInterface::SecondButton);
+    removal().deleteAllDisabled();
+    EXPECT_TRUE(exists(a));
+
+    removal().deleteAllDisabled();
+    EXPECT_FALSE(exists(a));
+    EXPECT_FALSE(exists(b));
+    EXPECT_TRUE(exists(enabled));
+    EXPECT_TRUE(VTSandboxFiles::isFolder(disabledRoot())) << "the root stays";
+    EXPECT_TRUE(QDir(disabledRoot()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    EXPECT_EQ(reloadRequests(), 1);
+    const QString question = QStringLiteral("alert:Are you sure you wish to delete all disabled plugins?|The plugins "
+                                            "will be placed in the Trash.|Delete All,Cancel");
+    EXPECT_EQ(ui().steps(QStringLiteral("alert:")),
+              (QStringList{question, question,
+                           QStringLiteral("alert:Plugin trash successful|All disabled plugins were trashed.|")}));
+    // The disabled tree went as whole folders, each listed once.
+    EXPECT_TRUE(trashList().contains(VTPath::join(disabledRoot(), QStringLiteral("Library")))
+                || trashList().contains(VTPath::join(disabledRoot(), VTPath::components(m_sandbox.root()).first())));
+
+    ASSERT_TRUE(QDir(disabledRoot()).removeRecursively());
+    ui().clear();
+    removal().deleteAllDisabled();
+    EXPECT_EQ(ui().steps(QStringLiteral("alert:")).last(),
+              QStringLiteral("alert:Unable to trash disabled plugins|No plugins have been disabled.|"));
+}
+
+TEST_F(RemovalTest, AFolderHoldingOnlyDSStoreCountsAsEmpty)
+{
+    const QString onlyStore = fxPlug(QStringLiteral("OnlyStore"));
+    const QString withFile = fxPlug(QStringLiteral("WithFile"));
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(onlyStore, QStringLiteral(".DS_Store")), "x"));
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(withFile, QStringLiteral("ReadMe.txt")), "x"));
+
+    EXPECT_TRUE(cleanup().removeEmptyFolder(onlyStore, false));
+    EXPECT_FALSE(exists(onlyStore));
+    EXPECT_FALSE(cleanup().removeEmptyFolder(withFile, false));
+    EXPECT_TRUE(exists(VTPath::join(withFile, QStringLiteral("ReadMe.txt"))));
+    EXPECT_TRUE(cleanup().removeEmptyFolder(onlyStore, false)) << "a folder that is gone counts as removed";
+    EXPECT_FALSE(cleanup().removeEmptyFolder(VTPath::join(withFile, QStringLiteral("ReadMe.txt")), true))
+        << "a file is not a folder";
+    EXPECT_TRUE(logged(QStringLiteral("Removing empty folder %1...").arg(onlyStore)));
+    EXPECT_TRUE(logged(QStringLiteral("Beginning removal of empty folder %1...").arg(onlyStore)));
+}
+
+TEST_F(RemovalTest, EmptySubfoldersGoOnlyWhenAskedFor)
+{
+    const QString outer = fxPlug(QStringLiteral("Outer"));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::join(outer, QStringLiteral("A/B"))));
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(outer, QStringLiteral("A/.DS_Store")), "x"));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::join(outer, QStringLiteral("C"))));
+
+    EXPECT_FALSE(cleanup().removeEmptyFolder(outer, false));
+    EXPECT_TRUE(exists(VTPath::join(outer, QStringLiteral("A/B"))));
+    EXPECT_TRUE(cleanup().removeEmptyFolder(outer, true));
+    EXPECT_FALSE(exists(outer));
+
+    // A file deep down keeps the folder; sub-folders emptied before it was
+    // met stay removed.
+    ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::join(outer, QStringLiteral("A"))));
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(outer, QStringLiteral("Z/Keep.txt")), "x"));
+    EXPECT_FALSE(cleanup().removeEmptyFolder(outer, true));
+    EXPECT_TRUE(exists(VTPath::join(outer, QStringLiteral("Z/Keep.txt"))));
+}
+
+TEST_F(RemovalTest, KindFoldersAndSystemFoldersAreNeverRemoved)
+{
+    builder().createAllFolders();
+    ASSERT_TRUE(builder().ok());
+    const QString kindFolder = fxPlug();
+    ASSERT_TRUE(QDir(kindFolder).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    EXPECT_FALSE(cleanup().removeEmptyFolder(kindFolder, true));
+    EXPECT_TRUE(exists(kindFolder));
+    EXPECT_TRUE(cleanup().isKindFolder(kindFolder + u'/'));
+
+    const QString userAudioUnits = VTPath::join(m_sandbox.home(), QStringLiteral("Library/Audio/Plug-Ins/Components"));
+    EXPECT_FALSE(cleanup().removeEmptyFolder(userAudioUnits, false));
+    EXPECT_TRUE(exists(userAudioUnits));
+
+    const QString systemFolder = m_sandbox.systemPath(QStringLiteral("/Users/Shared"));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(systemFolder));
+    EXPECT_FALSE(cleanup().removeEmptyFolder(systemFolder, false));
+    EXPECT_TRUE(exists(systemFolder));
+
+    // The mirror of a kind's folder is no kind folder: it goes when empty.
+    const QString kindMirror = mirror(kindFolder);
+    ASSERT_TRUE(exists(kindMirror));
+    EXPECT_TRUE(cleanup().removeEmptyFolder(kindMirror, false));
+}
+
+TEST_F(RemovalTest, UnlockingStopsAtTheFirstMissingComponent)
+{
+    if (!OpsTest::isRoot())
+        GTEST_SKIP() << "setting the immutable attribute needs root";
+    const QString outer = fxPlug(QStringLiteral("Outer"));
+    const QString inner = VTPath::join(outer, QStringLiteral("Inner"));
+    const QString file = VTPath::join(inner, QStringLiteral("Item.txt"));
+    ASSERT_TRUE(VTTestSandbox::makeFile(file, "x"));
+    for (const QString &path : {file, inner, outer}) {
+        if (!VTFileManager::lockFile(path) || !VTFileManager::isFileLocked(path))
+            GTEST_SKIP() << "this file system has no immutable attribute";
+    }
+
+    // A destination that does not exist yet: its existing folders are
+    // cleared, the walk ends at the first missing one.
+    cleanup().unlockItemsInPath(VTPath::join(inner, QStringLiteral("Missing/Deeper/X.fxplug")));
+    EXPECT_FALSE(VTFileManager::isFileLocked(outer));
+    EXPECT_FALSE(VTFileManager::isFileLocked(inner));
+    EXPECT_TRUE(VTFileManager::isFileLocked(file)) << "not on the path";
+
+    cleanup().unlockItemsInPath(file);
+    EXPECT_FALSE(VTFileManager::isFileLocked(file));
+    EXPECT_TRUE(posted().isEmpty());
+}
