@@ -347,14 +347,13 @@ TEST_F(UserTest, ThePermissionRepairRunsInTheHelper)
 
 TEST_F(UserTest, TheHelperEndsWithTheProgram)
 {
-    QProcess driver;
-    driver.start(QStringLiteral("/usr/bin/setpriv"),
-                 {QStringLiteral("--reuid=%1").arg(m_user.uid), QStringLiteral("--regid=%1").arg(m_user.gid),
-                  QStringLiteral("--init-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/env"), QStringLiteral("-i"),
-                  QStringLiteral("PATH=/usr/bin:/bin:/usr/sbin:/sbin"), QStringLiteral("HOME=") + home(),
-                  QStringLiteral("TESSARY_ESCALATE=sudo -n"), FsTest::driverPath(), QStringLiteral("hold")});
-    ASSERT_TRUE(driver.waitForReadyRead(20000));
-    ASSERT_EQ(driver.readLine().trimmed(), "ready");
+    FsTest::Process driver;
+    ASSERT_TRUE(driver.start(QStringLiteral("/usr/bin/setpriv"),
+                             {QStringLiteral("--reuid=%1").arg(m_user.uid), QStringLiteral("--regid=%1").arg(m_user.gid),
+                              QStringLiteral("--init-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/env"), QStringLiteral("-i"),
+                              QStringLiteral("PATH=/usr/bin:/bin:/usr/sbin:/sbin"), QStringLiteral("HOME=") + home(),
+                              QStringLiteral("TESSARY_ESCALATE=sudo -n"), FsTest::driverPath(), QStringLiteral("hold")}));
+    ASSERT_EQ(driver.readLine(20000), "ready");
 
     auto helpers = [] {
         QStringList found;
@@ -368,8 +367,8 @@ TEST_F(UserTest, TheHelperEndsWithTheProgram)
     };
     const QStringList before = helpers();
     ASSERT_FALSE(before.isEmpty());
-    ::kill(static_cast<pid_t>(driver.processId()), SIGKILL);
-    driver.waitForFinished(5000);
+    ::kill(driver.pid(), SIGKILL);
+    (void)driver.finish(5000);
     EXPECT_TRUE(VTFileManager::waitUntil([&] {
         const QStringList now = helpers();
         for (const QString &pid : before)

@@ -147,13 +147,11 @@ TEST_F(CrossDeviceTest, AnInterruptedMoveLosesNothing)
     int interrupted = 0;
     for (int delay : {0, 20, 40, 60, 90, 120, 160, 220, 300}) {
         SCOPED_TRACE(delay);
-        QProcess mover;
-        mover.setProcessEnvironment(environment);
-        mover.start(FsTest::driverPath(), {QStringLiteral("plain-move"), from, to});
-        ASSERT_TRUE(mover.waitForStarted(5000));
+        FsTest::Process mover;
+        ASSERT_TRUE(mover.start(FsTest::driverPath(), {QStringLiteral("plain-move"), from, to}, environment));
         QThread::msleep(static_cast<unsigned long>(delay));
-        ::kill(static_cast<pid_t>(mover.processId()), SIGKILL);
-        mover.waitForFinished(5000);
+        ::kill(mover.pid(), SIGKILL);
+        (void)mover.finish(5000);
 
         const int resolved = VTFileManager::cleanUpInterruptedMoves({VTPath::removeLastComponent(to)});
         interrupted += resolved > 0 ? 1 : 0;

@@ -186,17 +186,17 @@ TEST(HelperLifetime, EndsWhenItsParentEnds)
     QTemporaryDir dir;
     // The helper's input stays open (a sleeping writer holds the pipe), so
     // only the parent's death can end it.
-    const QString script = QStringLiteral("mkfifo \"$1/in\"; sleep 30 > \"$1/in\" & \"$0\" < \"$1/in\" > /dev/null & echo $!; wait");
-    QProcess shell;
-    shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, FsTest::helperPath(), dir.path()});
-    ASSERT_TRUE(shell.waitForReadyRead(10000));
-    const QByteArray pid = shell.readLine().trimmed();
+    const QString script = QStringLiteral("mkfifo \"$1/in\"; sleep 30 > \"$1/in\" & echo $!; \"$0\" < \"$1/in\" > /dev/null & echo $!; wait");
+    FsTest::Process shell;
+    ASSERT_TRUE(shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, FsTest::helperPath(), dir.path()}));
+    const QByteArray sleeper = shell.readLine(10000);
+    const QByteArray pid = shell.readLine(10000);
     ASSERT_FALSE(pid.isEmpty());
     const QString proc = QStringLiteral("/proc/") + QString::fromLatin1(pid);
     QThread::msleep(200);
     ASSERT_TRUE(FsTest::exists(proc));
-    ::kill(static_cast<pid_t>(shell.processId()), SIGKILL);
-    shell.waitForFinished(5000);
+    ::kill(shell.pid(), SIGKILL);
+    (void)shell.finish(5000);
 
     auto gone = [&proc] {
         const QByteArray stat = FsTest::readFile(proc + QStringLiteral("/stat"));
@@ -207,7 +207,7 @@ TEST(HelperLifetime, EndsWhenItsParentEnds)
     while (!gone() && timer.elapsed() < 5000)
         QThread::msleep(20);
     EXPECT_TRUE(gone());
-    FsTest::run(QStringLiteral("/usr/bin/pkill"), {QStringLiteral("-P"), QString::number(shell.processId())});
+    ::kill(static_cast<pid_t>(sleeper.toInt()), SIGKILL);
 }
 
 } // namespace
@@ -257,12 +257,11 @@ TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), attacker.name, path(QStringLiteral("vendor"))}).exitCode, 0);
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("attack.py")), AttackerScript));
 
-    QProcess attack;
-    attack.start(QStringLiteral("/usr/bin/setpriv"),
-                 {QStringLiteral("--reuid=%1").arg(attacker.uid), QStringLiteral("--regid=%1").arg(attacker.gid),
-                  QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"),
-                  path(QStringLiteral("attack.py")), path(QStringLiteral("vendor")), path(QStringLiteral("canary"))});
-    ASSERT_TRUE(attack.waitForStarted(10000));
+    FsTest::Process attack;
+    ASSERT_TRUE(attack.start(QStringLiteral("/usr/bin/setpriv"),
+                             {QStringLiteral("--reuid=%1").arg(attacker.uid), QStringLiteral("--regid=%1").arg(attacker.gid),
+                              QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"),
+                              path(QStringLiteral("attack.py")), path(QStringLiteral("vendor")), path(QStringLiteral("canary"))}));
     QThread::msleep(200);
 
     VTHelperClient helper;
@@ -283,9 +282,8 @@ TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
         if (i % 1000 == 700)
             (void)helper.execute({Cp, QStringLiteral("-R"), path(QStringLiteral("vendor/sub")), path(QStringLiteral("dest/copy%1").arg(i))}, true);
     }
-    attack.terminate();
-    ASSERT_TRUE(attack.waitForFinished(10000));
-    const int swaps = attack.readAllStandardOutput().trimmed().toInt();
+    ::kill(attack.pid(), SIGTERM);
+    const int swaps = attack.finish(10000).out.trimmed().toInt();
     helper.stop();
 
     EXPECT_GT(swaps, 100) << "the attacker barely ran; the race proves nothing";
