@@ -26,15 +26,15 @@ void VTBundleInfoRequest::run()
         const auto item = m_item.lock();
         if (!item)
             return;
-        path = item->actualPath();
+        path = item->detachedActualPath();
     }
     if (path.isEmpty())
         return;
-    const VTBundleInfo info = VTBundleInfoReader::readBundle(path);
+    VTBundleInfo info = VTBundleInfoReader::readBundle(path);
     if (m_cancelled)
         return;
     if (const auto item = m_item.lock())
-        item->applyBundleInfo(info);
+        item->applyBundleInfo(std::move(info));
 }
 
 void VTBundleInfoRequest::markFinished()

@@ -207,6 +207,12 @@ QString VTPluginItem::actualPath() const
     return m_actualPath;
 }
 
+QString VTPluginItem::detachedActualPath() const
+{
+    std::lock_guard lock(m_mutex);
+    return QString(m_actualPath.constData(), m_actualPath.size());
+}
+
 void VTPluginItem::setActualPath(const QString &path)
 {
     std::lock_guard lock(m_mutex);
@@ -339,15 +345,19 @@ std::shared_ptr<VTBundleInfoRequest> VTPluginItem::bundleProcessThread() const
     return m_bundleRequest;
 }
 
-void VTPluginItem::applyBundleInfo(const VTBundleInfo &info)
+void VTPluginItem::applyBundleInfo(VTBundleInfo info)
 {
+    // The texts are moved in, so the reading thread keeps no share of them.
+    std::optional<QStringList> texts;
+    if (!info.architectures.isEmpty())
+        texts = architectureTexts(info.architectures);
     std::lock_guard lock(m_mutex);
     if (!info.name.isEmpty() && info.name != kProductNamePlaceholder)
-        m_shortName = info.name;
+        m_shortName = std::move(info.name);
     if (!info.version.isEmpty())
-        m_version = info.version;
-    if (!info.architectures.isEmpty())
-        m_architectures = architectureTexts(info.architectures);
+        m_version = std::move(info.version);
+    if (texts)
+        m_architectures = std::move(texts);
 }
 
 VTOrder VTPluginItem::nameCompare(const VTCatalogueItem &other) const

@@ -84,6 +84,10 @@ public:
     void setParent(const GroupPtr &parent) override;
 
     [[nodiscard]] QString actualPath() const;
+    // A copy that shares no data with the record, for a thread that keeps
+    // it after the record changes (implicit sharing's reference counts live
+    // partly in Qt's own code, which ThreadSanitizer cannot see).
+    [[nodiscard]] QString detachedActualPath() const;
     void setActualPath(const QString &path);
     [[nodiscard]] std::optional<QStringList> architectures() const;
     void setArchitectures(const std::optional<QStringList> &architectures);
@@ -124,7 +128,7 @@ public:
     [[nodiscard]] std::shared_ptr<VTBundleInfoRequest> bundleProcessThread() const;
     // Takes what the bundle reader found: the name unless it is the
     // "${PRODUCT_NAME}" placeholder, the version, the known architectures.
-    void applyBundleInfo(const VTBundleInfo &info);
+    void applyBundleInfo(VTBundleInfo info);
 
     [[nodiscard]] QString displayTitle() const override { return shortName(); }
     [[nodiscard]] VTOrder nameCompare(const VTCatalogueItem &other) const override;
