@@ -5,6 +5,8 @@
 #include "VTCatalogueLoader.h"
 #include "VTConsoleInterface.h"
 #include "VTLog.h"
+#include "VTOperationThreads.h"
+#include "VTOperations.h"
 #include "VTUserDefaults.h"
 
 std::unique_ptr<AppController> AppController::initWithoutGUI()
@@ -28,10 +30,18 @@ AppController::AppController(std::unique_ptr<VTUserInterface> ui, bool hasGUI, Q
     , m_loader(std::make_unique<VTCatalogueLoader>(*m_catalogue, *m_ui))
 {
     m_reloadQueue.setMaxThreadCount(1);
+    m_operations = std::make_unique<VTOperations>(
+        *m_catalogue, *m_ui, hasGUI,
+        VTOperationContext::Steps{[this] { reloadData(); }, [this] { refreshPluginStats(); }, {}});
+    // Before the first reload, and in the background: a move that a crash or
+    // a kill interrupted is finished or undone.
+    m_reloadQueue.start([this] { m_operations->resolveInterruptedMovesOnce(); });
 }
 
 AppController::~AppController()
 {
+    // Operations may still queue a reload, so they end first.
+    m_operations->threads().waitForAll();
     m_reloadQueue.waitForDone();
 }
 
@@ -47,6 +57,7 @@ void AppController::waitForReloads()
 
 void AppController::loadPluginData()
 {
+    m_operations->resolveInterruptedMovesOnce();
     m_loader->loadPluginData();
 }
 

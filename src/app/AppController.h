@@ -1,15 +1,18 @@
 #pragma once
 
 #include "VTCatalogueItem.h"
+#include "VTOperationContext.h"
 
 #include <QObject>
 #include <QStringList>
 #include <QThreadPool>
 
+#include <chrono>
 #include <memory>
 
 class OutlineViewController;
 class VTCatalogueLoader;
+class VTOperations;
 class VTUserInterface;
 
 // The application's central object, shared by the window and the command
@@ -47,10 +50,53 @@ public:
     [[nodiscard]] QList<PluginPtr> allPlugins() const;
     void refreshPluginStats();
 
+    // --- operations (src/operations) ---------------------------------------
+    [[nodiscard]] VTOperations &operations() { return *m_operations; }
+    // The steps only a window has (toolbar buttons); set once by the window.
+    void setWindowSteps(VTOperationContext::WindowSteps steps);
+    // Waits until every operation thread has ended; false on time-out.
+    bool waitForOperations(std::chrono::milliseconds timeout = std::chrono::hours(24));
+
+    // The background frame.
+    [[nodiscard]] bool processingCancelled() const;
+    void setProcessingCancelled(bool cancelled);
+    void startProgress();
+    void endProgress();
+    void showProgressWindow();
+    void setIndeterminateProgress();
+    void setDeterminateProgress(qint64 maximum);
+    void incrementProgress();
+    void updateProgressText(const QString &text);
+    void endProgressWindow();
+    void cancelProgress();
+    void incrementTaskThreadCount();
+    void decrementTaskThreadCount();
+    void waitOnProcessing();
+
+    // Enabling and disabling.
+    bool moveFilter(const PluginPtr &item, qint64 newStatus);
+    bool moveFileFrom(const QString &source, const QString &destination);
+    void setEnabled(qint64 status, const GroupPtr &group, bool showProgress, bool threaded = true);
+    void cleanupPluginPath(const QString &path);
+    // The status check box of a row (what the tree model's setData calls).
+    void statusCheckBoxChanged(const ItemPtr &item, qint64 newValue);
+    // The toolbar toggle over the selected rows; the label gives the direction.
+    void enableDisable(const QList<ItemPtr> &selection, const QString &buttonLabel);
+
+    // Removal.
+    void remove(const QList<ItemPtr> &selection);
+    bool removePlugin(const PluginPtr &plugin);
+    bool trashChildPluginsForGroup(const GroupPtr &group);
+    void removeGroup(const GroupPtr &group, bool removeChildren);
+    void deleteAllDisabled();
+    bool removeEmptyFolder(const QString &folder, bool includeEmptySubfolders);
+    void unlockItemsInPath(const QString &path);
+
 private:
     bool m_hasGUI;
     std::unique_ptr<VTUserInterface> m_ui;
     std::unique_ptr<OutlineViewController> m_catalogue;
     std::unique_ptr<VTCatalogueLoader> m_loader;
     QThreadPool m_reloadQueue;
+    std::unique_ptr<VTOperations> m_operations;
 };

@@ -4,6 +4,7 @@
 #include "VTFileManager.h"
 #include "VTFolderCleanup.h"
 #include "VTLog.h"
+#include "VTMoveLock.h"
 #include "VTOperationContext.h"
 #include "VTOperationFrame.h"
 #include "VTPath.h"
@@ -58,6 +59,7 @@ bool VTGuardedMove::moveFileFrom(const QString &source, const QString &destinati
     VTOperationFrame &frame = m_context.frame();
     if (frame.processingCancelled())
         return false;
+    const VTMoveLock lock(lockFolder(m_context.disabledPath()), VTMoveLock::Mode::Shared, true);
 
     m_cleanup.unlockItemsInPath(source);
     m_cleanup.unlockItemsInPath(destination);
@@ -151,6 +153,11 @@ bool VTGuardedMove::moveWithAuthorization(const QString &source, const QString &
     }
     m_context.postAndLog(QStringLiteral("Error: File %1 could not be moved to %2.").arg(source, destination));
     return false;
+}
+
+QString VTGuardedMove::lockFolder(const QString &disabledPath)
+{
+    return VTPath::removeLastComponent(disabledPath);
 }
 
 int VTGuardedMove::componentCount(const QString &folder)

@@ -1,6 +1,8 @@
 #include "VTMoveRecovery.h"
 
 #include "VTFileManager.h"
+#include "VTLog.h"
+#include "VTMoveLock.h"
 #include "VTPath.h"
 #include "VTSafeFs.h"
 #include "VTTreeCopy.h"
@@ -49,8 +51,13 @@ QStringList VTMoveRecovery::foldersWithLeftovers(const QStringList &roots)
     return found;
 }
 
-int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots)
+int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder)
 {
+    const VTMoveLock lock(lockFolder, VTMoveLock::Mode::Exclusive, false);
+    if (!lock.isHeld()) {
+        VTLog::appendLog(QStringLiteral("Moves are under way; leftovers of interrupted moves are left for later."));
+        return 0;
+    }
     const QStringList folders = foldersWithLeftovers(roots);
     return folders.isEmpty() ? 0 : VTFileManager::cleanUpInterruptedMoves(folders);
 }

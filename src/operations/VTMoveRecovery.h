@@ -15,6 +15,8 @@ class VTMoveRecovery
 public:
     // The folders below `roots` (themselves included) that hold leftovers.
     [[nodiscard]] static QStringList foldersWithLeftovers(const QStringList &roots);
-    // Resolves them all; answers the number of leftovers resolved.
-    static int resolveInterruptedMoves(const QStringList &roots);
+    // Resolves them all, unless a move is under way anywhere (the lock on
+    // `lockFolder`, see VTMoveLock), in which case nothing is touched and a
+    // later run does it. Answers the number of leftovers resolved.
+    static int resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder);
 };

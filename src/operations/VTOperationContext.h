@@ -49,6 +49,9 @@ public:
 
     // Set once, before operations run.
     void setWindowSteps(WindowSteps steps) { m_windowSteps = std::move(steps); }
+    // Where messages for the task scheduler go instead (set before operations
+    // run), e.g. to standard output for a script.
+    void setPostTaskErrorString(std::function<void(const QString &)> post) { m_steps.postTaskErrorString = std::move(post); }
 
     // A message for the task scheduler.
     void post(const QString &text) const;

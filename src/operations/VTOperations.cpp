@@ -40,6 +40,9 @@ QStringList VTOperations::moveDestinationRoots() const
 int VTOperations::resolveInterruptedMovesOnce()
 {
     int resolved = 0;
-    std::call_once(m_recovery, [this, &resolved] { resolved = VTMoveRecovery::resolveInterruptedMoves(moveDestinationRoots()); });
+    std::call_once(m_recovery, [this, &resolved] {
+        resolved = VTMoveRecovery::resolveInterruptedMoves(moveDestinationRoots(),
+                                                           VTGuardedMove::lockFolder(m_catalogue.disabledPath()));
+    });
     return resolved;
 }
