@@ -12,6 +12,7 @@
 
 class OutlineViewController;
 class VTCatalogueLoader;
+class VTInstallRequests;
 class VTOperations;
 class VTUserInterface;
 
@@ -91,6 +92,14 @@ public:
     void deleteAllDisabled();
     bool removeEmptyFolder(const QString &folder, bool includeEmptySubfolders);
     void unlockItemsInPath(const QString &path);
+
+    // Installation (on the calling thread; the command line calls it directly).
+    void installPlugins(const QStringList &paths, const ItemPtr &item, bool forUser, bool showProgress,
+                        bool reload = true);
+    void updateInstallList(const QStringList &paths);
+    // Drops on the tree and files opened with the application: the
+    // "installNewPlugins" notification, a signal carrying "fileList".
+    [[nodiscard]] VTInstallRequests &installRequests();
 
 private:
     bool m_hasGUI;

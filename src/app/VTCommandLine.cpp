@@ -6,6 +6,8 @@
 #include "VTItemArchiver.h"
 #include "VTLog.h"
 
+#include <QDir>
+
 #include <syslog.h>
 
 namespace {
@@ -22,6 +24,27 @@ const QStringList &commands()
 void writeAll(FILE *output, const QByteArray &bytes)
 {
     fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), output);
+}
+
+// "-install [-all] path": one plug-in file or bundle, for all users only when
+// the word before the path is "-all". With any other number of arguments only
+// the one after the command counts, for the current user. The status is 0
+// whatever the installation reported.
+int runInstall(const QStringList &arguments)
+{
+    const std::unique_ptr<AppController> controller = AppController::initWithoutGUI();
+    if (!controller)
+        return VTCommandLine::ControllerFailure;
+    controller->loadPluginData();
+
+    const bool wordAndPath = arguments.size() == 4;
+    const QString path = arguments.value(wordAndPath ? 3 : 2);
+    const bool forUser = !(wordAndPath && arguments.at(2) == QLatin1String("-all"));
+    if (!path.isEmpty())
+        controller->installPlugins({QDir::current().absoluteFilePath(path)}, nullptr, forUser, false);
+    controller->waitForOperations();
+    VTLog::finishWriting();
+    return 0;
 }
 
 } // namespace
@@ -44,6 +67,8 @@ std::optional<int> VTCommandLine::run(const QStringList &arguments, FILE *output
     }
     if (command == QLatin1String("-allplugins"))
         return runAllPlugins(arguments, output);
+    if (command == QLatin1String("-install"))
+        return runInstall(arguments);
     return std::nullopt;
 }
 

@@ -328,7 +328,7 @@ bool VTInstallOperation::copyPlugin(const QString &source, const QString &destin
 
 void VTInstallOperation::sourceMissing(const QString &source, Run &run)
 {
-    m_context.postAndLog(QStringLiteral("Source file %1 no longer exists. Plugin not installed.").arg(source));
+    m_context.postAndLog(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(source));
     run.failures.append(VTPath::lastComponent(source));
     m_context.frame().incrementProgress();
 }

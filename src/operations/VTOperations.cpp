@@ -4,6 +4,8 @@
 #include "VTEnableOperation.h"
 #include "VTFolderCleanup.h"
 #include "VTGuardedMove.h"
+#include "VTInstallOperation.h"
+#include "VTInstallRequests.h"
 #include "VTMoveRecovery.h"
 #include "VTOperationFrame.h"
 #include "VTOperationThreads.h"
@@ -19,6 +21,8 @@ VTOperations::VTOperations(OutlineViewController &catalogue, VTUserInterface &ui
     , m_move(std::make_unique<VTGuardedMove>(*m_context, *m_cleanup))
     , m_enabling(std::make_unique<VTEnableOperation>(*m_context, *m_move))
     , m_removal(std::make_unique<VTRemovalOperation>(*m_context, *m_cleanup))
+    , m_installation(std::make_unique<VTInstallOperation>(*m_context, *m_cleanup))
+    , m_installRequests(std::make_unique<VTInstallRequests>(*m_context, *m_installation))
 {
 }
 

@@ -11,6 +11,8 @@ class OutlineViewController;
 class VTEnableOperation;
 class VTFolderCleanup;
 class VTGuardedMove;
+class VTInstallOperation;
+class VTInstallRequests;
 class VTOperationFrame;
 class VTOperationThreads;
 class VTRemovalOperation;
@@ -35,6 +37,9 @@ public:
     [[nodiscard]] VTGuardedMove &guardedMove() const { return *m_move; }
     [[nodiscard]] VTEnableOperation &enabling() const { return *m_enabling; }
     [[nodiscard]] VTRemovalOperation &removal() const { return *m_removal; }
+    [[nodiscard]] VTInstallOperation &installation() const { return *m_installation; }
+    // Drops and opened files: the "installNewPlugins" notification.
+    [[nodiscard]] VTInstallRequests &installRequests() const { return *m_installRequests; }
 
     // The folders moves land in: every plug-in folder and the disabled tree.
     [[nodiscard]] QStringList moveDestinationRoots() const;
@@ -52,5 +57,7 @@ private:
     std::unique_ptr<VTGuardedMove> m_move;
     std::unique_ptr<VTEnableOperation> m_enabling;
     std::unique_ptr<VTRemovalOperation> m_removal;
+    std::unique_ptr<VTInstallOperation> m_installation;
+    std::unique_ptr<VTInstallRequests> m_installRequests;
     std::once_flag m_recovery;
 };

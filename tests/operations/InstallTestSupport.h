@@ -1,0 +1,83 @@
+#pragma once
+
+// Shared parts of the installation tests: a downloads folder outside every
+// plug-in folder to install from, and makers for the files found there.
+
+#include "OperationsTestSupport.h"
+
+#include "VTFinderInfo.h"
+#include "VTInstallOperation.h"
+#include "VTSandboxLayout.h"
+#include "VTTrash.h"
+
+#include <QTemporaryDir>
+#include <QUrl>
+
+namespace InstallTest {
+
+using namespace VTSandboxKind;
+
+class InstallTestBase : public OpsTest::OperationsTest
+{
+protected:
+    explicit InstallTestBase(bool window = true) : OperationsTest(window) {}
+
+    VTInstallOperation &installation() { return operations().installation(); }
+
+    QString download(const QString &relative) const { return VTPath::join(m_downloads.path(), relative); }
+
+    // A bundle in the downloads whose marker file tells it apart from
+    // other copies of the same name.
+    QString downloadBundle(const QString &relative, const QVariantMap &info = {},
+                           const QByteArray &marker = QByteArrayLiteral("new"))
+    {
+        const QString path = download(relative);
+        QVariantMap keys = info;
+        keys.insert(QStringLiteral("CFBundleName"), VTPath::displayName(path));
+        EXPECT_TRUE(VTTestSandbox::makeBundle(path, keys));
+        EXPECT_TRUE(VTTestSandbox::makeFile(VTPath::join(path, QStringLiteral("Contents/Resources/marker")), marker));
+        return path;
+    }
+    QString downloadFile(const QString &relative, const QByteArray &bytes = QByteArrayLiteral("script"))
+    {
+        const QString path = download(relative);
+        EXPECT_TRUE(VTTestSandbox::makeFile(path, bytes));
+        return path;
+    }
+
+    QString folder(qint64 kind, qint64 access) { return builder().folder(kind, access); }
+    QString installedAt(qint64 kind, qint64 access, const QString &relative)
+    {
+        return VTPath::join(folder(kind, access), relative);
+    }
+
+    static QByteArray marker(const QString &bundle)
+    {
+        QFile file(VTPath::join(bundle, QStringLiteral("Contents/Resources/marker")));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    QStringList alerts() { return ui().steps(QStringLiteral("alert:")); }
+
+    // Original paths of what the sandbox's home trash holds, read from its
+    // info files.
+    static QStringList trashedOriginals()
+    {
+        QStringList originals;
+        const QDir info(VTPath::join(VTTrash::homeTrash(), QStringLiteral("info")));
+        for (const QString &name : info.entryList({QStringLiteral("*.trashinfo")}, QDir::Files)) {
+            QFile file(info.filePath(name));
+            if (!file.open(QIODevice::ReadOnly))
+                continue;
+            for (const QByteArray &line : file.readAll().split('\n')) {
+                if (line.startsWith("Path="))
+                    originals << QUrl::fromPercentEncoding(line.mid(5));
+            }
+        }
+        return originals;
+    }
+
+    QTemporaryDir m_downloads;
+};
+
+} // namespace InstallTest

@@ -1,0 +1,408 @@
+// Installation on a sandboxed system: where each kind lands, copies that
+// leave the source alone, groups made from plain folders, Motion template
+// folders, the overwrite question and its "Ignore", the Trash for replaced
+// copies, sources that vanish, the progress threshold and the containing
+// folder that cannot be made.
+
+#include "InstallTestSupport.h"
+
+using namespace InstallTest;
+
+namespace {
+
+class InstallOperationTest : public InstallTestBase
+{
+};
+
+class InstallWithoutWindowTest : public InstallTestBase
+{
+protected:
+    InstallWithoutWindowTest() : InstallTestBase(false) {}
+};
+
+// A display interface that runs a step while a question is open, as a person
+// who deletes a file meanwhile would; answers the first button.
+class QuestionHookInterface final : public VTUserInterface
+{
+public:
+    explicit QuestionHookInterface(std::function<void()> hook) : m_hook(std::move(hook)) {}
+    [[nodiscard]] bool hasWindow() const override { return true; }
+    int runAlert(const Alert &alert) override
+    {
+        std::lock_guard lock(m_mutex);
+        m_alerts << alert.messageText + u'|' + alert.informativeText;
+        if (m_alerts.size() == 1 && m_hook)
+            m_hook();
+        return FirstButton;
+    }
+    void startBusyIndicator() override {}
+    void stopBusyIndicator() override {}
+    void showProgressSheet() override {}
+    void setIndeterminateProgress() override {}
+    void setDeterminateProgress(qint64) override {}
+    void incrementProgress() override {}
+    void updateProgressText(const QString &) override {}
+    void endProgressSheet() override {}
+    void setCatalogueLoading(bool) override {}
+    void setStatisticsText(const QString &) override {}
+
+    QStringList alerts() const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_alerts;
+    }
+
+private:
+    std::function<void()> m_hook;
+    mutable std::mutex m_mutex;
+    QStringList m_alerts;
+};
+
+} // namespace
+
+TEST_F(InstallOperationTest, EachKindLandsInItsFolderAsACopy)
+{
+    const QString ofx = downloadBundle(QStringLiteral("MyFilter.ofx.bundle"));
+    const QString plain = downloadBundle(QStringLiteral("Plain.bundle"));
+    const QString avx = downloadBundle(QStringLiteral("Grain.avx"));
+    const QString fxplug = downloadBundle(QStringLiteral("Blur.fxplug"));
+    const QStringList sources{ofx, plain, avx, fxplug};
+
+    installation().installPlugins(sources, nullptr, true, true);
+
+    const QString ofxInstalled = installedAt(OpenFX, AllUsers, QStringLiteral("MyFilter.ofx.bundle"));
+    const QString plainInstalled = installedAt(FxScript, CurrentUser, QStringLiteral("Plain.bundle"));
+    const QString avxInstalled = installedAt(AvidAVX2, AllUsers, QStringLiteral("Grain.avx"));
+    const QString fxplugInstalled = installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"));
+    EXPECT_TRUE(OpsTest::sameTree(ofx, ofxInstalled)) << "OpenFX goes to the all-users folder for the current user too";
+    EXPECT_TRUE(OpsTest::sameTree(plain, plainInstalled)) << "a bundle without AVX keys is an FxScript plug-in";
+    EXPECT_TRUE(OpsTest::sameTree(avx, avxInstalled)) << "an .avx file goes to the AVX2 folder";
+    EXPECT_TRUE(OpsTest::sameTree(fxplug, fxplugInstalled));
+    for (const QString &source : sources)
+        EXPECT_TRUE(exists(source)) << "installation copies, never moves";
+
+    const QStringList log = logLines();
+    EXPECT_TRUE(log.contains(QStringLiteral("Installing plugins for current user: %1").arg(sources.join(QStringLiteral(", ")))));
+    EXPECT_TRUE(log.contains(QStringLiteral("Installing plugin %1 to %2...").arg(ofx, ofxInstalled)));
+    EXPECT_EQ(reloadRequests(), 1);
+    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_TRUE(posted().isEmpty());
+}
+
+TEST_F(InstallOperationTest, AnAvxBundleGoesByItsInfoKeysAndAllUsersByTheirFolders)
+{
+    const QString avx1 = downloadBundle(QStringLiteral("One/Sharpen.bundle"),
+                                        {{QStringLiteral("AVX15_BundleVersion"), QStringLiteral("1")}});
+    const QString avx2 = downloadBundle(QStringLiteral("Two/Soften.bundle"),
+                                        {{QStringLiteral("AVX20_BundleVersion"), QStringLiteral("2")}});
+    const QString component = downloadBundle(QStringLiteral("Delay.component"));
+    const QString title = downloadFile(QStringLiteral("Lower Third.moti"));
+
+    installation().installPlugins({avx1, avx2, component, title}, nullptr, false, false);
+
+    EXPECT_TRUE(OpsTest::sameTree(avx1, installedAt(AvidAVX, AllUsers, QStringLiteral("Sharpen.bundle"))));
+    EXPECT_TRUE(OpsTest::sameTree(avx2, installedAt(AvidAVX2, AllUsers, QStringLiteral("Soften.bundle"))));
+    EXPECT_TRUE(OpsTest::sameTree(component, installedAt(AudioUnit, AllUsers, QStringLiteral("Delay.component"))));
+    EXPECT_TRUE(OpsTest::sameTree(
+        title, installedAt(MotionTemplate, AllUsers, QStringLiteral("Titles.localized/Lower Third.moti"))));
+    EXPECT_TRUE(logged(QStringLiteral("Installing plugins for all users: %1, %2, %3, %4").arg(avx1, avx2, component, title)));
+    EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty()) << "no progress without showProgress";
+}
+
+TEST_F(InstallOperationTest, ThreeFilesShowNoProgressSheetAndFourShowOne)
+{
+    QStringList four;
+    for (const char *name : {"A.txt", "B.txt", "C.txt", "D.txt"})
+        four << downloadFile(QString::fromLatin1(name));
+
+    installation().installPlugins(four.mid(0, 3), nullptr, true, true);
+    EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty());
+    EXPECT_TRUE(ui().steps(QStringLiteral("max:")).isEmpty());
+
+    ui().clear();
+    const QStringList again{download(QStringLiteral("Again"))};
+    ASSERT_TRUE(VTTestSandbox::makeFolder(again.first()));
+    for (const QString &source : four)
+        ASSERT_TRUE(QFile::copy(source, VTPath::join(again.first(), VTPath::lastComponent(source))));
+    // One folder holding four files counts its files.
+    installation().installPlugins(again, nullptr, true, true);
+    const QStringList steps = ui().steps();
+    ASSERT_TRUE(steps.contains(QStringLiteral("sheet")));
+    const qsizetype sheet = steps.indexOf(QStringLiteral("sheet"));
+    EXPECT_EQ(steps.value(sheet + 1), QStringLiteral("max:4"));
+    EXPECT_EQ(steps.value(sheet + 2), QStringLiteral("text:Installing plugins..."));
+    EXPECT_GE(ui().steps(QStringLiteral("step")).size(), 4);
+    EXPECT_EQ(steps.last(), QStringLiteral("end"));
+    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Again/D.txt"))));
+}
+
+TEST_F(InstallOperationTest, AFolderWithItsOwnTemplateIsATemplateAndAnyOtherBecomesAGroup)
+{
+    const QString warm = download(QStringLiteral("Warm"));
+    downloadFile(QStringLiteral("Warm/Warm.motn"), "generator");
+    downloadFile(QStringLiteral("Warm/small.png"), "png");
+    const QString cold = download(QStringLiteral("Cold"));
+    downloadBundle(QStringLiteral("Cold/Blur.fxplug"));
+    downloadFile(QStringLiteral("Cold/Fade.txt"));
+    downloadFile(QStringLiteral("Cold/.DS_Store"), "finder");
+    const QString readMe = downloadFile(QStringLiteral("Cold/ReadMe.pdf"), "pdf");
+    downloadBundle(QStringLiteral("Cold/Deep/Echo.component"));
+
+    EXPECT_EQ(VTInstallOperation::countTotalFilesInPathArray({warm, cold}), 6);
+    installation().installPlugins({warm, cold}, nullptr, true, true);
+
+    EXPECT_TRUE(OpsTest::sameTree(warm, installedAt(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Warm"))));
+    EXPECT_TRUE(OpsTest::sameTree(download(QStringLiteral("Cold/Blur.fxplug")),
+                                  installedAt(FxPlug, CurrentUser, QStringLiteral("Cold/Blur.fxplug"))));
+    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Cold/Fade.txt"))));
+    EXPECT_TRUE(OpsTest::sameTree(download(QStringLiteral("Cold/Deep/Echo.component")),
+                                  installedAt(AudioUnit, CurrentUser, QStringLiteral("Cold/Deep/Echo.component"))));
+    for (const qint64 kind : {FxPlug, FxScript, AudioUnit})
+        EXPECT_FALSE(exists(installedAt(kind, CurrentUser, QStringLiteral("Cold/.DS_Store"))));
+    EXPECT_FALSE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Cold/ReadMe.pdf"))));
+
+    const QStringList log = logLines();
+    EXPECT_TRUE(log.contains(QStringLiteral("Creating new group from %1").arg(cold)));
+    EXPECT_TRUE(log.contains(QStringLiteral("Creating new group from %1").arg(VTPath::join(cold, QStringLiteral("Deep")))));
+    EXPECT_TRUE(posted().contains(QStringLiteral("Unrecognized format. Plugin not installed: %1").arg(readMe)));
+    EXPECT_TRUE(alerts().isEmpty()) << "failures inside a group folder are not reported by the outer call";
+    EXPECT_TRUE(ui().steps().contains(QStringLiteral("max:6")));
+    EXPECT_EQ(reloadRequests(), 1) << "only the outermost call reloads";
+}
+
+TEST_F(InstallOperationTest, AnsweringIgnoreListsTheFileAmongTheFailures)
+{
+    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
+    ASSERT_TRUE(builder().ok());
+    const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    const QString fade = downloadFile(QStringLiteral("Fade.txt"));
+    ui().answerNext(VTUserInterface::SecondButton);
+
+    installation().installPlugins({source, fade}, nullptr, true, true);
+
+    EXPECT_TRUE(marker(existing).isEmpty()) << "the existing copy is untouched";
+    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
+    EXPECT_EQ(alerts(),
+              (QStringList{QStringLiteral("alert:The file Blur.fxplug already exists. Would you like to overwrite it?||"
+                                          "Overwrite,Ignore"),
+                           QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|")}));
+    const QStringList log = logLines();
+    EXPECT_TRUE(log.contains(QStringLiteral("Destination plugin %1 already exists. Asking user to overwrite...").arg(existing)));
+    EXPECT_TRUE(log.contains(QStringLiteral("The user chose not to overwrite %1.").arg(existing)));
+    EXPECT_TRUE(log.contains(QStringLiteral("Installation failed. The following plugins failed to install: Blur.fxplug")));
+    EXPECT_TRUE(trashedOriginals().isEmpty());
+}
+
+TEST_F(InstallOperationTest, OverwritingSendsEveryOldCopyToTheTrash)
+{
+    // The existing-copy search finds the all-users copy first; the copy
+    // already at the destination must go too, or the new one would be
+    // copied into it.
+    const QString allUsers = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Blur"));
+    const QString atDestination = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
+    ASSERT_TRUE(builder().ok());
+    const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    installation().installPlugins({source}, nullptr, true, true);
+
+    EXPECT_EQ(alerts().size(), 1) << "one question for one file";
+    EXPECT_FALSE(exists(allUsers));
+    EXPECT_TRUE(OpsTest::sameTree(source, atDestination));
+    const QStringList originals = trashedOriginals();
+    EXPECT_TRUE(originals.contains(allUsers)) << originals.join(u'\n').toStdString();
+    EXPECT_TRUE(originals.contains(atDestination)) << originals.join(u'\n').toStdString();
+    EXPECT_TRUE(logged(QStringLiteral("Trashing old file %1...").arg(allUsers)));
+}
+
+TEST_F(InstallOperationTest, AnExistingTemplateInItsCategoryFolderIsAskedAbout)
+{
+    const QString existing = builder().addMotionTemplate(CurrentUser, QStringLiteral("Generators"), QStringLiteral("Sky"));
+    ASSERT_TRUE(builder().ok());
+    ASSERT_EQ(existing, installedAt(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Sky")));
+    const QString source = download(QStringLiteral("Sky"));
+    downloadFile(QStringLiteral("Sky/Sky.motn"), "new");
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    installation().installPlugins({source}, nullptr, true, true);
+
+    EXPECT_EQ(alerts().value(0).section(u'|', 0, 0),
+              QStringLiteral("alert:The file Sky already exists. Would you like to overwrite it?"));
+    EXPECT_TRUE(OpsTest::sameTree(source, existing)) << "replaced, not nested inside the old template";
+    EXPECT_TRUE(trashedOriginals().contains(existing));
+}
+
+TEST_F(InstallOperationTest, SourcesThatAreMissingAreReportedAndNothingElseChanges)
+{
+    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Gone"));
+    ASSERT_TRUE(builder().ok());
+    const QString missing = download(QStringLiteral("Gone.fxplug"));
+    const QString fade = downloadFile(QStringLiteral("Fade.txt"));
+
+    installation().installPlugins({missing, fade}, nullptr, true, true);
+
+    EXPECT_TRUE(exists(existing));
+    EXPECT_TRUE(alerts().contains(QStringLiteral("alert:Installation failed|The following plugins failed to install: \nGone.fxplug|")));
+    EXPECT_TRUE(posted().contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(missing)));
+    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
+    EXPECT_TRUE(trashedOriginals().isEmpty());
+}
+
+TEST_F(InstallOperationTest, ASourceThatVanishesWhileTheQuestionIsOpenLeavesTheOldCopy)
+{
+    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
+    ASSERT_TRUE(builder().ok());
+    const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    QuestionHookInterface hookUi([source] { QDir(source).removeRecursively(); });
+    QStringList postedHere;
+    VTOperationContext::Steps steps;
+    steps.postTaskErrorString = [&postedHere](const QString &text) { postedHere << text; };
+    VTOperations operations(catalogue(), hookUi, true, steps);
+
+    operations.installation().installPlugins({source}, nullptr, true, true);
+
+    EXPECT_TRUE(exists(existing)) << "the old copy stays when nothing can take its place";
+    EXPECT_TRUE(trashedOriginals().isEmpty());
+    EXPECT_TRUE(postedHere.contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(source)));
+    EXPECT_EQ(hookUi.alerts().value(1), QStringLiteral("Installation failed|The following plugins failed to install: \nBlur.fxplug"));
+}
+
+TEST_F(InstallOperationTest, InstallingAPluginFromItsOwnPlaceNeverTrashesIt)
+{
+    const QString installed = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
+    ASSERT_TRUE(builder().ok());
+
+    installation().installPlugins({installed}, nullptr, true, true);
+    EXPECT_TRUE(exists(installed));
+    EXPECT_TRUE(alerts().isEmpty()) << "neither a question nor a failure";
+    EXPECT_TRUE(logged(QStringLiteral("Plugin %1 is already installed.").arg(installed)));
+
+    // For all users the only existing copy would be the source itself.
+    installation().installPlugins({installed}, nullptr, false, true);
+    EXPECT_TRUE(exists(installed));
+    EXPECT_FALSE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Blur.fxplug"))));
+    EXPECT_EQ(alerts(), QStringList{QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|")});
+    EXPECT_TRUE(trashedOriginals().isEmpty());
+}
+
+TEST_F(InstallOperationTest, TheTargetGroupGivesTheSubfolder)
+{
+    VTBundleOptions inColor;
+    inColor.group = QStringLiteral("Color");
+    builder().addBundle(FxPlug, AllUsers, QStringLiteral("Inside"), inColor);
+    const QString topLevel = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Same"));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const GroupPtr color = group(QStringLiteral("Color"));
+    const PluginPtr inside = plugin(QStringLiteral("Inside.fxplug"));
+    ASSERT_TRUE(color && inside);
+
+    installation().installPlugins({downloadBundle(QStringLiteral("New.fxplug"))}, color, false, true);
+    EXPECT_TRUE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Color/New.fxplug"))));
+
+    // A plug-in stands for its group.
+    installation().installPlugins({downloadFile(QStringLiteral("Other.txt"))}, inside, true, true);
+    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Color/Other.txt"))));
+
+    // The existing-copy search looks in the group's subfolder only.
+    const QString same = downloadBundle(QStringLiteral("Same.fxplug"));
+    installation().installPlugins({same}, color, false, true);
+    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_TRUE(OpsTest::sameTree(same, installedAt(FxPlug, AllUsers, QStringLiteral("Color/Same.fxplug"))));
+    EXPECT_TRUE(marker(topLevel).isEmpty());
+
+    // A folder dropped on the group becomes a group inside it, shown at once.
+    const QString warm = download(QStringLiteral("Warm"));
+    downloadBundle(QStringLiteral("Warm/A.fxplug"));
+    installation().installPlugins({warm}, color, false, true);
+    EXPECT_TRUE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Color/Warm/A.fxplug"))));
+    const GroupPtr nested = group(QStringLiteral("Color/Warm"));
+    ASSERT_TRUE(nested);
+    EXPECT_EQ(nested->parent(), color);
+}
+
+TEST_F(InstallOperationTest, AnFxScriptFileKeepsItsTypeCode)
+{
+    const QString ripple = downloadFile(QStringLiteral("Ripple"));
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(ripple, "FCSC"));
+
+    installation().installPlugins({ripple}, nullptr, true, true);
+
+    const QString installed = installedAt(FxScript, CurrentUser, QStringLiteral("Ripple"));
+    EXPECT_EQ(VTFinderInfo::typeCode(installed), QByteArrayLiteral("FCSC"));
+}
+
+TEST_F(InstallOperationTest, AnEmptyListDoesNothingAndAnEndedInstallationClearsThePendingList)
+{
+    installation().updateInstallList({QStringLiteral("/somewhere/Blur.fxplug")});
+    installation().installPlugins({}, nullptr, true, true);
+    EXPECT_EQ(reloadRequests(), 0);
+    EXPECT_TRUE(ui().steps().isEmpty());
+    EXPECT_EQ(installation().pendingInstallList().size(), 1);
+
+    installation().installPlugins({downloadFile(QStringLiteral("Fade.txt"))}, nullptr, true, true);
+    EXPECT_TRUE(installation().pendingInstallList().isEmpty());
+}
+
+TEST_F(InstallOperationTest, ACountCoversTheFilesOfGroupFoldersOnly)
+{
+    downloadFile(QStringLiteral("G/a.txt"));
+    downloadFile(QStringLiteral("G/Inner/b.txt"));
+    downloadFile(QStringLiteral("G/Inner/c.txt"));
+    downloadFile(QStringLiteral("T/T.motn"));
+    downloadFile(QStringLiteral("T/preview.png"));
+    downloadBundle(QStringLiteral("Blur.fxplug"));
+    EXPECT_EQ(VTInstallOperation::countTotalFilesInPathArray(
+                  {download(QStringLiteral("G")), download(QStringLiteral("T")), download(QStringLiteral("Blur.fxplug"))}),
+              5)
+        << "three files in the group, the template folder and the bundle one each";
+    EXPECT_EQ(VTInstallOperation::countTotalFilesInPathArray({download(QStringLiteral("Missing.fxplug"))}), 1);
+}
+
+TEST_F(InstallOperationTest, AContainingFolderThatCannotBeMadeEndsTheWholeInstallation)
+{
+    // A file where a folder of the FxScript path should be: nothing can make
+    // the folder, not even the superuser.
+    const QString blocker = VTPath::removeLastComponent(folder(FxScript, CurrentUser));
+    ASSERT_TRUE(VTTestSandbox::makeFile(blocker, "in the way"));
+    const QString a = downloadBundle(QStringLiteral("A.fxplug"));
+    const QString groupFolder = download(QStringLiteral("G"));
+    downloadFile(QStringLiteral("G/x.txt"));
+    const QString b = downloadBundle(QStringLiteral("B.fxplug"));
+    const QString c = downloadBundle(QStringLiteral("C.fxplug"));
+
+    installation().installPlugins({a, groupFolder, b, c}, nullptr, true, true);
+
+    const QString unmade = VTPath::join(folder(FxScript, CurrentUser), QStringLiteral("G"));
+    EXPECT_TRUE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
+    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("B.fxplug")))) << "the outer call stops too";
+    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("C.fxplug"))));
+    EXPECT_EQ(alerts(), QStringList{QStringLiteral("alert:Unable to create directory %1|Please check your file permissions.|").arg(unmade)});
+    EXPECT_EQ(reloadRequests(), 0);
+    EXPECT_EQ(ui().steps().last(), QStringLiteral("end")) << "the progress sheet is closed";
+    const QStringList log = logLines();
+    EXPECT_TRUE(log.contains(QStringLiteral("Unable to create directory %1....").arg(unmade)));
+    EXPECT_TRUE(log.contains(QStringLiteral("Unable to auth create directory %1").arg(unmade)));
+    EXPECT_FALSE(log.contains(QStringLiteral("Installation failed. The following plugins failed to install: ")));
+}
+
+TEST_F(InstallWithoutWindowTest, ExistingCopiesAreOverwrittenWithoutAskingAndFailuresArePrinted)
+{
+    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
+    ASSERT_TRUE(builder().ok());
+    const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    const QString readMe = downloadFile(QStringLiteral("ReadMe.pdf"), "pdf");
+
+    testing::internal::CaptureStdout();
+    installation().installPlugins({source, readMe}, nullptr, true, true);
+    const QString printed = QString::fromStdString(testing::internal::GetCapturedStdout());
+
+    EXPECT_TRUE(OpsTest::sameTree(source, existing));
+    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_TRUE(logged(QStringLiteral("The file %1 already exists. Overwriting..").arg(existing)));
+    const QString failure = QStringLiteral("Installation failed. The following plugins failed to install: \nReadMe.pdf");
+    EXPECT_TRUE(posted().contains(failure));
+    EXPECT_TRUE(posted().contains(QStringLiteral("Unrecognized format. Plugin not installed: %1").arg(readMe)));
+    EXPECT_TRUE(printed.contains(failure)) << printed.toStdString();
+    EXPECT_TRUE(trashedOriginals().contains(existing));
+}

@@ -1,0 +1,134 @@
+// Installations the window asks for, as model operations: a drop on the tree
+// (offered or not, the row dropped on as the target), files opened with the
+// application, the "installNewPlugins" notification and the access question.
+
+#include "InstallTestSupport.h"
+
+#include "VTInstallRequests.h"
+
+using namespace InstallTest;
+
+namespace {
+
+class InstallRequestsTest : public InstallTestBase
+{
+protected:
+    void SetUp() override
+    {
+        InstallTestBase::SetUp();
+        QObject::connect(&requests(), &VTInstallRequests::installNewPlugins, &requests(),
+                         [this](const QVariantMap &userInfo) { m_notifications << userInfo; });
+    }
+
+    VTInstallRequests &requests() { return operations().installRequests(); }
+
+    QString question(const char *subject) const
+    {
+        return QStringLiteral("alert:Would you like to make %1 available to all users or just the current user?||"
+                              "Current User,All Users,Cancel")
+            .arg(QLatin1String(subject));
+    }
+
+    QList<QVariantMap> m_notifications;
+};
+
+} // namespace
+
+TEST_F(InstallRequestsTest, ADropIsRefusedUnlessEveryFileCanBeInstalled)
+{
+    const QString blur = downloadBundle(QStringLiteral("Blur.fxplug"));
+    const QString readMe = downloadFile(QStringLiteral("ReadMe.pdf"));
+
+    EXPECT_FALSE(requests().dropFiles({blur, readMe}, nullptr));
+
+    EXPECT_TRUE(m_notifications.isEmpty());
+    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_FALSE(logged(QStringLiteral("User dropped new plugins. Installing...")));
+    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
+}
+
+TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupForTheChosenAccess)
+{
+    VTBundleOptions inColor;
+    inColor.group = QStringLiteral("Color");
+    builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Inside"), inColor);
+    ASSERT_TRUE(builder().ok());
+    reload();
+    const GroupPtr color = group(QStringLiteral("Color"));
+    ASSERT_TRUE(color);
+    const QStringList dropped{downloadBundle(QStringLiteral("A.fxplug")), downloadFile(QStringLiteral("B.txt"))};
+    ui().answerNext(VTUserInterface::SecondButton);
+
+    EXPECT_TRUE(requests().dropFiles(dropped, color));
+    waitForOperations();
+
+    EXPECT_EQ(view().selection, QList<ItemPtr>{color}) << "the row dropped on is selected";
+    ASSERT_EQ(m_notifications.size(), 1);
+    EXPECT_EQ(m_notifications.first().value(QStringLiteral("fileList")).toStringList(), dropped);
+    EXPECT_EQ(alerts().value(0), question("these plugins"));
+    EXPECT_TRUE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Color/A.fxplug"))));
+    EXPECT_TRUE(exists(installedAt(FxScript, AllUsers, QStringLiteral("Color/B.txt"))));
+    const QStringList log = logLines();
+    const qsizetype dropLine = log.indexOf(QStringLiteral("User dropped new plugins. Installing..."));
+    const qsizetype askLine =
+        log.indexOf(QStringLiteral("Asking whether to install plugins for the current user or all users..."));
+    ASSERT_GE(dropLine, 0);
+    EXPECT_GT(askLine, dropLine);
+    EXPECT_EQ(reloadRequests(), 1);
+}
+
+TEST_F(InstallRequestsTest, ADropBelowTheRowsInstallsAtTheTopLevel)
+{
+    VTBundleOptions inColor;
+    inColor.group = QStringLiteral("Color");
+    builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Inside"), inColor);
+    ASSERT_TRUE(builder().ok());
+    reload();
+    view().selection = {plugin(QStringLiteral("Inside.fxplug"))};
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    EXPECT_TRUE(requests().dropFiles({downloadBundle(QStringLiteral("A.fxplug"))}, nullptr));
+    waitForOperations();
+
+    EXPECT_TRUE(view().selection.isEmpty()) << "an earlier selection must not pick the group";
+    EXPECT_EQ(alerts().value(0), question("this plugin"));
+    EXPECT_TRUE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
+    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Color/A.fxplug"))));
+}
+
+TEST_F(InstallRequestsTest, OpenedFilesArePendingUntilInstalledOrCancelled)
+{
+    const QString blur = downloadBundle(QStringLiteral("Blur.fxplug"));
+    ui().answerNext(VTUserInterface::ThirdButton);
+
+    requests().openFiles({blur});
+    waitForOperations();
+
+    ASSERT_EQ(m_notifications.size(), 1);
+    EXPECT_EQ(m_notifications.first().value(QStringLiteral("fileList")).toStringList(), QStringList{blur});
+    EXPECT_EQ(alerts(), QStringList{question("this plugin")});
+    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
+    EXPECT_FALSE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Blur.fxplug"))));
+    EXPECT_TRUE(installation().pendingInstallList().isEmpty());
+    EXPECT_EQ(reloadRequests(), 0);
+
+    // Answered this time: the list stays pending while the file is
+    // installed and is cleared when the installation has ended.
+    QStringList pendingWhileInstalling;
+    ui().setOnIncrement([&](int) { pendingWhileInstalling = installation().pendingInstallList(); });
+    ui().answerNext(VTUserInterface::FirstButton);
+    requests().openFiles({blur});
+    waitForOperations();
+    EXPECT_EQ(pendingWhileInstalling, QStringList{blur});
+    EXPECT_TRUE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
+    EXPECT_TRUE(installation().pendingInstallList().isEmpty());
+}
+
+TEST_F(InstallRequestsTest, ANotificationWithoutFilesAsksNothing)
+{
+    requests().installNewPluginsReceived(QVariantMap{{QStringLiteral("other"), QStringList{QStringLiteral("/x.fxplug")}}});
+    requests().openFiles({});
+    waitForOperations();
+    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_TRUE(m_notifications.isEmpty());
+}
