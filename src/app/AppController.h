@@ -93,6 +93,18 @@ public:
     bool removeEmptyFolder(const QString &folder, bool includeEmptySubfolders);
     void unlockItemsInPath(const QString &path);
 
+    // Groups and access (AppControllerGroups.cpp).
+    // Adds a group below the selected row (none: inside the disabled FxPlug
+    // tree), re-sorts and selects it; the window then opens its name for
+    // editing. None when it could not be made (the user was told).
+    GroupPtr addGroup(const ItemPtr &selected);
+    // Moves a plug-in, or the plug-ins below a group, to the folders of
+    // `access` (0 all users, 1 current user), on a new thread or inline.
+    void setAccess(qint64 access, const ItemPtr &item, bool showProgress, bool threaded = true);
+    // The toolbar access toggle over the selected rows; the label gives the
+    // direction ("Current User" moves them to the current user's folders).
+    void toggleUserAccess(const QList<ItemPtr> &selection, const QString &buttonLabel);
+
     // Installation (on the calling thread; the command line calls it directly).
     void installPlugins(const QStringList &paths, const ItemPtr &item, bool forUser, bool showProgress,
                         bool reload = true);

@@ -1,8 +1,11 @@
 #include "VTOperations.h"
 
 #include "OutlineViewController.h"
+#include "VTAccessOperation.h"
 #include "VTEnableOperation.h"
 #include "VTFolderCleanup.h"
+#include "VTGroupDragAndDrop.h"
+#include "VTGroupOperation.h"
 #include "VTGuardedMove.h"
 #include "VTInstallOperation.h"
 #include "VTInstallRequests.h"
@@ -23,6 +26,9 @@ VTOperations::VTOperations(OutlineViewController &catalogue, VTUserInterface &ui
     , m_removal(std::make_unique<VTRemovalOperation>(*m_context, *m_cleanup))
     , m_installation(std::make_unique<VTInstallOperation>(*m_context, *m_cleanup))
     , m_installRequests(std::make_unique<VTInstallRequests>(*m_context, *m_installation))
+    , m_groups(std::make_unique<VTGroupOperation>(*m_context, *m_move))
+    , m_dragAndDrop(std::make_unique<VTGroupDragAndDrop>(*m_context, *m_groups, *m_removal))
+    , m_access(std::make_unique<VTAccessOperation>(*m_context, *m_move))
 {
 }
 

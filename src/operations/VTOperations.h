@@ -8,8 +8,11 @@
 #include <mutex>
 
 class OutlineViewController;
+class VTAccessOperation;
 class VTEnableOperation;
 class VTFolderCleanup;
+class VTGroupDragAndDrop;
+class VTGroupOperation;
 class VTGuardedMove;
 class VTInstallOperation;
 class VTInstallRequests;
@@ -40,6 +43,9 @@ public:
     [[nodiscard]] VTInstallOperation &installation() const { return *m_installation; }
     // Drops and opened files: the "installNewPlugins" notification.
     [[nodiscard]] VTInstallRequests &installRequests() const { return *m_installRequests; }
+    [[nodiscard]] VTGroupOperation &groups() const { return *m_groups; }
+    [[nodiscard]] VTGroupDragAndDrop &dragAndDrop() const { return *m_dragAndDrop; }
+    [[nodiscard]] VTAccessOperation &access() const { return *m_access; }
 
     // The folders moves land in: every plug-in folder and the disabled tree.
     [[nodiscard]] QStringList moveDestinationRoots() const;
@@ -59,5 +65,8 @@ private:
     std::unique_ptr<VTRemovalOperation> m_removal;
     std::unique_ptr<VTInstallOperation> m_installation;
     std::unique_ptr<VTInstallRequests> m_installRequests;
+    std::unique_ptr<VTGroupOperation> m_groups;
+    std::unique_ptr<VTGroupDragAndDrop> m_dragAndDrop;
+    std::unique_ptr<VTAccessOperation> m_access;
     std::once_flag m_recovery;
 };
