@@ -4,7 +4,11 @@
 #include "OutlineViewController.h"
 #include "VTBundleInfoReader.h"
 #include "VTItemArchiver.h"
+#include "VTAccessOperation.h"
 #include "VTLog.h"
+#include "VTOperations.h"
+#include "VTPath.h"
+#include "VTPluginItem.h"
 
 #include <QDir>
 
@@ -69,7 +73,45 @@ std::optional<int> VTCommandLine::run(const QStringList &arguments, FILE *output
         return runAllPlugins(arguments, output);
     if (command == QLatin1String("-install"))
         return runInstall(arguments);
-    return std::nullopt;
+    return runPluginCommand(arguments);
+}
+
+int VTCommandLine::runPluginCommand(const QStringList &arguments)
+{
+    const QString command = arguments.at(1);
+    const bool setAccess = command == QLatin1String("-setaccess");
+    // Text that is no number reads as 0, like the original integer parse.
+    const qint64 access = setAccess ? arguments.at(2).toLongLong() : 0;
+    const QString pluginArgument = arguments.value(setAccess ? 3 : 2);
+    const QString wanted = VTPath::lastComponent(pluginArgument);
+
+    const std::unique_ptr<AppController> controller = AppController::initWithoutGUI();
+    if (!controller)
+        return ControllerFailure;
+    controller->loadPluginData();
+
+    const QStringList paths = controller->listPlugins(true);
+    for (const QString &path : paths) {
+        // -setaccess matches the scanned path's name, the others the record's file name.
+        if (setAccess && !pluginArgument.isEmpty() && VTPath::lastComponent(path) != wanted)
+            continue;
+        const PluginPtr plugin = controller->outlineViewController().pluginFromPath(path);
+        if (!plugin)
+            continue;
+        if (!setAccess && !pluginArgument.isEmpty() && plugin->fileName() != wanted)
+            continue;
+        if (command == QLatin1String("-enable"))
+            controller->moveFilter(plugin, 1);
+        else if (command == QLatin1String("-disable"))
+            controller->moveFilter(plugin, 0);
+        else if (command == QLatin1String("-remove"))
+            controller->removePlugin(plugin);
+        else
+            controller->operations().access().setAccess(access, plugin, false, false);
+    }
+    controller->waitForOperations();
+    VTLog::finishWriting();
+    return 0;
 }
 
 int VTCommandLine::runAllPlugins(const QStringList &arguments, FILE *output)

@@ -22,4 +22,8 @@ public:
 
 private:
     [[nodiscard]] static int runAllPlugins(const QStringList &arguments, FILE *output);
+    // -enable, -disable, -remove and -setaccess: every scanned plug-in that
+    // matches the plug-in argument (or every one without it), in listing
+    // order, through the operation's unthreaded form.
+    [[nodiscard]] static int runPluginCommand(const QStringList &arguments);
 };

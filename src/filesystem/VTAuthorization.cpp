@@ -130,16 +130,26 @@ bool VTAuthorization::startHelper(const QStringList &command, const std::optiona
 
 bool VTAuthorization::authStart()
 {
+    std::lock_guard attempt(m_startMutex);
     if (isAuthorized())
         return true;
-    if (!hasGUI()) {
+    const QStringList command = QProcess::splitCommand(VTLocalPaths::escalateCommand());
+    // Without a window nobody may be asked for a password; an escalation that
+    // never asks (sudo -n, set up by a script) is still allowed.
+    if (!hasGUI() && !isNonInteractiveEscalation(command)) {
         consoleLog(QStringLiteral("Unable to authorize"));
         return false;
     }
-    const QStringList command = QProcess::splitCommand(VTLocalPaths::escalateCommand());
     if (command.isEmpty())
         return false;
     return startHelper(command, std::nullopt);
+}
+
+bool VTAuthorization::isNonInteractiveEscalation(const QStringList &command)
+{
+    if (command.isEmpty() || QFileInfo(command.first()).fileName() != QLatin1String("sudo"))
+        return false;
+    return command.contains(QLatin1String("-n")) || command.contains(QLatin1String("--non-interactive"));
 }
 
 bool VTAuthorization::authStartWithUser(const QString &user, const QString &password)
@@ -148,6 +158,7 @@ bool VTAuthorization::authStartWithUser(const QString &user, const QString &pass
         return true;
     if (user.isEmpty() || password.isEmpty())
         return false;
+    std::lock_guard attempt(m_startMutex);
     const QString failure = QStringLiteral("Authorization failed. Invalid username or password");
     // sudo checks the password of the account that runs it; another user's
     // credentials cannot authorize this process.

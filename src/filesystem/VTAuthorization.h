@@ -39,7 +39,10 @@ public:
 
     // Obtains the right interactively (pkexec shows its dialog). True when
     // authorized afterwards.
+    // Starts the privileged helper once for the process. Without a window
+    // only an escalation that never asks for a password ("sudo -n") may run.
     [[nodiscard]] bool authStart();
+    [[nodiscard]] static bool isNonInteractiveEscalation(const QStringList &command);
     // Obtains the right without a dialog: "sudo -S" with the password on its
     // standard input. The user must be the process's own account.
     [[nodiscard]] bool authStartWithUser(const QString &user, const QString &password);
@@ -88,6 +91,7 @@ private:
 
     std::atomic<bool> m_hasGUI{true};
     QString m_userDirectory;
+    std::mutex m_startMutex; // one authorization attempt at a time
     mutable std::mutex m_helperMutex;
     std::shared_ptr<VTHelperClient> m_helper;
 };

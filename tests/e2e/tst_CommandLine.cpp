@@ -141,6 +141,138 @@ TEST_P(CommandLine, SetAccessWithoutItsArgumentExitsOneAndBuildsNothing)
     EXPECT_EQ(system().snapshot(), before);
 }
 
+TEST_P(CommandLine, DisableByNameDisablesTheAllUsersAndTheCurrentUserCopy)
+{
+    const QString shared = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
+    const QString own = builder().addBundle(Kind::FxPlug, Kind::CurrentUser, QStringLiteral("Blur"));
+    const QString other = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"));
+    ASSERT_TRUE(builder().ok());
+    system().finishBuilding();
+    const auto sharedBytes = E2ESystem::contents(shared);
+    const auto ownBytes = E2ESystem::contents(own);
+
+    // Any folder in the argument is ignored: only the name matches.
+    const E2ESystem::Run run = system().run({QStringLiteral("-disable"), QStringLiteral("/any/where/Blur.fxplug")});
+    EXPECT_EQ(run.exitCode, 0) << run.standardError.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(shared));
+    EXPECT_FALSE(QFileInfo::exists(own));
+    const QString disabledRoot = builder().disabledRoot();
+    EXPECT_EQ(E2ESystem::contents(disabledRoot + shared), sharedBytes);
+    EXPECT_EQ(E2ESystem::contents(disabledRoot + own), ownBytes);
+    EXPECT_TRUE(QFileInfo::exists(other));
+}
+
+TEST_P(CommandLine, EnableWithoutArgumentEnablesEverythingWithinTheTypeFilter)
+{
+    VTBundleOptions disabled;
+    disabled.enabled = false;
+    VTBundleOptions disabledInGroup = disabled;
+    disabledInGroup.group = QStringLiteral("Light");
+    // Paths as they are when enabled; the files start in the disabled tree.
+    const QString fx = builder().folder(Kind::FxPlug, Kind::AllUsers) + QStringLiteral("/Blur.fxplug");
+    const QString vst = builder().folder(Kind::VST, Kind::AllUsers) + QStringLiteral("/Verb.vst");
+    const QString grouped = builder().folder(Kind::AudioUnit, Kind::CurrentUser) + QStringLiteral("/Light/Echo.component");
+    builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"), disabled);
+    builder().addBundle(Kind::VST, Kind::AllUsers, QStringLiteral("Verb"), disabled);
+    builder().addBundle(Kind::AudioUnit, Kind::CurrentUser, QStringLiteral("Echo"), disabledInGroup);
+    ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
+    system().finishBuilding();
+    const QString disabledRoot = builder().disabledRoot();
+    ASSERT_TRUE(QFileInfo::exists(disabledRoot + vst));
+
+    // Filter 8 sees the audio folders and their mirrors only.
+    system().setPreference(QStringLiteral("filter"), qint64(8));
+    EXPECT_EQ(system().run({QStringLiteral("-enable")}).exitCode, 0);
+    EXPECT_TRUE(QFileInfo::exists(vst));
+    EXPECT_TRUE(QFileInfo::exists(grouped));
+    EXPECT_FALSE(QFileInfo::exists(disabledRoot + vst));
+    // The emptied mirror folders are cleaned up, the root stays.
+    EXPECT_FALSE(QFileInfo::exists(disabledRoot + QFileInfo(grouped).path()));
+    EXPECT_TRUE(QFileInfo::exists(disabledRoot));
+    EXPECT_FALSE(QFileInfo::exists(fx));
+    EXPECT_TRUE(QFileInfo::exists(disabledRoot + fx));
+
+    system().setPreference(QStringLiteral("filter"), qint64(0));
+    EXPECT_EQ(system().run({QStringLiteral("-enable")}).exitCode, 0);
+    EXPECT_TRUE(QFileInfo::exists(fx));
+}
+
+TEST_P(CommandLine, SetAccessMovesWhatCanMoveToTheCurrentUser)
+{
+    const QString fx = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
+    const QString vst = builder().addBundle(Kind::VST, Kind::AllUsers, QStringLiteral("Verb"));
+    const QString avid = builder().addBundle(Kind::AvidAVX2, Kind::AllUsers, QStringLiteral("Match"));
+    const QString adobe = builder().addBundle(Kind::AdobePlugin, Kind::AllUsers, QStringLiteral("Sharpen"));
+    ASSERT_TRUE(builder().ok());
+    system().finishBuilding();
+
+    const E2ESystem::Run run = system().run({QStringLiteral("-setaccess"), QStringLiteral("1")});
+    EXPECT_EQ(run.exitCode, 0) << run.standardError.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(fx));
+    EXPECT_TRUE(QFileInfo::exists(builder().folder(Kind::FxPlug, Kind::CurrentUser) + QStringLiteral("/Blur.fxplug")));
+    EXPECT_TRUE(QFileInfo::exists(builder().folder(Kind::VST, Kind::CurrentUser) + QStringLiteral("/Verb.vst")));
+    EXPECT_FALSE(QFileInfo::exists(vst));
+    // Avid and Adobe plug-ins exist for all users only and never move.
+    EXPECT_TRUE(QFileInfo::exists(avid));
+    EXPECT_TRUE(QFileInfo::exists(adobe));
+}
+
+TEST_P(CommandLine, SetAccessMatchesOnlyTheNamedPlugin)
+{
+    const QString blur = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
+    const QString glow = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"));
+    system().finishBuilding();
+
+    EXPECT_EQ(system().run({QStringLiteral("-setaccess"), QStringLiteral("1"), QStringLiteral("Glow.fxplug")}).exitCode, 0);
+    EXPECT_TRUE(QFileInfo::exists(blur));
+    EXPECT_FALSE(QFileInfo::exists(glow));
+    EXPECT_TRUE(QFileInfo::exists(builder().folder(Kind::FxPlug, Kind::CurrentUser) + QStringLiteral("/Glow.fxplug")));
+}
+
+TEST_P(CommandLine, InstallPutsThePluginForAllUsersOrTheCurrentUser)
+{
+    // Install sources outside the sandbox's plug-in folders.
+    VTSandboxBuilder sources(system().scratch() + QStringLiteral("/src-root"), system().scratch() + QStringLiteral("/src-home"));
+    const QString blur = sources.addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
+    const QString glow = sources.addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"));
+    const QString haze = sources.addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Haze"));
+    ASSERT_TRUE(sources.ok());
+    system().finishBuilding();
+    const QString allUsers = builder().folder(Kind::FxPlug, Kind::AllUsers);
+    const QString currentUser = builder().folder(Kind::FxPlug, Kind::CurrentUser);
+
+    EXPECT_EQ(system().run({QStringLiteral("-install"), QStringLiteral("-all"), blur}).exitCode, 0);
+    EXPECT_EQ(system().run({QStringLiteral("-install"), QStringLiteral("-user"), glow}).exitCode, 0);
+    EXPECT_EQ(system().run({QStringLiteral("-install"), haze, QStringLiteral("extra"), QStringLiteral("more")}).exitCode, 0);
+
+    EXPECT_EQ(E2ESystem::contents(allUsers + QStringLiteral("/Blur.fxplug")), E2ESystem::contents(blur));
+    EXPECT_TRUE(QFileInfo::exists(currentUser + QStringLiteral("/Glow.fxplug")));
+    EXPECT_FALSE(QFileInfo::exists(allUsers + QStringLiteral("/Glow.fxplug")));
+    EXPECT_TRUE(QFileInfo::exists(currentUser + QStringLiteral("/Haze.fxplug")));
+    // Installation copies: the sources stay.
+    EXPECT_TRUE(QFileInfo::exists(blur));
+}
+
+TEST_P(CommandLine, RemoveMovesTheMatchingPluginToTheTrash)
+{
+    const QString blur = builder().addBundle(Kind::FxPlug, Kind::CurrentUser, QStringLiteral("Blur"));
+    const QString glow = builder().addBundle(Kind::FxPlug, Kind::CurrentUser, QStringLiteral("Glow"));
+    system().finishBuilding();
+
+    EXPECT_EQ(system().run({QStringLiteral("-remove"), QStringLiteral("Blur.fxplug")}).exitCode, 0);
+    EXPECT_FALSE(QFileInfo::exists(blur));
+    EXPECT_TRUE(QFileInfo::exists(glow));
+    // trash-cli lists it with its original path.
+    QProcess list;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), system().home());
+    environment.remove(QStringLiteral("XDG_DATA_HOME"));
+    list.setProcessEnvironment(environment);
+    list.start(QStringLiteral("trash-list"), {});
+    list.waitForFinished();
+    EXPECT_TRUE(QString::fromUtf8(list.readAllStandardOutput()).contains(blur));
+}
+
 INSTANTIATE_TEST_SUITE_P(Runners, CommandLine,
                          ::testing::Values(E2ESystem::Runner::CurrentUser, E2ESystem::Runner::Unprivileged),
                          [](const auto &info) {

@@ -270,7 +270,8 @@ TEST_F(UserTest, RefusedOrImpossibleAuthorizationAnswersNo)
         const FsTest::Run run = drive({QStringLiteral("move"), source, target}, escalate);
         EXPECT_EQ(run.out.trimmed(), "NO") << escalate.toStdString();
     }
-    FsTest::Run run = drive({QStringLiteral("no-gui-move"), source, target});
+    // Without a window an escalation that may ask for a password is refused.
+    FsTest::Run run = drive({QStringLiteral("no-gui-move"), source, target}, QStringLiteral("pkexec"));
     EXPECT_EQ(run.out.trimmed(), "NO");
     EXPECT_TRUE(run.err.contains("Unable to authorize"));
     // A user sudo does not know for this helper.
