@@ -314,15 +314,19 @@ TEST_F(UserTest, HostileNamesSurviveTheWholeWay)
         EXPECT_EQ(FsTest::readFile(VTPath::join(other, name)), name.toUtf8());
         EXPECT_EQ(drive({QStringLiteral("copy"), VTPath::join(other, name), VTPath::join(folder, name)}).out.trimmed(), "YES");
         EXPECT_EQ(FsTest::readFile(VTPath::join(folder, name)), name.toUtf8());
-        EXPECT_EQ(drive({QStringLiteral("mkdir"), VTPath::join({folder, QStringLiteral("dirs"), name})}).out.trimmed(), "YES");
-        EXPECT_EQ(drive({QStringLiteral("trash"), VTPath::join(other, name)}).out.trimmed(), "YES");
-        EXPECT_FALSE(FsTest::exists(VTPath::join(other, name)));
-        EXPECT_EQ(drive({QStringLiteral("remove"), VTPath::join(folder, name)}).out.trimmed(), "YES");
-        EXPECT_FALSE(FsTest::exists(VTPath::join(folder, name)));
     }
-    QDirIterator all(m_dir.path(), QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (all.hasNext())
-        EXPECT_NE(all.next().section(u'/', -1), QStringLiteral("PWNED"));
+    // The other privileged steps, with every hostile part in one name.
+    const QString all = QStringLiteral("-rf ") + names.join(QString());
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(other, all), "all"));
+    EXPECT_EQ(drive({QStringLiteral("mkdir"), VTPath::join({folder, QStringLiteral("dirs"), all})}).out.trimmed(), "YES");
+    EXPECT_TRUE(FsTest::exists(VTPath::join({folder, QStringLiteral("dirs"), all})));
+    EXPECT_EQ(drive({QStringLiteral("trash"), VTPath::join(other, all)}).out.trimmed(), "YES");
+    EXPECT_FALSE(FsTest::exists(VTPath::join(other, all)));
+    EXPECT_EQ(drive({QStringLiteral("remove"), VTPath::join({folder, QStringLiteral("dirs"), all})}).out.trimmed(), "YES");
+    EXPECT_FALSE(FsTest::exists(VTPath::join({folder, QStringLiteral("dirs"), all})));
+    QDirIterator everything(m_dir.path(), QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (everything.hasNext())
+        EXPECT_NE(everything.next().section(u'/', -1), QStringLiteral("PWNED"));
     EXPECT_FALSE(FsTest::exists(QStringLiteral("/PWNED")));
 }
 
