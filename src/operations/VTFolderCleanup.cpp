@@ -48,19 +48,22 @@ bool VTFolderCleanup::removeEmptyFolder(const QString &folder, bool includeEmpty
         return true;
     if (!VTPlainFiles::isFolder(folder))
         return false;
+    // The protection test costs a look at every standard folder, so a folder
+    // that holds something is let go first where that gives the same answer
+    // (the clean-up after an enable mostly meets such folders).
+    QStringList entries;
+    const int listError = VTPlainFiles::list(folder, entries);
+    const bool holdsSomething = entries.size() > 1 || (entries.size() == 1 && entries.first() != DSStore);
+    if (listError == 0 && !includeEmptySubfolders && holdsSomething)
+        return false;
     if (VTLocalPaths::isPathSystemDirectory(folder) || isKindFolder(folder))
         return false;
-
-    QStringList entries;
-    if (const int error = VTPlainFiles::list(folder, entries)) {
+    if (listError) {
         m_context.postAndLog(QStringLiteral("Error getting contents of directory %1 - %2")
-                                 .arg(folder, VTPlainFiles::describe(error)));
+                                 .arg(folder, VTPlainFiles::describe(listError)));
         return false;
     }
-    if (!includeEmptySubfolders) {
-        if (entries.size() > 1 || (entries.size() == 1 && entries.first() != DSStore))
-            return false;
-    } else {
+    if (includeEmptySubfolders) {
         for (const QString &name : std::as_const(entries)) {
             const QString entry = VTPath::join(folder, name);
             if (VTPlainFiles::isFolder(entry)) {

@@ -4,6 +4,7 @@
 // and the operations over it, a display interface that records what it was
 // asked to show, and a view that records row reloads.
 
+#include "../filesystem/FsTestSupport.h"
 #include "OutlineViewController.h"
 #include "VTBundleInfoReader.h"
 #include "VTCatalogueLoader.h"
@@ -26,7 +27,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -262,21 +262,23 @@ inline bool sameTree(const QString &a, const QString &b)
     return dirA.valid() && dirB.valid() && VTTreeCopy::sameTree(dirA.get(), leafA, dirB.get(), leafB);
 }
 
+// The test driver that runs operations in a process of its own.
+inline QString driverPath()
+{
+    return VTPath::join(FsTest::binaryDir(), QStringLiteral("tests/operations/tessary-ops-driver"));
+}
+
 // Runs a program and answers its exit code (-1 when it did not end normally)
 // and its standard output.
 inline std::pair<int, QString> run(const QString &program, const QStringList &arguments)
 {
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForFinished(60000))
-        return {-1, QString()};
-    const int code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    return {code, QString::fromUtf8(process.readAllStandardOutput())};
+    const FsTest::Run result = FsTest::run(program, arguments);
+    return {result.exitCode, QString::fromUtf8(result.out)};
 }
 
 inline bool isRoot()
 {
-    return ::geteuid() == 0;
+    return FsTest::isRoot();
 }
 
 } // namespace OpsTest

@@ -187,7 +187,7 @@ TEST_F(EnableOperationTest, TheCancelFlagStopsEveryLaterMove)
 
 TEST_F(EnableOperationTest, ImmutableFlagsAlongBothPathsAreCleared)
 {
-    if (!OpsTest::isRoot())
+    if (!FsTest::isRoot())
         GTEST_SKIP() << "setting the immutable attribute needs root";
     const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("G")));
     ASSERT_TRUE(builder().ok());

@@ -34,11 +34,11 @@ protected:
     // The original paths trash-cli lists for the sandbox's home trash.
     static QStringList trashList()
     {
-        const auto [code, output] = OpsTest::run(QStringLiteral("trash-list"), {});
+        const FsTest::Run listing = FsTest::run(QStringLiteral("trash-list"), {});
         QStringList paths;
-        if (code != 0)
+        if (listing.exitCode != 0)
             return paths;
-        for (const QString &line : output.split(u'\n', Qt::SkipEmptyParts)) {
+        for (const QString &line : QString::fromUtf8(listing.out).split(u'\n', Qt::SkipEmptyParts)) {
             // "YYYY-MM-DD HH:MM:SS /original/path"
             paths << line.section(u' ', 2);
         }
@@ -252,7 +252,7 @@ TEST_F(RemovalTest, KindFoldersAndSystemFoldersAreNeverRemoved)
 
 TEST_F(RemovalTest, UnlockingStopsAtTheFirstMissingComponent)
 {
-    if (!OpsTest::isRoot())
+    if (!FsTest::isRoot())
         GTEST_SKIP() << "setting the immutable attribute needs root";
     const QString outer = fxPlug(QStringLiteral("Outer"));
     const QString inner = VTPath::join(outer, QStringLiteral("Inner"));
