@@ -3,11 +3,16 @@
 #include "OutlineViewController.h"
 #include "VTAuthorization.h"
 #include "VTCatalogueLoader.h"
+#include "VTCatalogueView.h"
 #include "VTConsoleInterface.h"
+#include "VTGroupItem.h"
 #include "VTLog.h"
+#include "VTMainThread.h"
 #include "VTOperationThreads.h"
 #include "VTOperations.h"
 #include "VTUserDefaults.h"
+
+#include <QCoreApplication>
 
 std::unique_ptr<AppController> AppController::initWithoutGUI()
 {
@@ -28,6 +33,10 @@ AppController::AppController(std::unique_ptr<VTUserInterface> ui, bool hasGUI, Q
     , m_ui(std::move(ui))
     , m_catalogue(std::make_unique<OutlineViewController>())
     , m_loader(std::make_unique<VTCatalogueLoader>(*m_catalogue, *m_ui))
+    , m_sorter(*m_catalogue)
+    , m_expanded(*m_catalogue)
+    , m_selection(*m_catalogue)
+    , m_architectures(*m_catalogue)
 {
     m_reloadQueue.setMaxThreadCount(1);
     m_operations = std::make_unique<VTOperations>(
@@ -36,22 +45,52 @@ AppController::AppController(std::unique_ptr<VTUserInterface> ui, bool hasGUI, Q
     // Before the first reload, and in the background: a move that a crash or
     // a kill interrupted is finished or undone.
     m_reloadQueue.start([this] { m_operations->resolveInterruptedMovesOnce(); });
+    // The loader runs these only when the catalogue has a view.
+    m_loader->setViewSteps({
+        [this] { m_savedSelection = m_selection.arrayOfSelectedItemPaths(); },
+        [this] {
+            m_sorter.applySorting();
+            m_expanded.loadExpandedItems();
+            m_selection.selectItemPathsFromArray(std::exchange(m_savedSelection, {}));
+        },
+    });
 }
 
 AppController::~AppController()
 {
     // Operations may still queue a reload, so they end first.
     m_operations->threads().waitForAll();
-    m_reloadQueue.waitForDone();
+    waitForReloads();
+}
+
+void AppController::setCatalogueView(VTCatalogueView *view)
+{
+    m_catalogue->setView(view);
 }
 
 void AppController::reloadData()
 {
-    m_reloadQueue.start([this] { m_loader->loadPluginData(); });
+    m_reloadQueue.start([this] {
+        m_loader->loadPluginData();
+        // Only an event loop can deliver the signal on the main thread;
+        // without one there is nobody waiting for it there.
+        if (VTMainThread::eventLoopRunning())
+            QMetaObject::invokeMethod(this, &AppController::reloadFinished, Qt::QueuedConnection);
+        else
+            emit reloadFinished();
+    });
 }
 
 void AppController::waitForReloads()
 {
+    // A reload hands display steps to the main thread and waits for them, so
+    // the main thread must go on serving them while it waits here.
+    if (VTMainThread::eventLoopRunning() && VTMainThread::isMainThread()) {
+        while (!m_reloadQueue.waitForDone(10))
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QCoreApplication::sendPostedEvents();
+        return;
+    }
     m_reloadQueue.waitForDone();
 }
 
@@ -71,6 +110,16 @@ QStringList AppController::listPlugins(bool includeDisabled, bool includeFolders
     return m_loader->listPlugins(includeDisabled, includeFolders);
 }
 
+QStringList AppController::listPlugins(bool includeDisabled, bool includeFolders, const QStringList &folders)
+{
+    return m_loader->listPlugins(includeDisabled, includeFolders, folders);
+}
+
+void AppController::processPluginAtPath(const QString &path)
+{
+    m_loader->processPluginAtPath(path);
+}
+
 QList<PluginPtr> AppController::allPlugins() const
 {
     return m_catalogue->allPlugins();
@@ -79,4 +128,52 @@ QList<PluginPtr> AppController::allPlugins() const
 void AppController::refreshPluginStats()
 {
     m_loader->refreshPluginStats();
+}
+
+int AppController::countTotalItemsInArray(const QList<ItemPtr> &items, int stopAt)
+{
+    return VTCatalogueLoader::countTotalItemsInArray(items, stopAt);
+}
+
+int AppController::countTotalEnabledItemsInArray(const QList<ItemPtr> &items, int stopAt)
+{
+    return VTCatalogueLoader::countTotalEnabledItemsInArray(items, stopAt);
+}
+
+void AppController::search(const QString &text)
+{
+    m_catalogue->search(text);
+}
+
+void AppController::outlineViewDidClickTableColumn(const QString &identifier)
+{
+    m_sorter.didClickTableColumn(identifier);
+}
+
+void AppController::outlineViewItemDidExpand(const ItemPtr &item)
+{
+    m_expanded.outlineViewItemDidExpand(item);
+}
+
+void AppController::outlineViewItemDidCollapse(const ItemPtr &item)
+{
+    m_expanded.outlineViewItemDidCollapse(item);
+}
+
+void AppController::expandGroupItem(const ItemPtr &item)
+{
+    VTCatalogueView *view = m_catalogue->view();
+    const GroupPtr group = item ? item->asGroup() : nullptr;
+    if (view && group && !group->children().isEmpty())
+        view->expandItem(group, false);
+}
+
+QList<VTSelectionMemory::Entry> AppController::arrayOfSelectedItemPaths() const
+{
+    return m_selection.arrayOfSelectedItemPaths();
+}
+
+void AppController::selectItemPathsFromArray(const QList<VTSelectionMemory::Entry> &entries)
+{
+    m_selection.selectItemPathsFromArray(entries);
 }

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "VTArchitectureSelection.h"
 #include "VTCatalogueItem.h"
+#include "VTCatalogueSorter.h"
+#include "VTExpandedItems.h"
 #include "VTOperationContext.h"
+#include "VTSelectionMemory.h"
 
 #include <QObject>
 #include <QStringList>
@@ -12,6 +16,7 @@
 
 class OutlineViewController;
 class VTCatalogueLoader;
+class VTCatalogueView;
 class VTInstallRequests;
 class VTOperations;
 class VTUserInterface;
@@ -19,7 +24,8 @@ class VTUserInterface;
 // The application's central object, shared by the window and the command
 // line: it owns the catalogue, the display interface and the reload queue,
 // and is what the operations run against. It shows nothing itself; whatever
-// shows things comes in as the VTUserInterface.
+// shows things comes in as the VTUserInterface and, with a window, the
+// VTCatalogueView of its outline.
 class AppController : public QObject
 {
     Q_OBJECT
@@ -32,6 +38,7 @@ public:
     [[nodiscard]] static std::unique_ptr<AppController> initWithoutGUI();
 
     AppController(std::unique_ptr<VTUserInterface> ui, bool hasGUI, QObject *parent = nullptr);
+    // Waits for a running reload first.
     ~AppController() override;
 
     [[nodiscard]] bool hasGUI() const { return m_hasGUI; }
@@ -39,17 +46,50 @@ public:
     [[nodiscard]] VTUserInterface &userInterface() { return *m_ui; }
     [[nodiscard]] VTCatalogueLoader &loader() { return *m_loader; }
 
+    // The window's outline; set once, before the first reload. With a view
+    // a reload keeps the selection, sorting and expanded groups.
+    void setCatalogueView(VTCatalogueView *view);
+
+    // --- reload ------------------------------------------------------------
     // Queues one reload on the reload queue (one at a time) and returns.
+    // reloadFinished() follows on the main thread.
     void reloadData();
-    // Waits until the queued reloads have run.
+    // Waits until the queued reloads have run; on the main thread of a window
+    // it serves the reload's display steps meanwhile.
     void waitForReloads();
     // The full reload, on the calling thread.
     void loadPluginData();
 
     [[nodiscard]] QStringList listFilteredPlugins(bool includeDisabled, bool includeFolders);
     [[nodiscard]] QStringList listPlugins(bool includeDisabled, bool includeFolders = false);
+    [[nodiscard]] QStringList listPlugins(bool includeDisabled, bool includeFolders, const QStringList &folders);
+    // Classifies one path and adds it to the tree.
+    void processPluginAtPath(const QString &path);
     [[nodiscard]] QList<PluginPtr> allPlugins() const;
     void refreshPluginStats();
+    [[nodiscard]] static int countTotalItemsInArray(const QList<ItemPtr> &items, int stopAt = -1);
+    [[nodiscard]] static int countTotalEnabledItemsInArray(const QList<ItemPtr> &items, int stopAt = -1);
+
+    // --- tree (main thread) ------------------------------------------------
+    // The search field's text.
+    void search(const QString &text);
+    // A click on a column header, by identifier ("colName", ...).
+    void outlineViewDidClickTableColumn(const QString &identifier);
+    void outlineViewItemDidExpand(const ItemPtr &item);
+    void outlineViewItemDidCollapse(const ItemPtr &item);
+    // Expands a group that has children; anything else is ignored.
+    void expandGroupItem(const ItemPtr &item);
+
+    [[nodiscard]] QList<VTSelectionMemory::Entry> arrayOfSelectedItemPaths() const;
+    void selectItemPathsFromArray(const QList<VTSelectionMemory::Entry> &entries);
+
+    void select32BitOnlyPlugins() { m_architectures.select32BitOnlyPlugins(); }
+    void select64BitOnlyPlugins() { m_architectures.select64BitOnlyPlugins(); }
+    void selectPPCOnlyPlugins() { m_architectures.selectPPCOnlyPlugins(); }
+    void selectIntelOnlyPlugins() { m_architectures.selectIntelOnlyPlugins(); }
+
+    [[nodiscard]] VTCatalogueSorter &sorter() { return m_sorter; }
+    [[nodiscard]] VTExpandedItems &expandedItems() { return m_expanded; }
 
     // --- operations (src/operations) ---------------------------------------
     [[nodiscard]] VTOperations &operations() { return *m_operations; }
@@ -113,11 +153,21 @@ public:
     // "installNewPlugins" notification, a signal carrying "fileList".
     [[nodiscard]] VTInstallRequests &installRequests();
 
+signals:
+    // A reload queued by reloadData() has finished (main thread).
+    void reloadFinished();
+
 private:
     bool m_hasGUI;
     std::unique_ptr<VTUserInterface> m_ui;
     std::unique_ptr<OutlineViewController> m_catalogue;
     std::unique_ptr<VTCatalogueLoader> m_loader;
+    VTCatalogueSorter m_sorter;
+    VTExpandedItems m_expanded;
+    VTSelectionMemory m_selection;
+    VTArchitectureSelection m_architectures;
+    // The selection remembered before a reload; main thread only.
+    QList<VTSelectionMemory::Entry> m_savedSelection;
     QThreadPool m_reloadQueue;
     std::unique_ptr<VTOperations> m_operations;
 };

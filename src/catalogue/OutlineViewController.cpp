@@ -64,12 +64,24 @@ QString OutlineViewController::currentUser()
     return VTPluginFolders::currentUser();
 }
 
+void OutlineViewController::setIsReloading(bool reloading)
+{
+    m_isReloading.store(reloading);
+    if (!reloading) {
+        std::lock_guard lock(m_mutex);
+        m_reloadGroups.clear();
+    }
+}
+
 void OutlineViewController::clearData()
 {
     setIsReloading(true);
     {
         std::lock_guard lock(m_mutex);
         m_dataArray.clear();
+        // Additions still on their way belong to the tree being dropped.
+        m_pending.clear();
+        m_reloadGroups.clear();
         m_backupDataArray.reset();
     }
     emit treeReset();
@@ -84,6 +96,16 @@ GroupPtr OutlineViewController::findGroup(const QList<ItemPtr> &items, const QSt
     return nullptr;
 }
 
+GroupPtr OutlineViewController::findTopLevelGroup(const QString &subdir) const
+{
+    std::lock_guard lock(m_mutex);
+    if (isReloading())
+        return m_reloadGroups.value(subdir);
+    if (GroupPtr group = findGroup(m_dataArray, subdir))
+        return group;
+    return findGroup(m_pending, subdir);
+}
+
 GroupPtr OutlineViewController::createGroupPath(const QString &subdir, const QString &basePath,
                                                 bool returnLastObject, bool *isUnique)
 {
@@ -94,13 +116,12 @@ GroupPtr OutlineViewController::createGroupPath(const QString &subdir, const QSt
     if (components.isEmpty())
         return nullptr;
 
-    QList<ItemPtr> level = m_dataArray;
     GroupPtr above;
     GroupPtr createdTop;
     QString accumulated;
     for (const QString &component : components) {
         accumulated = VTPath::join(accumulated, component);
-        GroupPtr group = findGroup(level, accumulated);
+        GroupPtr group = above ? findGroup(above->children(), accumulated) : findTopLevelGroup(accumulated);
         if (!group) {
             const QString folder = VTPath::join(basePath, accumulated);
             group = VTGroupItem::create(VTPath::displayName(folder), folder, accumulated);
@@ -110,7 +131,6 @@ GroupPtr OutlineViewController::createGroupPath(const QString &subdir, const QSt
                 createdTop = group;
         }
         above = group;
-        level = group->children();
     }
     if (isUnique)
         *isUnique = createdTop != nullptr;
@@ -123,7 +143,7 @@ GroupPtr OutlineViewController::addGroup(const QString &subdir, const QString &b
 {
     GroupPtr created = createGroupPath(subdir, basePath);
     if (created)
-        addChild(created);
+        addItemToDataArray(created);
     return created;
 }
 
@@ -152,41 +172,63 @@ PluginPtr OutlineViewController::addPlugin(const QString &fileName, const QStrin
 {
     const PluginPtr plugin = VTPluginItem::createScanned(fileName, shortName, subdir, version, pluginType,
                                                          pluginAccess, pluginEnabled);
+    placePlugin(plugin);
+    plugin->setLockStatus();
+    return plugin;
+}
+
+void OutlineViewController::placePlugin(const PluginPtr &plugin)
+{
     if (!plugin->subdir().isEmpty()) {
         if (const GroupPtr top = groupFromPlugin(plugin))
             addItemToDataArray(top);
     } else {
         addItemToDataArray(plugin);
     }
-    plugin->setLockStatus();
-    return plugin;
 }
 
 void OutlineViewController::addChild(const ItemPtr &item)
 {
-    if (!item)
-        return;
-    addItemToDataArray(item);
+    if (item)
+        queueAppend(item, true);
 }
 
 void OutlineViewController::addItemToDataArray(const ItemPtr &item)
 {
-    if (!item)
-        return;
-    // While a reload builds the tree nobody displays it, so the workers add
-    // directly; afterwards the main thread owns every change.
-    if (isReloading()) {
+    if (item)
+        queueAppend(item, false);
+}
+
+void OutlineViewController::queueAppend(const ItemPtr &item, bool wait)
+{
+    {
         std::lock_guard lock(m_mutex);
-        m_dataArray.append(item);
-        return;
+        m_pending.append(item);
+        if (isReloading() && item->isGroup() && !m_reloadGroups.contains(item->subdir()))
+            m_reloadGroups.insert(item->subdir(), item->asGroup());
     }
-    VTMainThread::runAndWait([this, item] {
-        {
-            std::lock_guard lock(m_mutex);
-            m_dataArray.append(item);
-        }
+    const auto apply = [this, item] { applyAppend(item); };
+    if (wait)
+        VTMainThread::runAndWait(apply);
+    else
+        VTMainThread::run(apply);
+}
+
+void OutlineViewController::applyAppend(const ItemPtr &item)
+{
+    {
+        std::lock_guard lock(m_mutex);
+        // Steps reach the main thread in the order they were handed over,
+        // so the record is almost always the first pending one.
+        if (!m_pending.isEmpty() && m_pending.constFirst() == item)
+            m_pending.removeFirst();
+        else if (!m_pending.removeOne(item))
+            return; // dropped by clearData meanwhile
+        m_dataArray.append(item);
+    }
+    // During a reload the model is reset once the tree is complete.
+    if (!isReloading())
         emit treeReset();
-    });
 }
 
 GroupPtr OutlineViewController::groupMatchingSubdir(const QString &subdir) const
@@ -249,6 +291,8 @@ PluginPtr OutlineViewController::pluginFromPath(const QString &path)
 
 void OutlineViewController::search(const QString &text)
 {
+    if (isReloading())
+        return;
     {
         std::lock_guard lock(m_mutex);
         if (!text.isEmpty()) {
@@ -271,6 +315,6 @@ void OutlineViewController::search(const QString &text)
         }
     }
     emit treeReset();
-    if (m_view)
-        VTMainThread::runAndWait([this] { m_view->reloadTree(); });
+    if (VTCatalogueView *view = m_view.load())
+        VTMainThread::runAndWait([view] { view->reloadTree(); });
 }

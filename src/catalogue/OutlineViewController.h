@@ -3,6 +3,7 @@
 #include "VTCatalogueItem.h"
 #include "VTPluginFolders.h"
 
+#include <QHash>
 #include <QObject>
 #include <QStringList>
 #include <QVariantMap>
@@ -19,10 +20,13 @@ class VTCatalogueView;
 // dictionary and the disabled-plugins root, and the operations that build,
 // search, sort and look up the tree.
 //
-// Threads: the top level is guarded by a mutex, so the scan's workers may
-// add to it while a reload runs. The view never reads it then: every tree
-// query answers nothing while `isReloading` is set. Outside a reload the
-// tree is changed on the main thread only (see VTMainThread).
+// Threads: every change of the top level is made on the main thread (see
+// VTMainThread). The scan's workers hand their additions over without
+// waiting; until the main thread has applied them they are kept as pending,
+// so that group lookups already see them and a folder gets one group. The
+// top level is also guarded by a mutex, as workers read it. The view reads
+// nothing while `isReloading` is set: every tree query of the model answers
+// nothing then.
 class OutlineViewController : public QObject
 {
     Q_OBJECT
@@ -32,17 +36,21 @@ public:
     ~OutlineViewController() override;
 
     // --- state -----------------------------------------------------------
-    [[nodiscard]] bool hasGUI() const { return m_view != nullptr; }
-    // The view that shows the tree; none in command-line mode.
-    void setView(VTCatalogueView *view) { m_view = view; }
-    [[nodiscard]] VTCatalogueView *view() const { return m_view; }
+    [[nodiscard]] bool hasGUI() const { return m_view.load() != nullptr; }
+    // The view that shows the tree; none in command-line mode. Set before
+    // the first reload.
+    void setView(VTCatalogueView *view) { m_view.store(view); }
+    [[nodiscard]] VTCatalogueView *view() const { return m_view.load(); }
 
     [[nodiscard]] bool isReloading() const { return m_isReloading.load(); }
-    void setIsReloading(bool reloading) { m_isReloading.store(reloading); }
+    void setIsReloading(bool reloading);
 
     // A copy of the top level.
     [[nodiscard]] QList<ItemPtr> dataArray() const;
+    // Replaces the top level (main thread) and tells the model.
     void setDataArray(const QList<ItemPtr> &items);
+    // Tells the model that the tree changed as a whole (main thread).
+    void notifyTreeReset() { emit treeReset(); }
     [[nodiscard]] std::optional<QList<ItemPtr>> backupDataArray() const;
 
     // --- folders ---------------------------------------------------------
@@ -61,6 +69,10 @@ public:
     // a subfolder, else at the top level.
     PluginPtr addPlugin(const QString &fileName, const QString &shortName, const QString &subdir,
                         const QString &version, qint64 pluginType, qint64 pluginAccess, qint64 pluginEnabled);
+    // The placing half of addPlugin, for a record made beforehand (the scan
+    // makes records on its workers and places them one at a time). The
+    // caller evaluates the lock status again afterwards.
+    void placePlugin(const PluginPtr &plugin);
     // Makes the group chain of a folder; a new top-level group is added to
     // the top level and returned.
     GroupPtr addGroup(const QString &subdir, const QString &basePath);
@@ -74,8 +86,10 @@ public:
     // group; answers that group when the chain's top-level group was made
     // here (the caller then adds it to the top level).
     GroupPtr groupFromPlugin(const PluginPtr &plugin);
-    // Adds a plug-in or group record to the top level.
+    // Adds a plug-in or group record to the top level on the main thread
+    // and waits for it.
     void addChild(const ItemPtr &item);
+    // Appends a record to the top level on the main thread without waiting.
     void addItemToDataArray(const ItemPtr &item);
 
     // --- lookups ---------------------------------------------------------
@@ -86,6 +100,10 @@ public:
     [[nodiscard]] PluginPtr pluginFromPath(const QString &path);
 
     // --- search ----------------------------------------------------------
+    // Non-empty text: shows the records whose name (groups: title or a
+    // remaining child) contains it, saving the full top level first. Empty
+    // text: restores the saved top level exactly. Ignored during a reload,
+    // which ends any search anyway.
     void search(const QString &text);
 
 signals:
@@ -94,13 +112,24 @@ signals:
 
 private:
     [[nodiscard]] static GroupPtr findGroup(const QList<ItemPtr> &items, const QString &subdir);
+    // The top-level group with this subdir, in applied and pending records.
+    [[nodiscard]] GroupPtr findTopLevelGroup(const QString &subdir) const;
+    void queueAppend(const ItemPtr &item, bool wait);
+    void applyAppend(const ItemPtr &item);
 
-    VTCatalogueView *m_view = nullptr;
+    std::atomic<VTCatalogueView *> m_view{nullptr};
     std::atomic<bool> m_isReloading{false};
     QString m_disabledPath;
 
     mutable std::recursive_mutex m_mutex; // guards everything below
     QList<ItemPtr> m_dataArray;
+    // Handed to the main thread, not yet applied, in the order handed over.
+    QList<ItemPtr> m_pending;
+    // While a reload builds the tree, its top-level groups by subdir (the
+    // first one wins), so that placing thousands of plug-ins does not search
+    // thousands of top-level records each time. Outside a reload records may
+    // be renamed, and the list is searched as it stands.
+    QHash<QString, GroupPtr> m_reloadGroups;
     std::optional<QList<ItemPtr>> m_backupDataArray;
     std::shared_ptr<const VTPluginFolders> m_folders;
 };

@@ -1,20 +1,23 @@
 #include "VTCatalogueLoader.h"
 
 #include "OutlineViewController.h"
+#include "VTBundleInfoRequest.h"
 #include "VTCatalogueView.h"
+#include "VTException.h"
 #include "VTFileManager.h"
 #include "VTGroupItem.h"
 #include "VTLog.h"
 #include "VTMainThread.h"
 #include "VTPluginItem.h"
+#include "VTPluginScanner.h"
+#include "VTScanPipeline.h"
 #include "VTUserDefaults.h"
 #include "VTUserInterface.h"
-#include "VTPluginScanner.h"
 
-#include <QThreadPool>
 
+#include <algorithm>
+#include <atomic>
 #include <optional>
-#include <vector>
 
 VTCatalogueLoader::VTCatalogueLoader(OutlineViewController &catalogue, VTUserInterface &ui)
     : m_catalogue(catalogue)
@@ -50,7 +53,7 @@ void VTCatalogueLoader::processPluginAtPath(const QString &path)
 void VTCatalogueLoader::processPluginAtPath(const QString &path, qint64 /*filter*/, const VTPluginFolders &folders,
                                             const QString &disabledPath)
 {
-    VTLog::appendLog(QStringLiteral("Processing plugin %1").arg(path));
+    VTLog::fastAppendLog(QStringLiteral("Processing plugin ") + path);
     addClassified(VTPathClassifier::classify(path, folders, disabledPath));
 }
 
@@ -59,72 +62,118 @@ void VTCatalogueLoader::addClassified(const VTPathClassification &result)
     std::lock_guard lock(m_addMutex);
     if (result.isGroup) {
         m_catalogue.addGroup(result.groupSubdir, result.groupBaseFolder);
-    } else {
-        m_catalogue.addPlugin(result.fileName, result.displayName, result.subdir, QString(), result.kind,
-                              result.access, result.enabled);
+        return;
     }
+    const PluginPtr plugin = m_catalogue.addPlugin(result.fileName, result.displayName, result.subdir, QString(),
+                                                   result.kind, result.access, result.enabled);
+    if (auto read = plugin->bundleProcessThread())
+        m_reads.push_back(std::move(read));
+}
+
+void VTCatalogueLoader::scanAndClassify(const QStringList &folders, const VTPluginFolders &folderTable,
+                                        const QString &disabledPath)
+{
+    // Classification and the making of records (with their file-system
+    // queries) run on the workers; only placing records in the tree is
+    // serialised, in listing order.
+    VTScanPipeline pipeline(
+        ClassificationThreads,
+        [&folderTable, &disabledPath](const QString &path, bool isGroupFolder) {
+            VTLog::fastAppendLog(QStringLiteral("Processing plugin ") + path);
+            VTScanPipeline::Result result{VTPathClassifier::classify(path, folderTable, disabledPath, isGroupFolder),
+                                          nullptr};
+            const VTPathClassification &found = result.classification;
+            if (!found.isGroup) {
+                result.plugin = VTPluginItem::createScanned(found.fileName, found.displayName, found.subdir,
+                                                            QString(), found.kind, found.access, found.enabled);
+            }
+            return result;
+        },
+        [this](VTScanPipeline::Result &result) {
+            {
+                std::lock_guard lock(m_addMutex);
+                if (!result.plugin) {
+                    m_catalogue.addGroup(result.classification.groupSubdir, result.classification.groupBaseFolder);
+                    return;
+                }
+                m_catalogue.placePlugin(result.plugin);
+                if (auto read = result.plugin->bundleProcessThread())
+                    m_reads.push_back(std::move(read));
+            }
+            // The lock status is evaluated once more after placing.
+            result.plugin->setLockStatus();
+        });
+    VTPluginScanner().listPlugins(true, true, folders, disabledPath,
+                                  [&pipeline](const QString &path, bool isGroupFolder) {
+                                      pipeline.push(path, isGroupFolder);
+                                  });
+    pipeline.finish();
+}
+
+void VTCatalogueLoader::waitForBundleReads()
+{
+    std::vector<std::shared_ptr<VTBundleInfoRequest>> reads;
+    {
+        std::lock_guard lock(m_addMutex);
+        reads.swap(m_reads);
+    }
+    for (const auto &read : reads)
+        read->wait();
 }
 
 void VTCatalogueLoader::loadPluginData()
 {
-    m_catalogue.setIsReloading(true);
-    VTMainThread::runAndWait([this] {
+    const bool withWindow = m_catalogue.hasGUI();
+    // One step on the main thread, so that the view never sees the flag set
+    // over a tree it still shows: from here on the model answers nothing.
+    VTMainThread::runAndWait([this, withWindow] {
+        m_catalogue.setIsReloading(true);
         m_ui.setCatalogueLoading(true);
         m_ui.setStatisticsText(QStringLiteral("Populating plugins..."));
-    });
-
-    const bool withWindow = m_catalogue.hasGUI();
-    if (withWindow && m_viewSteps.rememberSelection)
-        VTMainThread::runAndWait(m_viewSteps.rememberSelection);
-    VTMainThread::runAndWait([this, withWindow] {
+        if (withWindow && m_viewSteps.rememberSelection)
+            m_viewSteps.rememberSelection();
         m_catalogue.clearData();
         if (withWindow)
             m_catalogue.view()->reloadTree();
     });
 
-    VTLog::appendLog(QStringLiteral("Loading plugin data..."));
-    const QString disabledPath = m_catalogue.disabledPath();
-    if (!VTFileManager::fileExistsAtPath(disabledPath))
-        VTFileManager::createDirectory(disabledPath, true);
+    try {
+        VTLog::appendLog(QStringLiteral("Loading plugin data..."));
+        const QString disabledPath = m_catalogue.disabledPath();
+        if (!VTFileManager::fileExistsAtPath(disabledPath))
+            VTFileManager::createDirectory(disabledPath, true);
 
-    const QStringList paths = listFilteredPlugins(true, true);
-    const qint64 filter = VTUserDefaults::integerValue(QStringLiteral("filter"));
-    const std::shared_ptr<const VTPluginFolders> folders = m_catalogue.pluginFolderDict();
-
-    // The file-system queries of classification run in parallel; the results
-    // are added strictly in listing order by whichever worker completes the
-    // next one in line.
-    std::vector<std::optional<VTPathClassification>> results(static_cast<size_t>(paths.size()));
-    size_t next = 0;
-    std::mutex sequence;
-    QThreadPool pool;
-    pool.setMaxThreadCount(ClassificationThreads);
-    for (qsizetype i = 0; i < paths.size(); ++i) {
-        pool.start([&, i] {
-            const QString &path = paths.at(i);
-            VTLog::appendLog(QStringLiteral("Processing plugin %1").arg(path));
-            VTPathClassification result = VTPathClassifier::classify(path, *folders, disabledPath);
-            std::lock_guard lock(sequence);
-            results[static_cast<size_t>(i)] = std::move(result);
-            while (next < results.size() && results[next]) {
-                addClassified(*results[next]);
-                results[next].reset();
-                ++next;
-            }
-        });
+        // The type filter's folders are listed, and the paths classified
+        // while the walk goes on.
+        const std::shared_ptr<const VTPluginFolders> folders = m_catalogue.pluginFolderDict();
+        const qint64 filter = VTUserDefaults::integerValue(QStringLiteral("filter"));
+        scanAndClassify(folders->foldersForFilter(filter), *folders, disabledPath);
+        if (withWindow) {
+            VTLog::appendLog(QStringLiteral("Refreshing data..."));
+            waitForBundleReads();
+        }
+    } catch (...) {
+        // The tree holds what was added so far; the end steps still run.
+        VTException::logCurrentException("loadPluginData");
     }
-    pool.waitForDone();
-    Q_UNUSED(filter);
+    {
+        std::lock_guard lock(m_addMutex);
+        m_reads.clear();
+    }
 
-    if (withWindow)
-        VTLog::appendLog(QStringLiteral("Refreshing data..."));
-    // The view reads the tree again only once it is complete: clear the flag
-    // on the main thread, then restore sorting, expansion and selection.
+    // Additions were handed to the main thread ahead of this step, so they
+    // are all in place when it runs. The flag is cleared first: sorting,
+    // expansion and selection work through the view, which reads the tree.
     VTMainThread::runAndWait([this, withWindow] {
         m_catalogue.setIsReloading(false);
-        emit m_catalogue.treeReset();
-        if (withWindow && m_viewSteps.restoreView)
-            m_viewSteps.restoreView();
+        m_catalogue.notifyTreeReset();
+        if (withWindow && m_viewSteps.restoreView) {
+            try {
+                m_viewSteps.restoreView();
+            } catch (...) {
+                VTException::logCurrentException("loadPluginData");
+            }
+        }
         refreshPluginStats();
         m_ui.setCatalogueLoading(false);
     });

@@ -8,9 +8,12 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 #include <mutex>
+#include <vector>
 
 class OutlineViewController;
+class VTBundleInfoRequest;
 class VTUserInterface;
 
 // The catalogue scan: lists the plug-in folders of the type filter (and their
@@ -18,6 +21,9 @@ class VTUserInterface;
 // at once, and adds the results to the catalogue one at a time in listing
 // order, so that a folder's group exists before its contents are placed and
 // the finished tree does not depend on which worker ran first.
+//
+// Display steps and the clearing of the tree run on the main thread (see
+// VTMainThread); without a window nothing is displayed.
 class VTCatalogueLoader
 {
 public:
@@ -27,6 +33,8 @@ public:
 
     // The full reload; runs on the calling thread (the reload queue's, or the
     // main thread in command-line mode) and returns when the tree is built.
+    // With a window it also waits until every new record has read its
+    // bundle, so that sorting sees the bundles' names and versions.
     void loadPluginData();
 
     // The folders of the current `filter`, listed.
@@ -42,6 +50,7 @@ public:
 
     // "%i plugin%@, %i enabled" over the current top level.
     [[nodiscard]] QString pluginStatistics() const;
+    // Shows the statistics line (main thread, without waiting).
     void refreshPluginStats();
 
     // Plug-ins in the list (groups count their plug-ins); a limit above 0
@@ -51,8 +60,9 @@ public:
     [[nodiscard]] static int countTotalEnabledItemsInArray(const QList<ItemPtr> &items, int stopAt = -1);
     [[nodiscard]] static QString statisticsText(int plugins, int enabled);
 
-    // Hooks a window adds: run on the main thread after the tree is built
-    // (sorting, expansion, selection) and before it is cleared.
+    // Steps a window adds, run on the main thread: before the tree is
+    // cleared (remember the selection) and once the new tree is complete
+    // (sorting, expansion, selection).
     struct ViewSteps {
         std::function<void()> rememberSelection;
         std::function<void()> restoreView;
@@ -60,10 +70,17 @@ public:
     void setViewSteps(ViewSteps steps) { m_viewSteps = std::move(steps); }
 
 private:
+    // Lists the folders (and their mirrors) and classifies the paths as they
+    // are found.
+    void scanAndClassify(const QStringList &folders, const VTPluginFolders &folderTable, const QString &disabledPath);
     void addClassified(const VTPathClassification &result);
+    void waitForBundleReads();
 
     OutlineViewController &m_catalogue;
     VTUserInterface &m_ui;
     ViewSteps m_viewSteps;
     std::mutex m_addMutex; // the exclusive section around additions
+    // The bundle reads of the records made by the running reload; guarded
+    // by m_addMutex.
+    std::vector<std::shared_ptr<VTBundleInfoRequest>> m_reads;
 };

@@ -33,7 +33,8 @@ bool isMotionTemplateFolder(const QString &path, const QString &name)
     return false;
 }
 
-VTPathClassification classify(const QString &path, const VTPluginFolders &folders, const QString &disabledPath)
+VTPathClassification classify(const QString &path, const VTPluginFolders &folders, const QString &disabledPath,
+                              std::optional<bool> isGroupFolder)
 {
     VTPathClassification result;
     result.path = path;
@@ -44,8 +45,11 @@ VTPathClassification classify(const QString &path, const VTPluginFolders &folder
     const QString lowerExtension = extension.toLower();
     const bool groupExtension = lowerExtension.isEmpty() || lowerExtension == QLatin1String("localized")
         || VTPath::isNumeric(extension);
-    result.isGroup = groupExtension && isDirectory(path) && !VTBundle::isPackage(path)
-        && !isMotionTemplateFolder(path, name);
+    if (isGroupFolder)
+        result.isGroup = groupExtension && *isGroupFolder;
+    else
+        result.isGroup = groupExtension && isDirectory(path) && !VTBundle::isPackage(path)
+            && !isMotionTemplateFolder(path, name);
 
     result.enabledPath = path;
     if (path.startsWith(disabledPath)) {

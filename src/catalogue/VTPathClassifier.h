@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <optional>
+
 // What one scanned path is: a plug-in or a group folder, enabled or in the
 // disabled tree, of which kind and access, under which subfolder. Pure file
 // system queries; adding the result to the tree is the catalogue's business.
@@ -26,8 +28,11 @@ struct VTPathClassification {
 
 namespace VTPathClassifier {
 
+// `isGroupFolder`, when given, is the group test's answer as the folder
+// walk already found it, which spares asking the file system again.
 [[nodiscard]] VTPathClassification classify(const QString &path, const VTPluginFolders &folders,
-                                            const QString &disabledPath);
+                                            const QString &disabledPath,
+                                            std::optional<bool> isGroupFolder = std::nullopt);
 
 // A folder that holds <name>.moti, .motn, .moef or .motr is a Motion template.
 [[nodiscard]] bool isMotionTemplateFolder(const QString &path, const QString &name);

@@ -1,6 +1,7 @@
 #include "VTPluginScanner.h"
 
 #include "VTBundle.h"
+#include "VTFinderInfo.h"
 #include "VTLog.h"
 #include "VTPath.h"
 #include "VTPluginEntryRules.h"
@@ -22,35 +23,32 @@ struct DirCloser {
     void operator()(DIR *dir) const { closedir(dir); }
 };
 
-struct Entry {
-    QByteArray name;
-    unsigned char type;
-};
-
-// The entries of a folder in byte order of their names, so that the stop at
-// a Motion template file does not depend on the file system's own order.
-bool readEntries(const QByteArray &folder, std::vector<Entry> &entries, int &error)
-{
-    std::unique_ptr<DIR, DirCloser> dir(opendir(folder.constData()));
-    if (!dir) {
-        error = errno;
-        return false;
-    }
-    errno = 0;
-    while (const dirent *entry = readdir(dir.get())) {
-        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
-            continue;
-        entries.push_back({QByteArray(entry->d_name), entry->d_type});
-    }
-    std::sort(entries.begin(), entries.end(), [](const Entry &a, const Entry &b) { return a.name < b.name; });
-    return true;
-}
-
 bool isValidUtf8(const QByteArray &bytes)
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = decoder(bytes);
     return !decoder.hasError();
+}
+
+bool statPath(const QByteArray &native, struct stat &info)
+{
+    return ::stat(native.constData(), &info) == 0;
+}
+
+void logUnreadable(const QString &folder, int error)
+{
+    VTLog::appendLog(QStringLiteral("Error getting contents of directory %1 - %2")
+                         .arg(folder, QString::fromLocal8Bit(std::strerror(error))));
+}
+
+// The package test on a folder known to be one: a bundle extension, or a
+// Contents/Info.plist inside.
+bool isPackageFolder(const QByteArray &native, const QString &extension)
+{
+    if (VTBundle::packageExtensions().contains(extension))
+        return true;
+    struct stat info {};
+    return statPath(native + "/Contents/Info.plist", info) && S_ISREG(info.st_mode);
 }
 
 } // namespace
@@ -68,88 +66,134 @@ VTPluginScanner::VTPluginScanner(bool ignoreFxFactory)
 QStringList VTPluginScanner::listPlugins(bool includeDisabled, bool includeFolders, const QStringList &folders,
                                          const QString &disabledPath) const
 {
-    VTLog::appendLog(QStringLiteral("Generating list of plugins..."));
     QStringList found;
+    listPlugins(includeDisabled, includeFolders, folders, disabledPath,
+                [&found](const QString &path, bool) { found.append(path); });
+    return found;
+}
+
+void VTPluginScanner::listPlugins(bool includeDisabled, bool includeFolders, const QStringList &folders,
+                                  const QString &disabledPath, const Visitor &found) const
+{
+    VTLog::appendLog(QStringLiteral("Generating list of plugins..."));
     for (const QString &folder : folders)
-        found += scanPluginsInFolder(folder, includeFolders);
+        scanPluginsInFolder(folder, includeFolders, found);
     if (includeDisabled) {
         for (const QString &folder : folders)
-            found += scanPluginsInFolder(VTPath::mirror(disabledPath, folder), includeFolders);
+            scanPluginsInFolder(VTPath::mirror(disabledPath, folder), includeFolders, found);
     }
-    return found;
 }
 
 QStringList VTPluginScanner::scanPluginsInFolder(const QString &folder, bool includeFolders) const
 {
-    const QByteArray native = VTPath::toNative(folder);
-    // A link that leads into itself would be walked forever.
-    struct stat linkInfo {};
-    if (lstat(native.constData(), &linkInfo) == 0 && S_ISLNK(linkInfo.st_mode)) {
-        const QString target = QFile::symLinkTarget(folder);
-        if (target.startsWith(folder))
-            return {};
-    }
     QStringList found;
-    std::vector<DirectoryId> chain;
-    walk(folder, includeFolders, chain, found);
+    scanPluginsInFolder(folder, includeFolders, [&found](const QString &path, bool) { found.append(path); });
     return found;
 }
 
-void VTPluginScanner::walk(const QString &folder, bool includeFolders, std::vector<DirectoryId> &chain,
-                           QStringList &found) const
+void VTPluginScanner::scanPluginsInFolder(const QString &folder, bool includeFolders, const Visitor &found) const
+{
+    // A link that leads into itself would be walked forever.
+    struct stat linkInfo {};
+    if (::lstat(VTPath::toNative(folder).constData(), &linkInfo) == 0 && S_ISLNK(linkInfo.st_mode)) {
+        const QString target = QFile::symLinkTarget(folder);
+        if (target.startsWith(folder))
+            return;
+    }
+    Listing listing;
+    if (!read(folder, listing))
+        return;
+    std::vector<DirectoryId> chain;
+    walk(folder, listing, includeFolders, chain, found);
+}
+
+bool VTPluginScanner::read(const QString &folder, Listing &listing)
 {
     const QByteArray native = VTPath::toNative(folder);
-    struct stat folderInfo {};
-    if (stat(native.constData(), &folderInfo) != 0) {
-        VTLog::appendLog(QStringLiteral("Error getting contents of directory %1 - %2")
-                             .arg(folder, QString::fromLocal8Bit(std::strerror(errno))));
-        return;
+    struct stat info {};
+    if (!statPath(native, info)) {
+        logUnreadable(folder, errno);
+        return false;
     }
-    // Links may lead back into a folder being walked; never enter it twice.
-    const DirectoryId self{folderInfo.st_dev, folderInfo.st_ino};
-    if (std::find(chain.begin(), chain.end(), self) != chain.end())
-        return;
+    listing.id = {info.st_dev, info.st_ino};
+    std::unique_ptr<DIR, DirCloser> dir(::opendir(native.constData()));
+    if (!dir) {
+        logUnreadable(folder, errno);
+        return false;
+    }
+    while (const dirent *entry = ::readdir(dir.get())) {
+        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
+            continue;
+        listing.entries.push_back({QByteArray(entry->d_name), entry->d_type});
+    }
+    // Byte order of the names, so that the stop at a Motion template file
+    // does not depend on the file system's own order.
+    std::sort(listing.entries.begin(), listing.entries.end(),
+              [](const Entry &a, const Entry &b) { return a.name < b.name; });
+    return true;
+}
 
-    std::vector<Entry> entries;
-    int error = 0;
-    if (!readEntries(native, entries, error)) {
-        VTLog::appendLog(QStringLiteral("Error getting contents of directory %1 - %2")
-                             .arg(folder, QString::fromLocal8Bit(std::strerror(error))));
+void VTPluginScanner::walk(const QString &folder, const Listing &listing, bool includeFolders,
+                           std::vector<DirectoryId> &chain, const Visitor &found) const
+{
+    // Links may lead back into a folder being walked; never enter it twice.
+    if (std::find(chain.begin(), chain.end(), listing.id) != chain.end())
         return;
-    }
-    chain.push_back(self);
-    for (const Entry &entry : entries) {
+    chain.push_back(listing.id);
+    const QByteArray nativeFolder = VTPath::toNative(folder);
+    for (const Entry &entry : listing.entries) {
         if (!isValidUtf8(entry.name)) {
             VTLog::appendLog(QStringLiteral("Skipping an entry of %1 whose name is not valid UTF-8: %2")
                                  .arg(folder, QString::fromLatin1(entry.name.toPercentEncoding("/ "))));
             continue;
         }
         const QString name = QString::fromUtf8(entry.name);
-        const QString path = VTPath::join(folder, name);
         const QString extension = VTPath::extension(name).toLower();
-
         if (VTPluginEntryRules::isMotionTemplateExtension(extension))
             break;
-        const bool isFolder = entry.type == DT_DIR
-            || ((entry.type == DT_LNK || entry.type == DT_UNKNOWN)
-                && [&] {
-                       struct stat info {};
-                       return stat(VTPath::toNative(path).constData(), &info) == 0 && S_ISDIR(info.st_mode);
-                   }());
+
+        const QString path = VTPath::join(folder, name);
+        const QByteArray native = nativeFolder + '/' + entry.name;
+        // The entry's type from the listing where the file system gives it;
+        // links (followed) and unknown types are asked for.
+        bool isFolder = entry.type == DT_DIR;
+        bool isFile = entry.type == DT_REG;
+        if (entry.type == DT_LNK || entry.type == DT_UNKNOWN) {
+            struct stat info {};
+            isFolder = statPath(native, info) && S_ISDIR(info.st_mode);
+            isFile = !isFolder && S_ISREG(info.st_mode);
+        }
         if (VTPluginEntryRules::isPluginExtension(extension)
-            || (!isFolder && VTPluginEntryRules::hasFxScriptTypeCode(path))) {
-            found.append(path);
+            || (isFile && VTFinderInfo::typeCode(path) == QByteArrayLiteral("FCSC"))) {
+            found(path, false);
             continue;
         }
         if (!VTPluginEntryRules::isGroupFolderExtension(extension) || VTPluginEntryRules::isIgnoredName(name))
             continue;
-        if (!isFolder || VTBundle::isPackage(path))
+        if (!isFolder || isPackageFolder(native, extension))
             continue;
         if (m_ignoreFxFactory && VTPluginEntryRules::isFxFactoryFolder(path))
             continue;
-        if (includeFolders)
-            found.append(path);
-        walk(path, includeFolders, chain, found);
+
+        Listing inner;
+        const bool readable = read(path, inner);
+        if (includeFolders) {
+            // A folder holding a Motion template file of its own name is that
+            // template, not a group.
+            const QByteArray stem = VTPath::displayName(name).toUtf8();
+            const bool isTemplate = std::any_of(inner.entries.cbegin(), inner.entries.cend(), [&](const Entry &e) {
+                if (!e.name.startsWith(stem) || e.name.size() != stem.size() + 5 || e.name.at(stem.size()) != '.')
+                    return false;
+                const QByteArray suffix = e.name.mid(stem.size() + 1);
+                if (suffix != "moti" && suffix != "motn" && suffix != "moef" && suffix != "motr")
+                    return false;
+                struct stat info {};
+                return e.type != DT_LNK || statPath(native + '/' + e.name, info); // a dangling link is no file
+            });
+            found(path, !isTemplate);
+        }
+        if (readable)
+            walk(path, inner, includeFolders, chain, found);
     }
     chain.pop_back();
 }

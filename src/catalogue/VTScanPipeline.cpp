@@ -1,0 +1,120 @@
+#include "VTScanPipeline.h"
+
+namespace {
+
+// Paths are handed over, and taken by the workers, in small batches: one
+// wake-up per path would cost more than classifying most of them.
+constexpr qsizetype kBatchSize = 32;
+constexpr qsizetype kChunkSize = 8;
+
+} // namespace
+
+VTScanPipeline::VTScanPipeline(int workers, Classify classify, Add add)
+    : m_workers(std::max(workers, 1))
+    , m_classify(std::move(classify))
+    , m_add(std::move(add))
+{
+    m_pool.setMaxThreadCount(m_workers);
+}
+
+VTScanPipeline::~VTScanPipeline()
+{
+    finish();
+}
+
+void VTScanPipeline::push(const QString &path, bool isGroupFolder)
+{
+    m_batch.append({path, isGroupFolder});
+    if (m_batch.size() >= kBatchSize)
+        flush();
+}
+
+void VTScanPipeline::flush()
+{
+    if (m_batch.isEmpty())
+        return;
+    bool start = false;
+    qsizetype idle = 0;
+    {
+        std::lock_guard lock(m_mutex);
+        idle = m_idle;
+        for (const Path &path : std::as_const(m_batch)) {
+            m_paths.append(path);
+            m_results.emplace_back();
+        }
+        start = !m_started;
+        m_started = true;
+    }
+    const qsizetype handed = m_batch.size();
+    m_batch.clear();
+    // The workers start with the first paths, so a listing of nothing
+    // starts none. Waking more workers than there are new paths would only
+    // send them back to sleep.
+    if (start) {
+        for (int i = 0; i < m_workers; ++i)
+            m_pool.start([this] { work(); });
+    }
+    const qsizetype chunks = (handed + kChunkSize - 1) / kChunkSize;
+    for (qsizetype i = 0; i < std::min(chunks, start ? m_workers : idle); ++i)
+        m_wake.notify_one();
+}
+
+void VTScanPipeline::finish()
+{
+    flush();
+    {
+        std::lock_guard lock(m_mutex);
+        m_finished = true;
+    }
+    m_wake.notify_all();
+    m_pool.waitForDone();
+}
+
+qsizetype VTScanPipeline::count() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_paths.size();
+}
+
+void VTScanPipeline::work()
+{
+    std::vector<Path> chunk;
+    std::vector<Result> results;
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        ++m_idle;
+        m_wake.wait(lock, [this] { return m_nextToClassify < m_paths.size() || m_finished; });
+        --m_idle;
+        if (m_nextToClassify >= m_paths.size())
+            return; // finished and nothing left
+        const qsizetype first = m_nextToClassify;
+        const qsizetype count = std::min(kChunkSize, m_paths.size() - first);
+        m_nextToClassify += count;
+        chunk.clear();
+        for (qsizetype i = first; i < first + count; ++i) {
+            // Copies that share nothing with the list the lister appends to.
+            const Path &next = m_paths.at(i);
+            chunk.push_back({QString(next.path.constData(), next.path.size()), next.isGroupFolder});
+        }
+        lock.unlock();
+        results.clear();
+        for (const Path &path : chunk)
+            results.push_back(m_classify(path.path, path.isGroupFolder));
+        lock.lock();
+
+        for (qsizetype i = 0; i < count; ++i)
+            m_results[size_t(first + i - m_nextToAdd)] = std::move(results[size_t(i)]);
+        if (m_adding)
+            continue;
+        m_adding = true;
+        while (!m_results.empty() && m_results.front()) {
+            Result ready = std::move(*m_results.front());
+            m_results.pop_front();
+            ++m_nextToAdd;
+            lock.unlock();
+            m_add(ready);
+            lock.lock();
+        }
+        m_adding = false;
+    }
+}
