@@ -40,12 +40,16 @@ void say(const QString &line)
     std::fflush(stdout);
 }
 
+// The plug-ins with these file names, in the order the names are given.
 QList<PluginPtr> pluginsNamed(AppController &controller, const QStringList &names)
 {
+    const QList<PluginPtr> all = controller.allPlugins();
     QList<PluginPtr> found;
-    for (const PluginPtr &plugin : controller.allPlugins()) {
-        if (names.contains(plugin->fileName()))
-            found << plugin;
+    for (const QString &name : names) {
+        for (const PluginPtr &plugin : all) {
+            if (plugin->fileName() == name)
+                found << plugin;
+        }
     }
     return found;
 }

@@ -1,0 +1,123 @@
+// Disabling and enabling when the disabled tree lies on another file system:
+// a bundle keeps everything it holds both ways, and a destination too small
+// for it leaves the plug-in whole where it was with nothing half-copied.
+// Memory file systems in a private mount namespace (root only; skipped
+// visibly otherwise).
+
+#include "OperationsTestSupport.h"
+
+#include "VTMoveRecovery.h"
+#include "VTSandboxLayout.h"
+
+#include <sched.h>
+#include <sys/mount.h>
+
+using namespace VTSandboxKind;
+
+namespace {
+
+QString &unavailable()
+{
+    static QString reason;
+    return reason;
+}
+
+class CrossDeviceOperationsTest : public OpsTest::OperationsTest
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        if (!FsTest::isRoot())
+            unavailable() = QStringLiteral("mounting a second file system needs root");
+        else if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+            unavailable() = QStringLiteral("no private mount namespace: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
+    }
+
+    void SetUp() override
+    {
+        if (!unavailable().isEmpty())
+            GTEST_SKIP() << unavailable().toStdString();
+        OperationsTest::SetUp();
+    }
+
+    void TearDown() override
+    {
+        if (!m_mountPoint.isEmpty())
+            ::umount2(VTPath::toNative(m_mountPoint).constData(), MNT_DETACH);
+        OperationsTest::TearDown();
+    }
+
+    // The folder holding the disabled tree becomes a file system of its own.
+    void mountDisabledTree(const char *options)
+    {
+        m_mountPoint = VTPath::removeLastComponent(disabledRoot());
+        ASSERT_TRUE(VTTestSandbox::makeFolder(m_mountPoint));
+        ASSERT_EQ(::mount("tessary-test", VTPath::toNative(m_mountPoint).constData(), "tmpfs", 0, options), 0)
+            << std::strerror(errno);
+        ASSERT_TRUE(VTTestSandbox::makeFolder(disabledRoot()));
+    }
+
+    QString keepReference(const QString &bundle)
+    {
+        const QString reference = VTPath::join(m_sandbox.root(), QStringLiteral("reference"));
+        EXPECT_EQ(VTTreeCopy::copyTree(AT_FDCWD, VTPath::toNative(bundle).toStdString(), AT_FDCWD,
+                                       VTPath::toNative(reference).toStdString()),
+                  0);
+        return reference;
+    }
+
+    QString m_mountPoint;
+};
+
+} // namespace
+
+TEST_F(CrossDeviceOperationsTest, ABundleKeepsEverythingItHoldsBothWays)
+{
+    mountDisabledTree("mode=0755");
+    VTBundleOptions options;
+    options.group = QStringLiteral("Color");
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Glow"), options);
+    ASSERT_TRUE(builder().ok());
+    const QString executable = VTPath::join(bundle, QStringLiteral("Contents/MacOS/Current"));
+    ASSERT_EQ(::symlink("Glow", VTPath::toNative(executable).constData()), 0);
+    ASSERT_TRUE(FsTest::setXattr(bundle, "user.com.apple.FinderInfo", QByteArray("FCSCxxxx", 8)));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(bundle, QStringLiteral("Contents/Resources/big.bin")), QByteArray(3 << 20, 'g')));
+    const QString reference = keepReference(bundle);
+    reload();
+    const PluginPtr glow = plugin(QStringLiteral("Glow.fxplug"));
+    ASSERT_NE(FsTest::statOf(bundle).st_dev, FsTest::statOf(disabledRoot()).st_dev);
+
+    ASSERT_TRUE(enabling().moveFilter(glow, 0));
+    EXPECT_FALSE(exists(bundle));
+    EXPECT_TRUE(OpsTest::sameTree(reference, mirror(bundle)));
+    EXPECT_EQ(FsTest::getXattr(mirror(bundle), "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
+    EXPECT_TRUE(S_ISLNK(FsTest::statOf(mirror(executable)).st_mode));
+
+    ASSERT_TRUE(enabling().moveFilter(glow, 1));
+    EXPECT_TRUE(OpsTest::sameTree(reference, bundle));
+    EXPECT_EQ(FsTest::getXattr(bundle, "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
+    EXPECT_FALSE(exists(mirror(bundle)));
+    EXPECT_TRUE(VTMoveRecovery::foldersWithLeftovers({disabledRoot(), VTPath::removeLastComponent(bundle)}).isEmpty());
+    EXPECT_TRUE(posted().isEmpty());
+}
+
+TEST_F(CrossDeviceOperationsTest, AFullDestinationLeavesThePluginWholeAndNothingHalfCopied)
+{
+    mountDisabledTree("mode=0755,size=512k");
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Huge"));
+    ASSERT_TRUE(builder().ok());
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(bundle, QStringLiteral("Contents/Resources/big.bin")), QByteArray(2 << 20, 'h')));
+    const QString reference = keepReference(bundle);
+    reload();
+    const PluginPtr huge = plugin(QStringLiteral("Huge.fxplug"));
+
+    EXPECT_FALSE(enabling().moveFilter(huge, 0));
+    EXPECT_TRUE(OpsTest::sameTree(reference, bundle));
+    EXPECT_FALSE(exists(mirror(bundle)));
+    const QString folder = VTPath::removeLastComponent(mirror(bundle));
+    EXPECT_TRUE(QDir(folder).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) << "the partial copy is gone";
+    EXPECT_EQ(huge->pluginEnabled(), 1);
+    const QString unableToMove = QStringLiteral("Unable to move %1 to %2 - No space left on device").arg(bundle, mirror(bundle));
+    EXPECT_EQ(posted(), (QStringList{unableToMove, QStringLiteral("Could not disable plugin Huge. Please check your file permissions.")}));
+    EXPECT_TRUE(logged(unableToMove));
+}

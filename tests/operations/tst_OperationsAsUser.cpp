@@ -1,0 +1,215 @@
+// Enabling, disabling and removal run by an unprivileged user (the driver
+// under setpriv) against folders it may not write: refused authorization,
+// alone and in the middle of a batch, administrator rights through the
+// privileged helper (sudo -n), a plug-in whose immutable flag the user cannot
+// clear, and a removal that stops at the first failure. Needs root to set
+// the scene; skipped visibly otherwise.
+
+#include "OperationsTestSupport.h"
+
+#include "VTFileManager.h"
+#include "VTSandboxLayout.h"
+
+using namespace VTSandboxKind;
+
+namespace {
+
+class OperationsAsUserTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_user = FsTest::testUser();
+        if (!m_user.valid())
+            GTEST_SKIP() << "needs root and the unprivileged test account";
+        ASSERT_TRUE(m_sandbox.isValid());
+        m_builder = std::make_unique<VTSandboxBuilder>(m_sandbox.root(), m_sandbox.home());
+    }
+
+    // Everything so far belongs to the user; folders made root's afterwards
+    // are the ones it may not write.
+    void handOver()
+    {
+        ASSERT_TRUE(m_builder->ok()) << m_builder->errors().join(u'\n').toStdString();
+        for (const QString &top : {m_sandbox.root(), m_sandbox.home()}) {
+            ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, top}).exitCode, 0);
+        }
+    }
+    // A folder (with its missing parents, which stay the user's) that the
+    // user may not write.
+    void makeRootsOwn(const QString &folder)
+    {
+        ASSERT_TRUE(VTTestSandbox::makeFolder(folder));
+        handOver();
+        ASSERT_TRUE(FsTest::chownPath(folder, FsTest::User{QStringLiteral("root"), 0, 0}));
+        ASSERT_TRUE(FsTest::chmodPath(folder, 0755));
+    }
+
+    QString bundle(const QString &name, const QString &group = QString())
+    {
+        VTBundleOptions options;
+        options.group = group;
+        return m_builder->addBundle(FxPlug, AllUsers, name, options);
+    }
+    QString mirror(const QString &path) const { return VTPath::join(m_builder->disabledRoot(), path); }
+
+    FsTest::Run driver(const QStringList &arguments, bool authorize = false)
+    {
+        QStringList environment = {QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_sandbox.root(),
+                                   QStringLiteral("HOME=") + m_sandbox.home()};
+        QStringList words = arguments;
+        if (authorize) {
+            environment << QStringLiteral("TESSARY_ESCALATE=sudo -n");
+            words.prepend(QStringLiteral("--authorize"));
+        }
+        return FsTest::runAs(m_user, OpsTest::driverPath(), words, environment);
+    }
+
+    // The driver's log, entries without their dates.
+    QStringList logLines() const
+    {
+        const QByteArray text =
+            FsTest::readFile(VTPath::join(m_sandbox.home(), QStringLiteral("Library/Logs/Vantorel/Tessary.task.1.log")));
+        QStringList lines;
+        for (const QByteArray &line : text.split('\n')) {
+            const qsizetype dash = line.indexOf(" - ");
+            if (dash > 0)
+                lines << QString::fromUtf8(line.mid(dash + 3));
+        }
+        return lines;
+    }
+    // The driver's YES and NO answers.
+    static QList<QByteArray> answers(const FsTest::Run &run)
+    {
+        QList<QByteArray> found;
+        for (const QByteArray &line : run.out.split('\n')) {
+            if (line == "YES" || line == "NO" || line == "CANCELLED")
+                found << line;
+        }
+        return found;
+    }
+    static QStringList posted(const FsTest::Run &run)
+    {
+        QStringList messages;
+        for (const QByteArray &line : run.out.split('\n')) {
+            if (line.startsWith("POST "))
+                messages << QString::fromUtf8(line.mid(5));
+        }
+        return messages;
+    }
+
+    FsTest::User m_user;
+    VTTestSandbox m_sandbox;
+    std::unique_ptr<VTSandboxBuilder> m_builder;
+};
+
+} // namespace
+
+TEST_F(OperationsAsUserTest, ARefusedAuthorizationLeavesThePluginWholeWhereItWas)
+{
+    const QString a = bundle(QStringLiteral("A"), QStringLiteral("G"));
+    handOver();
+    const QString reference = VTPath::join(m_sandbox.root(), QStringLiteral("A.reference"));
+    ASSERT_TRUE(VTFileManager::copyFile(a, reference, false));
+    const QString folder = mirror(VTPath::removeLastComponent(a));
+    makeRootsOwn(folder);
+
+    const FsTest::Run run = driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")});
+    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString();
+    EXPECT_TRUE(OpsTest::sameTree(reference, a));
+    EXPECT_FALSE(FsTest::exists(mirror(a)));
+    EXPECT_TRUE(QDir(folder).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) << "no partial copy";
+    EXPECT_EQ(posted(run), QStringList{QStringLiteral("Could not disable plugin A. Please check your file permissions.")});
+    const QStringList log = logLines();
+    EXPECT_TRUE(log.contains(QStringLiteral("File permissions are preventing Tessary from moving %1 to %2 - authorizing...")
+                                 .arg(a, mirror(a))));
+    EXPECT_TRUE(log.contains(QStringLiteral("User cancelled authorization.")));
+    EXPECT_TRUE(log.contains(QStringLiteral("Could not disable plugin.")));
+    EXPECT_TRUE(run.err.contains("Could not disable plugin.")) << "also on the system console";
+
+    // The guarded move alone reports the cancel it caused.
+    const FsTest::Run move = driver({QStringLiteral("move"), a, mirror(a)});
+    EXPECT_EQ(answers(move), (QList<QByteArray>{"NO", "CANCELLED"}));
+}
+
+TEST_F(OperationsAsUserTest, ARefusalInTheMiddleOfABatchLeavesTheRestAndEndsNormally)
+{
+    QStringList plugins;
+    QStringList names;
+    for (int i = 0; i < 5; ++i) {
+        plugins << bundle(QStringLiteral("P%1").arg(i), QStringLiteral("G%1").arg(i));
+        names << QStringLiteral("P%1.fxplug").arg(i);
+    }
+    handOver();
+    makeRootsOwn(mirror(VTPath::removeLastComponent(plugins.at(2))));
+
+    const FsTest::Run run = driver(QStringList{QStringLiteral("toggle"), QStringLiteral("Disable")} + names);
+    EXPECT_TRUE(run.out.contains("DONE"));
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(FsTest::exists(mirror(plugins.at(i))), i < 2) << i;
+        EXPECT_EQ(FsTest::exists(plugins.at(i)), i >= 2) << i;
+    }
+    const QStringList log = logLines();
+    EXPECT_EQ(log.count(QStringLiteral("User cancelled authorization.")), 1);
+    EXPECT_FALSE(log.contains(QStringLiteral("Disabling plugin P3..."))) << "the batch stopped";
+    EXPECT_EQ(log.count(QStringLiteral("Loading plugin data...")), 1) << "the normal ending: no reload from the worker";
+}
+
+TEST_F(OperationsAsUserTest, AdministratorRightsMoveThePluginAndTakeTheEmptiedFolder)
+{
+    const QString a = bundle(QStringLiteral("A"), QStringLiteral("Locked Group"));
+    handOver();
+    const QString group = VTPath::removeLastComponent(a);
+    // The user may not take the bundle out of its folder.
+    ASSERT_TRUE(FsTest::chownPath(group, FsTest::User{QStringLiteral("root"), 0, 0}));
+    ASSERT_TRUE(FsTest::chmodPath(group, 0755));
+    const QString reference = VTPath::join(m_sandbox.root(), QStringLiteral("A.reference"));
+    ASSERT_TRUE(VTFileManager::copyFile(a, reference, false));
+
+    const FsTest::Run run = driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")}, true);
+    EXPECT_EQ(answers(run), QList<QByteArray>{"YES"}) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_TRUE(OpsTest::sameTree(reference, mirror(a)));
+    EXPECT_FALSE(FsTest::exists(group)) << "the privileged branch removes the emptied source folder";
+    EXPECT_TRUE(posted(run).isEmpty());
+    EXPECT_TRUE(logLines().contains(
+        QStringLiteral("File permissions are preventing Tessary from moving %1 to %2 - authorizing...").arg(a, mirror(a))));
+}
+
+TEST_F(OperationsAsUserTest, AnImmutablePluginTheUserCannotUnlockStaysWhole)
+{
+    const QString a = bundle(QStringLiteral("A"));
+    handOver();
+    if (!VTFileManager::lockFile(a) || !VTFileManager::isFileLocked(a))
+        GTEST_SKIP() << "this file system has no immutable attribute";
+
+    const FsTest::Run run = driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")});
+    (void)VTFileManager::unlockFile(a);
+    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"});
+    EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
+    EXPECT_FALSE(FsTest::exists(mirror(a)));
+    const QStringList messages = posted(run);
+    ASSERT_FALSE(messages.isEmpty());
+    EXPECT_TRUE(messages.first().startsWith(QStringLiteral("Unable to unlock item %1 - ").arg(a)))
+        << messages.first().toStdString();
+    EXPECT_EQ(messages.last(), QStringLiteral("Could not disable plugin A. Please check your file permissions."));
+}
+
+TEST_F(OperationsAsUserTest, ARemovalStopsAtTheFirstPluginThatCannotBeTrashed)
+{
+    const QString a = bundle(QStringLiteral("A"), QStringLiteral("Kept"));
+    const QString b = bundle(QStringLiteral("B"));
+    handOver();
+    const QString kept = VTPath::removeLastComponent(a);
+    ASSERT_TRUE(FsTest::chownPath(kept, FsTest::User{QStringLiteral("root"), 0, 0}));
+
+    const FsTest::Run run = driver({QStringLiteral("remove"), QStringLiteral("A.fxplug"), QStringLiteral("B.fxplug")});
+    EXPECT_TRUE(FsTest::exists(a));
+    EXPECT_TRUE(FsTest::exists(b)) << "the run stopped at the first failure";
+    EXPECT_EQ(posted(run), QStringList{QStringLiteral("Unable to remove plugin A.")});
+    EXPECT_TRUE(run.out.contains(
+        QStringLiteral("Unable to remove plugin A. Please check you have write permissions for the directory %1.\n")
+            .arg(kept)
+            .toUtf8()))
+        << run.out.toStdString();
+    EXPECT_TRUE(logLines().contains(QStringLiteral("Unable to remove plugin A.")));
+}
