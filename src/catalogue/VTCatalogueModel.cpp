@@ -222,5 +222,19 @@ Qt::ItemFlags VTCatalogueModel::flags(const QModelIndex &index) const
 {
     if (!record(index) || reloading())
         return Qt::NoItemFlags;
+    if (index.column() == ColStatus && m_statusCheckBoxHandler)
+        return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable;
     return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+}
+
+bool VTCatalogueModel::setData(const QModelIndex &index, const QVariant &value, int role)
+{
+    if (role != Qt::CheckStateRole || index.column() != ColStatus || !m_statusCheckBoxHandler)
+        return false;
+    const ItemPtr item = itemForIndex(index);
+    if (!item)
+        return false;
+    m_statusCheckBoxHandler(item, value.value<Qt::CheckState>() == Qt::Checked ? 1 : 0);
+    emit dataChanged(index, index, {Qt::CheckStateRole});
+    return true;
 }

@@ -5,6 +5,7 @@
 #include <QAbstractItemModel>
 #include <QHash>
 
+#include <functional>
 #include <optional>
 
 class OutlineViewController;
@@ -54,6 +55,13 @@ public:
                                       int role = Qt::DisplayRole) const override;
     [[nodiscard]] Qt::ItemFlags flags(const QModelIndex &index) const override;
 
+    // The status check box: with a handler (the enabling operation, which
+    // moves the files) colStatus is checkable, and a new check state goes to
+    // the handler as 1 or 0. Main thread.
+    using StatusCheckBoxHandler = std::function<void(const ItemPtr &item, qint64 newValue)>;
+    void setStatusCheckBoxHandler(StatusCheckBoxHandler handler) { m_statusCheckBoxHandler = std::move(handler); }
+    bool setData(const QModelIndex &index, const QVariant &value, int role = Qt::EditRole) override;
+
 private:
     // Where a record sits: its parent record (null at the top) and its row.
     struct Place {
@@ -73,4 +81,5 @@ private:
     OutlineViewController &m_catalogue;
     mutable QHash<const VTCatalogueItem *, Place> m_places;
     mutable bool m_placesBuilt = false;
+    StatusCheckBoxHandler m_statusCheckBoxHandler;
 };

@@ -4,6 +4,7 @@
 
 #include "OperationsTestSupport.h"
 
+#include "VTCatalogueModel.h"
 #include "VTFileManager.h"
 #include "VTGuardedMove.h"
 #include "VTSandboxLayout.h"
@@ -259,6 +260,28 @@ TEST_F(EnableOperationTest, TheCheckBoxMovesAPluginAtOnceAndAGroupOnAWorker)
     EXPECT_TRUE(exists(mirror(fxPlug(QStringLiteral("G/B.fxplug")))));
     EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:2")});
     EXPECT_EQ(m_buttonRefreshes, 2);
+}
+
+TEST_F(EnableOperationTest, TheTreeModelsStatusColumnHandsTheNewStateToTheOperation)
+{
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"));
+    ASSERT_TRUE(builder().ok());
+    reload();
+    VTCatalogueModel model(catalogue());
+    const PluginPtr a = plugin(QStringLiteral("A.fxplug"));
+    const QModelIndex status = model.indexForItem(a.get(), VTCatalogueModel::ColStatus);
+    ASSERT_TRUE(status.isValid());
+    EXPECT_FALSE(model.flags(status) & Qt::ItemIsUserCheckable) << "not checkable without an operation behind it";
+    EXPECT_FALSE(model.setData(status, Qt::Unchecked, Qt::CheckStateRole));
+
+    model.setStatusCheckBoxHandler([this](const ItemPtr &item, qint64 value) { enabling().statusCheckBoxChanged(item, value); });
+    EXPECT_TRUE(model.flags(status) & Qt::ItemIsUserCheckable);
+    EXPECT_TRUE(model.setData(status, Qt::Unchecked, Qt::CheckStateRole));
+    EXPECT_TRUE(exists(mirror(bundle)));
+    EXPECT_EQ(model.data(status, Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Unchecked);
+    EXPECT_TRUE(model.setData(status, Qt::Checked, Qt::CheckStateRole));
+    EXPECT_TRUE(exists(bundle));
+    EXPECT_FALSE(model.setData(model.indexForItem(a.get(), VTCatalogueModel::ColName), Qt::Unchecked, Qt::CheckStateRole));
 }
 
 TEST_F(EnableOperationTest, TheToggleShowsProgressOnlyAboveFourRowsOrFourPlugins)
