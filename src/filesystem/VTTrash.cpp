@@ -56,13 +56,15 @@ QString topDirectory(const QString &path, dev_t device)
     return top;
 }
 
-bool isPrivateFolder(const struct stat &st)
+// A trash folder must be the user's own; the superuser acting for a console
+// user uses that user's.
+bool isOwnFolder(const struct stat &st)
 {
-    return S_ISDIR(st.st_mode) && st.st_uid == ::geteuid();
+    return S_ISDIR(st.st_mode) && (st.st_uid == ::geteuid() || ::geteuid() == 0);
 }
 
 // Makes `name` in `dirFd` a folder of mode 0700 when missing and opens it,
-// refusing links and folders owned by someone else.
+// refusing anything that is not a folder (a link above all).
 int openOwnFolder(int dirFd, const char *name)
 {
     if (::mkdirat(dirFd, name, 0700) != 0 && errno != EEXIST)
@@ -230,7 +232,7 @@ bool VTTrash::trashItem(const QString &path, QString *trashedPath)
     if (!trashFd.valid())
         return false;
     struct stat st {};
-    if (::fstat(trashFd.get(), &st) != 0 || !isPrivateFolder(st)) {
+    if (::fstat(trashFd.get(), &st) != 0 || !isOwnFolder(st)) {
         VTLog::appendLog(QStringLiteral("Trash folder %1 is not the user's own").arg(trash));
         return false;
     }
@@ -250,6 +252,8 @@ bool VTTrash::trashItem(const QString &path, QString *trashedPath)
             return false;
         }
         const QByteArray infoName = candidate + InfoSuffix;
+        if (::geteuid() == 0 && st.st_uid != 0)
+            (void)::fchownat(info.get(), infoName.constData(), st.st_uid, st.st_gid, AT_SYMLINK_NOFOLLOW);
         error = VTSafeFs::renameNoReplace(parent.get(), leaf, files.get(), candidate.toStdString());
         if (error == 0) {
             VTSafeFs::syncFolder(info.get());
