@@ -126,12 +126,14 @@ void VTCatalogueLoader::loadPluginData()
     const bool withWindow = m_catalogue.hasGUI();
     // One step on the main thread, so that the view never sees the flag set
     // over a tree it still shows: from here on the model answers nothing.
+    // The selection is read just before, while the view can still ask the
+    // model where its selected rows are.
     VTMainThread::runAndWait([this, withWindow] {
+        if (withWindow && m_viewSteps.rememberSelection)
+            m_viewSteps.rememberSelection();
         m_catalogue.setIsReloading(true);
         m_ui.setCatalogueLoading(true);
         m_ui.setStatisticsText(QStringLiteral("Populating plugins..."));
-        if (withWindow && m_viewSteps.rememberSelection)
-            m_viewSteps.rememberSelection();
         m_catalogue.clearData();
         if (withWindow)
             m_catalogue.view()->reloadTree();

@@ -136,9 +136,6 @@ bool VTPluginScanner::read(const QString &folder, Listing &listing)
 void VTPluginScanner::walk(const QString &folder, const Listing &listing, bool includeFolders,
                            std::vector<DirectoryId> &chain, const Visitor &found) const
 {
-    // Links may lead back into a folder being walked; never enter it twice.
-    if (std::find(chain.begin(), chain.end(), listing.id) != chain.end())
-        return;
     chain.push_back(listing.id);
     const QByteArray nativeFolder = VTPath::toNative(folder);
     for (const Entry &entry : listing.entries) {
@@ -177,6 +174,10 @@ void VTPluginScanner::walk(const QString &folder, const Listing &listing, bool i
 
         Listing inner;
         const bool readable = read(path, inner);
+        // A link back into a folder being walked leads nowhere new: it is
+        // neither listed nor followed.
+        if (readable && std::find(chain.begin(), chain.end(), inner.id) != chain.end())
+            continue;
         if (includeFolders) {
             // A folder holding a Motion template file of its own name is that
             // template, not a group.

@@ -35,8 +35,8 @@ public:
 
     // The paths found below one folder, in name order; a Motion template's
     // file ends the walk of its folder. An unreadable folder is logged and
-    // contributes nothing. There is no depth limit; a folder already being
-    // walked (reached again through a link) is not entered twice.
+    // contributes nothing. There is no depth limit; a link back into a
+    // folder being walked is neither listed nor followed.
     [[nodiscard]] QStringList scanPluginsInFolder(const QString &folder, bool includeFolders) const;
     void scanPluginsInFolder(const QString &folder, bool includeFolders, const Visitor &found) const;
 
