@@ -358,7 +358,16 @@ bool VTGroupOperation::moveChildrenOfItem(const GroupPtr &source, const GroupPtr
     // of a group being walked.
     const QList<ItemPtr> children = source->children();
     const QString subdir = VTPath::join(targetSubdir, VTPath::lastComponent(source->subdir()));
-    const GroupPtr destination = m_context.catalogue().createGroupPath(subdir, source->basePath(), true);
+    // The chain may add a group below the target, a change of the tree that
+    // belongs to the main thread.
+    GroupPtr destination;
+    OutlineViewController &catalogue = m_context.catalogue();
+    VTMainThread::runAndWait([&] {
+        const qsizetype before = target ? target->children().size() : 0;
+        destination = catalogue.createGroupPath(subdir, source->basePath(), true);
+        if (target && target->children().size() != before)
+            catalogue.notifyTreeReset();
+    });
     if (children.isEmpty()) {
         VTLog::appendLog(QStringLiteral("No children to move - group is empty"));
         return true;
