@@ -178,6 +178,12 @@ TEST_F(DragAndDropTest, AGroupDroppedOntoAnotherTakesItsContentAndLeavesNoEmptyF
     EXPECT_EQ(logCount(QStringLiteral("Moving plugin A to group ")), 1);
     EXPECT_TRUE(VTExpandedItems::expandedItems().contains(QStringLiteral("Dst/Src"))) << "opens again after the reload";
     EXPECT_EQ(reloadRequests(), 1);
+    // Until then the tree shows the rebuilt group below the target.
+    const GroupPtr dst = group(QStringLiteral("Dst"));
+    const QList<ItemPtr> children = dst->children();
+    EXPECT_TRUE(std::any_of(children.cbegin(), children.cend(),
+                            [](const ItemPtr &child) { return child->subdir() == QLatin1String("Dst/Src"); }));
+    EXPECT_FALSE(operations().groups().moveChildrenOfItem(dst, dst)) << "never into itself";
 
     // An empty group's folder moves itself; at the top level.
     ASSERT_TRUE(VTTestSandbox::makeFolder(fxPlug(QStringLiteral("Dst/Empty"))));

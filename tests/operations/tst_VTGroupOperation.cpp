@@ -97,11 +97,6 @@ TEST_F(GroupOperationTest, ASelectedPluginAddsTheGroupBesideItInItsOwnGroup)
     EXPECT_EQ(added->subdir(), QStringLiteral("Color/Group"));
     EXPECT_EQ(added->parent(), color);
     EXPECT_TRUE(color->children().contains(added));
-
-    const GroupPtr nested = groups().addGroup(added);
-    ASSERT_TRUE(nested);
-    EXPECT_EQ(nested->subdir(), QStringLiteral("Color/Group/Group"));
-    EXPECT_TRUE(VTSandboxFiles::isFolder(fxPlug(QStringLiteral("Color/Group/Group"))));
 }
 
 TEST_F(GroupOperationTest, TenLevelsAreTheLimit)
@@ -355,36 +350,4 @@ TEST_F(GroupOperationTest, LockedPluginsAndUnmovableTargetsLeaveEverythingInPlac
     const QStringList alerts = ui().steps(QStringLiteral("alert:Unable to create directory "));
     ASSERT_EQ(alerts.size(), 1);
     EXPECT_TRUE(alerts.first().startsWith(QStringLiteral("alert:Unable to create directory %1|").arg(fxPlug(QStringLiteral("File/Inner")))));
-}
-
-TEST_F(GroupOperationTest, MovingAGroupsChildrenRebuildsItBelowTheTarget)
-{
-    bundle(QStringLiteral("A"), QStringLiteral("Src"));
-    bundle(QStringLiteral("C"), QStringLiteral("Src"), false);
-    bundle(QStringLiteral("D"), QStringLiteral("Src/Sub"));
-    bundle(QStringLiteral("B"), QStringLiteral("Dst"));
-    ASSERT_TRUE(builder().ok());
-    ASSERT_TRUE(VTTestSandbox::makeFolder(fxPlug(QStringLiteral("Empty"))));
-    reload();
-    const GroupPtr src = group(QStringLiteral("Src"));
-    const GroupPtr dst = group(QStringLiteral("Dst"));
-
-    EXPECT_TRUE(groups().moveChildrenOfItem(src, dst));
-    for (const QString &path : {fxPlug(QStringLiteral("Dst/Src/A.fxplug")), mirror(fxPlug(QStringLiteral("Dst/Src/C.fxplug"))),
-                                fxPlug(QStringLiteral("Dst/Src/Sub/D.fxplug")), fxPlug(QStringLiteral("Dst/B.fxplug"))})
-        EXPECT_TRUE(exists(path)) << path.toStdString();
-    EXPECT_EQ(ui().steps(QStringLiteral("step")).size(), 3) << "one step per plug-in";
-    // The tree holds the rebuilt chain below the target.
-    const QList<ItemPtr> children = dst->children();
-    EXPECT_TRUE(std::any_of(children.cbegin(), children.cend(), [](const ItemPtr &child) {
-        return child->isGroup() && child->subdir() == QLatin1String("Dst/Src");
-    }));
-    EXPECT_EQ(plugin(QStringLiteral("D.fxplug"))->subdir(), QStringLiteral("Dst/Src/Sub"));
-
-    EXPECT_TRUE(groups().moveChildrenOfItem(group(QStringLiteral("Empty")), dst));
-    EXPECT_TRUE(logged(QStringLiteral("No children to move - group is empty")));
-
-    // Into itself or below itself, nothing moves.
-    EXPECT_FALSE(groups().moveChildrenOfItem(dst, dst));
-    EXPECT_TRUE(exists(fxPlug(QStringLiteral("Dst/B.fxplug"))));
 }
