@@ -89,26 +89,6 @@ TEST_F(InstallOperationTest, EachKindLandsInItsFolderAsACopy)
     EXPECT_TRUE(posted().isEmpty());
 }
 
-TEST_F(InstallOperationTest, AnAvxBundleGoesByItsInfoKeysAndAllUsersByTheirFolders)
-{
-    const QString avx1 = downloadBundle(QStringLiteral("One/Sharpen.bundle"),
-                                        {{QStringLiteral("AVX15_BundleVersion"), QStringLiteral("1")}});
-    const QString avx2 = downloadBundle(QStringLiteral("Two/Soften.bundle"),
-                                        {{QStringLiteral("AVX20_BundleVersion"), QStringLiteral("2")}});
-    const QString component = downloadBundle(QStringLiteral("Delay.component"));
-    const QString title = downloadFile(QStringLiteral("Lower Third.moti"));
-
-    installation().installPlugins({avx1, avx2, component, title}, nullptr, false, false);
-
-    EXPECT_TRUE(OpsTest::sameTree(avx1, installedAt(AvidAVX, AllUsers, QStringLiteral("Sharpen.bundle"))));
-    EXPECT_TRUE(OpsTest::sameTree(avx2, installedAt(AvidAVX2, AllUsers, QStringLiteral("Soften.bundle"))));
-    EXPECT_TRUE(OpsTest::sameTree(component, installedAt(AudioUnit, AllUsers, QStringLiteral("Delay.component"))));
-    EXPECT_TRUE(OpsTest::sameTree(
-        title, installedAt(MotionTemplate, AllUsers, QStringLiteral("Titles.localized/Lower Third.moti"))));
-    EXPECT_TRUE(logged(QStringLiteral("Installing plugins for all users: %1, %2, %3, %4").arg(avx1, avx2, component, title)));
-    EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty()) << "no progress without showProgress";
-}
-
 TEST_F(InstallOperationTest, ThreeFilesShowNoProgressSheetAndFourShowOne)
 {
     QStringList four;
@@ -342,21 +322,6 @@ TEST_F(InstallOperationTest, AnEmptyListDoesNothingAndAnEndedInstallationClearsT
 
     installation().installPlugins({downloadFile(QStringLiteral("Fade.txt"))}, nullptr, true, true);
     EXPECT_TRUE(installation().pendingInstallList().isEmpty());
-}
-
-TEST_F(InstallOperationTest, ACountCoversTheFilesOfGroupFoldersOnly)
-{
-    downloadFile(QStringLiteral("G/a.txt"));
-    downloadFile(QStringLiteral("G/Inner/b.txt"));
-    downloadFile(QStringLiteral("G/Inner/c.txt"));
-    downloadFile(QStringLiteral("T/T.motn"));
-    downloadFile(QStringLiteral("T/preview.png"));
-    downloadBundle(QStringLiteral("Blur.fxplug"));
-    EXPECT_EQ(VTInstallOperation::countTotalFilesInPathArray(
-                  {download(QStringLiteral("G")), download(QStringLiteral("T")), download(QStringLiteral("Blur.fxplug"))}),
-              5)
-        << "three files in the group, the template folder and the bundle one each";
-    EXPECT_EQ(VTInstallOperation::countTotalFilesInPathArray({download(QStringLiteral("Missing.fxplug"))}), 1);
 }
 
 TEST_F(InstallOperationTest, AContainingFolderThatCannotBeMadeEndsTheWholeInstallation)
