@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 
+#include <system_error>
 #include <thread>
 
 VTOperationThreads::~VTOperationThreads()
@@ -18,6 +19,18 @@ void VTOperationThreads::start(const char *name, std::function<void()> body)
         std::lock_guard lock(m_mutex);
         ++m_running;
     }
+    try {
+        launch(name, std::move(body));
+    } catch (const std::system_error &error) {
+        // No thread to be had: the operation does not run, and nobody may
+        // wait for it.
+        VTException::logException(error, name);
+        finished();
+    }
+}
+
+void VTOperationThreads::launch(const char *name, std::function<void()> body)
+{
     std::thread([this, name, body = std::move(body)]() mutable {
         try {
             body();

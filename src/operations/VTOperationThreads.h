@@ -28,6 +28,7 @@ public:
     bool waitForAll(std::chrono::milliseconds timeout = std::chrono::hours(24));
 
 private:
+    void launch(const char *name, std::function<void()> body);
     void finished();
 
     mutable std::mutex m_mutex;
