@@ -13,8 +13,9 @@
 //   [--authorize] remove NAME...         the removal thread over them
 //   [--authorize] move SRC DST           the guarded move; YES or NO, and
 //                                        "CANCELLED" when the flag was set
-//   list                                 every plug-in record: its enabled
-//                                        flag, a tab, its actual path
+//   list [FILE]                          every plug-in record: its enabled
+//                                        flag, a tab, its actual path; to
+//                                        FILE when given
 //
 // --authorize lets privileged steps ask for administrator rights through
 // TESSARY_ESCALATE, as a window run would; without it they are refused.
@@ -29,6 +30,7 @@
 #include "VTPluginItem.h"
 
 #include <QCoreApplication>
+#include <QFile>
 
 #include <cstdio>
 
@@ -81,8 +83,17 @@ int main(int argc, char **argv)
     const QString command = args.takeFirst();
     if (command == QLatin1String("list")) {
         VTBundleInfoReader::shared().waitForAll();
+        QByteArray listing;
         for (const PluginPtr &plugin : controller->allPlugins())
-            say(QStringLiteral("%1\t%2").arg(plugin->pluginEnabled()).arg(plugin->actualPath()));
+            listing += QStringLiteral("%1\t%2\n").arg(plugin->pluginEnabled()).arg(plugin->actualPath()).toUtf8();
+        if (args.isEmpty()) {
+            std::fwrite(listing.constData(), 1, size_t(listing.size()), stdout);
+            std::fflush(stdout);
+        } else {
+            QFile file(args.first());
+            if (!file.open(QIODevice::WriteOnly) || file.write(listing) != listing.size())
+                return finish(1);
+        }
         return finish(0);
     }
     if (command == QLatin1String("batch")) {

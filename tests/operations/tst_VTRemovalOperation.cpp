@@ -31,14 +31,19 @@ protected:
         return builder().addBundle(FxPlug, AllUsers, name, options);
     }
 
-    // The original paths trash-cli lists for the sandbox's home trash.
-    static QStringList trashList()
+    // The original paths trash-cli lists (the sandbox's home trash and the
+    // trash folders of every mounted volume). Through a file, as the list
+    // can be longer than a pipe holds.
+    QStringList trashList() const
     {
-        const FsTest::Run listing = FsTest::run(QStringLiteral("trash-list"), {});
+        const QString file = VTPath::join(m_sandbox.root(), QStringLiteral("trash-list.txt"));
+        const FsTest::Run listing =
+            FsTest::run(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("trash-list > \"$1\""),
+                                                    QStringLiteral("sh"), file});
         QStringList paths;
         if (listing.exitCode != 0)
             return paths;
-        for (const QString &line : QString::fromUtf8(listing.out).split(u'\n', Qt::SkipEmptyParts)) {
+        for (const QString &line : QString::fromUtf8(FsTest::readFile(file)).split(u'\n', Qt::SkipEmptyParts)) {
             // "YYYY-MM-DD HH:MM:SS /original/path"
             paths << line.section(u' ', 2);
         }
