@@ -1,0 +1,179 @@
+#include "VTWindowApplication.h"
+
+#include "AppController.h"
+#include "VTLog.h"
+#include "VTMainThread.h"
+#include "VTMainWindow.h"
+#include "VTUserDefaults.h"
+#include "VTWidgetInterface.h"
+
+#include <QApplication>
+#include <QScreen>
+#include <QDir>
+#include <QLineEdit>
+#include <QTimer>
+#include <QTreeView>
+
+#include <cstdio>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+// With TESSARY_SCREENSHOTS=DIR the window photographs itself after the first
+// reload (tree expanded, a search, the progress sheet, an alert sheet),
+// saves the PNG files into DIR and quits: scripts/screenshots.sh uses it.
+void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetInterface &ui, const QString &folder)
+{
+    QDir().mkpath(folder);
+    const auto save = [&window, folder](const QString &name) {
+        QApplication::processEvents();
+        // The whole screen, so that window-modal dialogs are in the picture.
+        const QPixmap shot = window.screen()->grabWindow(0, window.x(), window.y(),
+                                                         window.frameGeometry().width(),
+                                                         window.frameGeometry().height());
+        shot.save(folder + QLatin1Char('/') + name);
+    };
+    window.tree()->expandAll();
+    QTimer::singleShot(400, &window, [&, save] {
+        save(QStringLiteral("main-window.png"));
+        window.searchField()->setText(qEnvironmentVariable("TESSARY_SCREENSHOT_SEARCH", QStringLiteral("color")));
+        window.tree()->expandAll();
+        QTimer::singleShot(400, &window, [&, save] {
+            save(QStringLiteral("search.png"));
+            window.searchField()->clear();
+            ui.showProgressSheet();
+            ui.setDeterminateProgress(12);
+            ui.updateProgressText(QStringLiteral("Moving files..."));
+            for (int i = 0; i < 5; ++i)
+                ui.incrementProgress();
+            QTimer::singleShot(600, &window, [&, save] {
+                save(QStringLiteral("progress-sheet.png"));
+                ui.endProgressSheet();
+                QTimer::singleShot(600, &window, [save] {
+                    save(QStringLiteral("alert-sheet.png"));
+                    for (QWidget *widget : QApplication::topLevelWidgets()) {
+                        if (widget->isVisible() && widget->windowModality() == Qt::WindowModal)
+                            widget->close();
+                    }
+                });
+                ui.runAlert({QStringLiteral("Are you sure you wish to remove Synth One?"),
+                             QStringLiteral("The plug-in is moved to the Trash."),
+                             {QStringLiteral("Remove"), QStringLiteral("Cancel")}, true});
+                (void)controller;
+                QApplication::quit();
+            });
+        });
+    });
+}
+
+bool canConnect(const QByteArray &path, bool abstract)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const size_t offset = abstract ? 1 : 0;
+    if (path.size() + offset >= sizeof(address.sun_path))
+        return false;
+    std::memcpy(address.sun_path + offset, path.constData(), size_t(path.size()));
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return false;
+    const socklen_t length = socklen_t(offsetof(sockaddr_un, sun_path) + offset + size_t(path.size()));
+    const bool connected = ::connect(fd, reinterpret_cast<const sockaddr *>(&address), length) == 0;
+    ::close(fd);
+    return connected;
+}
+
+// A local X display (":N" or "unix:N") answers on its socket; for a remote
+// one Qt is left to find out.
+bool xDisplayReachable(const QString &display)
+{
+    if (display.isEmpty())
+        return false;
+    const qsizetype colon = display.lastIndexOf(QLatin1Char(':'));
+    if (colon < 0)
+        return false;
+    const QString host = display.left(colon);
+    if (!host.isEmpty() && host != QLatin1String("unix"))
+        return true;
+    const QString number = display.mid(colon + 1).section(QLatin1Char('.'), 0, 0);
+    const QByteArray socket = "/tmp/.X11-unix/X" + number.toLatin1();
+    return canConnect(socket, false) || canConnect(socket, true);
+}
+
+} // namespace
+
+namespace VTWindowApplication {
+
+QString displayProblem()
+{
+    const QString platform = qEnvironmentVariable("QT_QPA_PLATFORM").section(QLatin1Char(':'), 0, 0);
+    const bool x11 = platform.isEmpty() || platform == QLatin1String("xcb");
+    const bool wayland = platform.isEmpty() || platform.startsWith(QLatin1String("wayland"));
+    if (!x11 && !wayland)
+        return {};
+    if (wayland && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return {};
+    const QString display = qEnvironmentVariable("DISPLAY");
+    if (x11 && xDisplayReachable(display))
+        return {};
+    if (display.isEmpty())
+        return QStringLiteral("no display to open the window on (DISPLAY is not set)");
+    return QStringLiteral("the display %1 cannot be opened").arg(display);
+}
+
+int run(int &argc, char **argv)
+{
+    if (const QString problem = displayProblem(); !problem.isEmpty()) {
+        std::fprintf(stderr, "Tessary: %s; the command words (-allplugins, -enable, ...) run without one.\n",
+                     qPrintable(problem));
+        return 1;
+    }
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Tessary"));
+    QApplication::setApplicationVersion(QStringLiteral(TESSARY_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("com.vantorel.Tessary"));
+    // Desktops outside KDE and GNOME name no icon theme; the installed ones
+    // are better than none.
+    if (QIcon::themeName().isEmpty() || QIcon::themeName() == QLatin1String("hicolor")) {
+        for (const char *theme : {"breeze", "Adwaita"}) {
+            QIcon::setThemeName(QString::fromLatin1(theme));
+            if (QIcon::hasThemeIcon(QStringLiteral("folder")))
+                break;
+        }
+    }
+
+    VTLog::createNewLog(QStringLiteral("Tessary"));
+    VTUserDefaults::registerApplicationDefaults();
+    VTMainThread::setEventLoopRunning(true);
+    int status = 0;
+    {
+        auto ui = std::make_unique<VTWidgetInterface>();
+        VTWidgetInterface &widgets = *ui;
+        AppController controller(std::move(ui), true);
+        VTMainWindow window(controller, widgets);
+        window.show();
+        VTLog::appendLog(QStringLiteral("Preparing to display window..."));
+        controller.reloadData();
+        if (const QString folder = qEnvironmentVariable("TESSARY_SCREENSHOTS"); !folder.isEmpty()) {
+            QObject::connect(&controller, &AppController::reloadFinished, &window,
+                             [&controller, &window, &widgets, folder] {
+                                 takeScreenshots(controller, window, widgets, folder);
+                             }, Qt::SingleShotConnection);
+        }
+        status = QApplication::exec();
+        // Operations still running hand steps to this thread: serve them
+        // while they end after their current item.
+        controller.setProcessingCancelled(true);
+        while (!controller.waitForOperations(std::chrono::milliseconds(10)))
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        controller.waitForReloads();
+    }
+    VTMainThread::setEventLoopRunning(false);
+    VTLog::finishWriting();
+    return status;
+}
+
+} // namespace VTWindowApplication
