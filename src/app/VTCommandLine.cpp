@@ -82,7 +82,11 @@ int VTCommandLine::runPluginCommand(const QStringList &arguments)
     const bool setAccess = command == QLatin1String("-setaccess");
     // Text that is no number reads as 0, like the original integer parse.
     const qint64 access = setAccess ? arguments.at(2).toLongLong() : 0;
-    const QString pluginArgument = arguments.value(setAccess ? 3 : 2);
+    // An empty argument is still an argument: it names no plug-in, so a script
+    // with an unset variable acts on nothing rather than on everything.
+    const qsizetype pluginIndex = setAccess ? 3 : 2;
+    const bool hasPluginArgument = arguments.size() > pluginIndex;
+    const QString pluginArgument = arguments.value(pluginIndex);
     const QString wanted = VTPath::lastComponent(pluginArgument);
 
     const std::unique_ptr<AppController> controller = AppController::initWithoutGUI();
@@ -93,12 +97,12 @@ int VTCommandLine::runPluginCommand(const QStringList &arguments)
     const QStringList paths = controller->listPlugins(true);
     for (const QString &path : paths) {
         // -setaccess matches the scanned path's name, the others the record's file name.
-        if (setAccess && !pluginArgument.isEmpty() && VTPath::lastComponent(path) != wanted)
+        if (setAccess && hasPluginArgument && VTPath::lastComponent(path) != wanted)
             continue;
         const PluginPtr plugin = controller->outlineViewController().pluginFromPath(path);
         if (!plugin)
             continue;
-        if (!setAccess && !pluginArgument.isEmpty() && plugin->fileName() != wanted)
+        if (!setAccess && hasPluginArgument && plugin->fileName() != wanted)
             continue;
         if (command == QLatin1String("-enable"))
             controller->moveFilter(plugin, 1);

@@ -217,6 +217,34 @@ TEST_P(CommandLine, SetAccessMovesWhatCanMoveToTheCurrentUser)
     EXPECT_TRUE(QFileInfo::exists(adobe));
 }
 
+TEST_P(CommandLine, AnEmptyPluginArgumentMatchesNothing)
+{
+    VTBundleOptions disabled;
+    disabled.enabled = false;
+    builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
+    builder().addBundle(Kind::VST, Kind::AllUsers, QStringLiteral("Verb"));
+    builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"), disabled);
+    ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
+    system().finishBuilding();
+    // Every plug-in path on disk, enabled ones and the disabled tree.
+    const auto listing = [this] { return system().run({QStringLiteral("-allplugins")}).lines(); };
+    const QStringList before = listing();
+    ASSERT_EQ(before.size(), 3);
+
+    // A script whose variable is unset passes "": it must act on nothing.
+    const QList<QStringList> calls = {
+        {QStringLiteral("-disable"), QString()},
+        {QStringLiteral("-enable"), QString()},
+        {QStringLiteral("-remove"), QString()},
+        {QStringLiteral("-setaccess"), QStringLiteral("1"), QString()},
+    };
+    for (const QStringList &call : calls) {
+        const E2ESystem::Run run = system().run(call);
+        EXPECT_EQ(run.exitCode, 0) << call.join(u' ').toStdString() << run.standardError.toStdString();
+        EXPECT_EQ(listing(), before) << call.join(u' ').toStdString();
+    }
+}
+
 TEST_P(CommandLine, SetAccessMatchesOnlyTheNamedPlugin)
 {
     const QString blur = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
