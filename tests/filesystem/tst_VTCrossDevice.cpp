@@ -10,6 +10,7 @@
 #include "VTTreeCopy.h"
 
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QUrl>
@@ -152,10 +153,19 @@ TEST_F(CrossDeviceTest, AnInterruptedMoveLosesNothing)
         QThread::msleep(static_cast<unsigned long>(delay));
         ::kill(mover.pid(), SIGKILL);
         (void)mover.finish(5000);
+        // Right after the kill, before any clean-up: whatever carries a
+        // visible name is whole.
+        for (const QString &visible : {from, to}) {
+            if (FsTest::exists(visible)) {
+                EXPECT_TRUE(same(reference, visible)) << visible.toStdString();
+            }
+        }
 
-        const int resolved = VTFileManager::cleanUpInterruptedMoves({VTPath::removeLastComponent(to)});
+        const QStringList folders = {VTPath::removeLastComponent(to), VTPath::removeLastComponent(from)};
+        const int resolved = VTFileManager::cleanUpInterruptedMoves(folders);
         interrupted += resolved > 0 ? 1 : 0;
-        EXPECT_TRUE(leftovers(VTPath::removeLastComponent(to)).isEmpty());
+        for (const QString &folder : folders)
+            EXPECT_TRUE(leftovers(folder).isEmpty()) << folder.toStdString();
         // Exactly one whole copy, wherever the kill caught it.
         const bool atSource = FsTest::exists(from);
         ASSERT_NE(atSource, FsTest::exists(to));
@@ -165,6 +175,36 @@ TEST_F(CrossDeviceTest, AnInterruptedMoveLosesNothing)
             std::swap(from, to);
     }
     std::printf("moves caught midway and resolved: %d\n", interrupted);
+}
+
+TEST_F(CrossDeviceTest, ASourceThatCannotBeRemovedStaysWholeAndTheMoveFails)
+{
+    const QString bundle = disk(QStringLiteral("Plug-Ins/FxPlug/Glow.fxplug"));
+    ASSERT_TRUE(FsTest::makeBundle(bundle));
+    for (int i = 0; i < 20; ++i)
+        ASSERT_TRUE(FsTest::writeFile(VTPath::join(bundle, QStringLiteral("Contents/Resources/file%1").arg(i)), QByteArray(512, char('a' + i))));
+    const QString reference = disk(QStringLiteral("reference.fxplug"));
+    ASSERT_TRUE(VTFileManager::copyFile(bundle, reference, false));
+    // An immutable inner file stops the source's removal part-way, even for root.
+    const QString pinned = VTPath::join(bundle, QStringLiteral("Contents/Resources/file7"));
+    if (!VTFileManager::lockFile(pinned))
+        GTEST_SKIP() << "this file system has no immutable attribute";
+    const QString folder = VTPath::removeLastComponent(bundle);
+    const auto unpin = qScopeGuard([&] {
+        for (const QString &name : leftovers(folder))
+            VTFileManager::unlockFolder(VTPath::join(folder, name));
+        (void)VTFileManager::unlockFile(pinned);
+    });
+
+    const QString moved = volume(QStringLiteral("Glow.fxplug"));
+    EXPECT_FALSE(VTFileManager::moveFile(bundle, moved, false));
+    // The original is whole at its place, no copy stayed behind.
+    EXPECT_TRUE(same(reference, bundle));
+    EXPECT_FALSE(FsTest::exists(moved));
+    EXPECT_TRUE(leftovers(m_volume.path()).isEmpty());
+    // Only a hidden remainder of the part that could not be removed.
+    for (const QString &name : QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot))
+        EXPECT_TRUE(name == QLatin1String("Glow.fxplug") || name.startsWith(QLatin1String(".vtmove."))) << name.toStdString();
 }
 
 TEST_F(CrossDeviceTest, ItemsOnAnotherFileSystemUseThatFileSystemsTrash)

@@ -59,6 +59,7 @@ struct Tally {
     int killsInsideACopy = 0;      // a temporary copy or journal was left
     int pendingSourceRemovals = 0; // whole copies in both places before recovery
     int lost = 0;                  // no whole copy anywhere (the goal is zero)
+    int damaged = 0;               // a partial plug-in at a visible name (the goal is zero)
     int inconsistentAfterRecovery = 0;
 };
 
@@ -224,7 +225,8 @@ protected:
         return FsTest::exists(path) && OpsTest::sameTree(entry.reference, path);
     }
 
-    // Right after a kill: every plug-in whole in at least one place.
+    // Right after a kill: every plug-in whole in at least one place, and
+    // nothing partial at either visible name (a host may load it meanwhile).
     void inspectAfterKill(Tally &tally)
     {
         if (!VTMoveRecovery::foldersWithLeftovers(m_roots).isEmpty())
@@ -232,6 +234,12 @@ protected:
         for (const Entry &entry : std::as_const(m_entries)) {
             const bool enabled = wholeAt(entry, entry.enabledPath);
             const bool disabled = wholeAt(entry, entry.disabledPath);
+            for (const auto &[path, whole] : {std::pair{entry.enabledPath, enabled}, std::pair{entry.disabledPath, disabled}}) {
+                if (!whole && FsTest::exists(path)) {
+                    ++tally.damaged;
+                    ADD_FAILURE() << "damaged at a visible name: " << path.toStdString();
+                }
+            }
             if (!enabled && !disabled) {
                 ++tally.lost;
                 ADD_FAILURE() << "lost: " << entry.enabledPath.toStdString();
@@ -341,14 +349,17 @@ protected:
         std::cerr << "fault injection (seed " << seed << "): batch " << disableSeconds << " s / " << enableSeconds
                   << " s; kill points " << m_tally.killPoints << ", runs that ended first " << m_tally.finishedBeforeKill
                   << ", kills inside a copy " << m_tally.killsInsideACopy << ", duplicates awaiting the next run "
-                  << m_tally.pendingSourceRemovals << ", plug-ins lost " << m_tally.lost
+                  << m_tally.pendingSourceRemovals << ", plug-ins lost " << m_tally.lost << ", damaged at a visible name "
+                  << m_tally.damaged
                   << ", inconsistent after the next run " << m_tally.inconsistentAfterRecovery << ", kills aimed at a copy "
                   << m_tally.aimedKills << std::endl;
         RecordProperty("killPoints", m_tally.killPoints);
         RecordProperty("killsInsideACopy", m_tally.killsInsideACopy);
         RecordProperty("lost", m_tally.lost);
+        RecordProperty("damaged", m_tally.damaged);
         RecordProperty("aimedKills", m_tally.aimedKills);
         EXPECT_EQ(m_tally.lost, 0);
+        EXPECT_EQ(m_tally.damaged, 0);
         EXPECT_EQ(m_tally.inconsistentAfterRecovery, 0);
         EXPECT_GT(m_tally.killPoints, kills / 2) << "most kills should land inside a batch";
     }

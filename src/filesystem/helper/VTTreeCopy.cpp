@@ -330,6 +330,38 @@ int copyItem(int fromDir, const std::string &from, int toDir, const std::string 
     return VTSafeFs::syncFolder(toDir);
 }
 
+namespace {
+
+// Undoes a copy that reached its destination name while the source is whole
+// (again) at its place: the copy goes back to the temporary name its journal
+// names, so a crash in between still leaves a state the clean-up resolves.
+void withdrawCopy(int toDir, const std::string &to, const std::string &temporary, const std::string &journal)
+{
+    if (VTSafeFs::renameNoReplace(toDir, to, toDir, temporary) == 0)
+        removeTemporary(toDir, temporary);
+    ::unlinkat(toDir, journal.c_str(), 0);
+    VTSafeFs::syncFolder(toDir);
+}
+
+// Puts the source back at `from` from the complete copy `to`, when what was
+// set aside could not be removed completely. What is left aside keeps its
+// hidden name for the clean-up.
+int restoreSource(int fromDir, const std::string &from, int toDir, const std::string &to)
+{
+    const std::string restored = TemporaryPrefix + randomToken();
+    int error = copyTree(toDir, to, fromDir, restored);
+    if (!error)
+        error = VTSafeFs::syncFolder(fromDir);
+    if (!error)
+        error = VTSafeFs::renameNoReplace(fromDir, restored, fromDir, from);
+    if (error)
+        removeTemporary(fromDir, restored);
+    VTSafeFs::syncFolder(fromDir);
+    return error;
+}
+
+} // namespace
+
 int moveItem(int fromDir, const std::string &from, int toDir, const std::string &to, bool replace,
              const std::string &sourcePath)
 {
@@ -359,10 +391,34 @@ int moveItem(int fromDir, const std::string &from, int toDir, const std::string 
         return error;
     }
     VTSafeFs::syncFolder(toDir);
-    error = VTSafeFs::removeTree(fromDir, from);
+
+    // The source leaves its visible name in one rename before it is removed,
+    // so neither a failed removal nor a crash during it ever shows a partial
+    // item there. A hidden leftover holds nothing the destination lacks.
+    const std::string aside = TemporaryPrefix + randomToken();
+    error = VTSafeFs::renameNoReplace(fromDir, from, fromDir, aside);
+    if (error) {
+        withdrawCopy(toDir, to, temporary, journal);
+        return error;
+    }
+    VTSafeFs::syncFolder(fromDir);
+    error = VTSafeFs::removeTree(fromDir, aside);
+    if (error) {
+        // Either the move happens whole or not at all: rebuild the source
+        // from the copy and withdraw the copy. Should the source not come
+        // back, the copy is the one whole item and the move stands.
+        if (restoreSource(fromDir, from, toDir, to) != 0) {
+            ::unlinkat(toDir, journal.c_str(), 0);
+            VTSafeFs::syncFolder(toDir);
+            return 0;
+        }
+        withdrawCopy(toDir, to, temporary, journal);
+        return error;
+    }
+    VTSafeFs::syncFolder(fromDir);
     ::unlinkat(toDir, journal.c_str(), 0);
     VTSafeFs::syncFolder(toDir);
-    return error;
+    return 0;
 }
 
 int cleanUpFolder(int dirFd, bool noSymlinks)
@@ -383,9 +439,12 @@ int cleanUpFolder(int dirFd, bool noSymlinks)
                 // as the destination really holds all of it.
                 std::string leaf;
                 Fd sourceDir(VTSafeFs::openParent(sourcePath, noSymlinks, leaf));
+                // Set aside first, as the move itself does.
+                const std::string aside = TemporaryPrefix + randomToken();
                 if (sourceDir.valid() && VTSafeFs::existsAt(sourceDir.get(), leaf)
-                    && containedIn(sourceDir.get(), leaf, dirFd, to))
-                    (void)VTSafeFs::removeTree(sourceDir.get(), leaf);
+                    && containedIn(sourceDir.get(), leaf, dirFd, to)
+                    && VTSafeFs::renameNoReplace(sourceDir.get(), leaf, sourceDir.get(), aside) == 0)
+                    removeTemporary(sourceDir.get(), aside);
             }
         }
         ::unlinkat(dirFd, entry.c_str(), 0);

@@ -9,7 +9,11 @@
 // copies the item to a temporary name in the destination folder (contents,
 // modes, owner where permitted, user.* extended attributes, inner links as
 // links), flushes it, writes a journal beside it, renames the copy into place
-// without replacing, and only then removes the source and the journal:
+// without replacing, and only then renames the source aside to a hidden
+// temporary name in its own folder, removes it from there and drops the
+// journal. When that removal fails part-way, the source is rebuilt at its
+// place from the copy and the copy withdrawn, so the move happens whole or
+// not at all:
 //
 //   <destination folder>/.vtmove.<16 hex digits>           the copy in progress
 //   <destination folder>/.vtmove.<16 hex digits>.journal   "VTMOVE1\n", the source's
@@ -18,8 +22,10 @@
 //
 // An interrupted move therefore leaves a temporary copy without a journal (the
 // source is whole), a complete copy with its journal (the source is whole),
-// or a journal whose copy already carries the destination name beside what is
-// left of the source. cleanUpFolder() resolves each on the next run.
+// a journal whose copy already carries the destination name beside the whole
+// source, or a hidden source set aside (anything under the temporary prefix
+// without a journal is never the only copy). cleanUpFolder() resolves each
+// on the next run.
 
 namespace VTTreeCopy {
 
