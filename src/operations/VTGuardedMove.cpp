@@ -11,22 +11,44 @@
 #include "VTPlainFiles.h"
 #include "VTTreeCopy.h"
 
+#include <QDirIterator>
+#include <QFileInfo>
+
 #include <cerrno>
 
 namespace {
 
+// How often a privileged copy's footprint is looked at, and how long it may
+// stand still before the move is given up.
+constexpr int StallCheckSeconds = 5;
+constexpr int StallLimitSeconds = 30;
+
 // A copy across file systems shows in the destination folder under the
-// temporary prefix until it is renamed into place.
-bool copyInProgress(const QString &folder)
+// temporary prefix until it is renamed into place. Its footprint (entries and
+// bytes below every such name) grows while it makes progress; empty when no
+// copy is there.
+QList<qint64> copyFootprint(const QString &folder)
 {
+    QList<qint64> footprint;
     QStringList names;
     if (VTPlainFiles::list(folder, names) != 0)
-        return false;
+        return footprint;
     for (const QString &name : std::as_const(names)) {
-        if (VTTreeCopy::isTemporaryName(VTPath::toNative(name).toStdString()))
-            return true;
+        if (!VTTreeCopy::isTemporaryName(VTPath::toNative(name).toStdString()))
+            continue;
+        const QString path = VTPath::join(folder, name);
+        qint64 entries = 1;
+        qint64 bytes = QFileInfo(path).size();
+        QDirIterator it(path, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            it.next();
+            ++entries;
+            bytes += it.fileInfo().size();
+        }
+        footprint << entries << bytes;
     }
-    return false;
+    return footprint;
 }
 
 // Ends the busy indicator however the move ends.
@@ -142,9 +164,22 @@ bool VTGuardedMove::moveWithAuthorization(const QString &source, const QString &
     // The privileged move returns once handed over; a copy to another file
     // system may take longer than the first second, so keep waiting while
     // one is visibly under way.
+    // A leftover of an earlier move looks the same but never changes: the
+    // wait ends once nothing has changed for the stall limit.
     const auto arrived = [&destination] { return VTPlainFiles::exists(destination); };
     if (!VTPlainFiles::waitFor(1, arrived)) {
-        while (copyInProgress(folder) && !VTPlainFiles::waitFor(5, arrived)) {
+        QList<qint64> footprint = copyFootprint(folder);
+        int stillFor = 0;
+        while (!footprint.isEmpty() && !VTPlainFiles::waitFor(StallCheckSeconds, arrived)) {
+            const QList<qint64> now = copyFootprint(folder);
+            stillFor = now == footprint ? stillFor + StallCheckSeconds : 0;
+            footprint = now;
+            if (stillFor >= StallLimitSeconds) {
+                VTLog::appendLog(QStringLiteral("No progress for %1 s in %2; no longer waiting for %3.")
+                                     .arg(stillFor)
+                                     .arg(folder, destination));
+                break;
+            }
         }
     }
     if (VTPlainFiles::exists(destination)) {

@@ -121,3 +121,25 @@ TEST_F(CrossDeviceOperationsTest, AFullDestinationLeavesThePluginWholeAndNothing
     EXPECT_EQ(posted(), (QStringList{unableToMove, QStringLiteral("Could not disable plugin Huge. Please check your file permissions.")}));
     EXPECT_TRUE(logged(unableToMove));
 }
+
+TEST_F(CrossDeviceOperationsTest, AStaleLeftoverInTheDestinationDoesNotHoldAPrivilegedMoveForever)
+{
+    mountDisabledTree("mode=0755");
+    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Glow"));
+    ASSERT_TRUE(builder().ok());
+    const QString reference = keepReference(bundle);
+    reload();
+    const PluginPtr glow = plugin(QStringLiteral("Glow.fxplug"));
+    // What an interrupted copy left, then a destination nobody can write:
+    // the move goes the privileged way, which cannot succeed either.
+    const QString folder = VTPath::removeLastComponent(mirror(bundle));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::join(folder, QStringLiteral(".vtmove.0123456789abcdef"))));
+    ASSERT_EQ(::mount(nullptr, VTPath::toNative(m_mountPoint).constData(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0)
+        << std::strerror(errno);
+
+    EXPECT_FALSE(enabling().moveFilter(glow, 0));
+    EXPECT_TRUE(OpsTest::sameTree(reference, bundle));
+    EXPECT_FALSE(exists(mirror(bundle)));
+    EXPECT_TRUE(posted().contains(QStringLiteral("Error: File %1 could not be moved to %2.").arg(bundle, mirror(bundle))))
+        << posted().join(u'\n').toStdString();
+}
