@@ -9,6 +9,7 @@
 #include "VTOperations.h"
 #include "VTPath.h"
 #include "VTPluginItem.h"
+#include "VTValidateAUCommand.h"
 
 #include <QDir>
 
@@ -21,6 +22,7 @@ const QStringList &commands()
     static const QStringList names = {
         QStringLiteral("-enable"), QStringLiteral("-disable"), QStringLiteral("-remove"),
         QStringLiteral("-setaccess"), QStringLiteral("-allplugins"), QStringLiteral("-install"),
+        QStringLiteral("-validateau"),
     };
     return names;
 }
@@ -73,6 +75,8 @@ std::optional<int> VTCommandLine::run(const QStringList &arguments, FILE *output
         return runAllPlugins(arguments, output);
     if (command == QLatin1String("-install"))
         return runInstall(arguments);
+    if (command == QLatin1String("-validateau"))
+        return VTValidateAUCommand::run(output);
     return runPluginCommand(arguments);
 }
 
