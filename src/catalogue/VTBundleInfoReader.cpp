@@ -3,11 +3,14 @@
 #include "VTBundle.h"
 #include "VTPluginItem.h"
 
+#include <optional>
+
 namespace {
 
 // A text value of the info dictionary; numbers, which some damaged
-// Info.plist files carry for versions, are taken as their text.
-QString textValue(const VTBundle &bundle, const QString &key)
+// Info.plist files carry for versions, are taken as their text. A key that
+// is present is found, even when its text is empty.
+std::optional<QString> textValue(const VTBundle &bundle, const QString &key)
 {
     const QVariant value = bundle.localizedValue(key);
     switch (value.typeId()) {
@@ -16,7 +19,7 @@ QString textValue(const VTBundle &bundle, const QString &key)
     case QMetaType::Double:
         return value.toString();
     default:
-        return QString();
+        return std::nullopt;
     }
 }
 
@@ -112,10 +115,10 @@ VTBundleInfo VTBundleInfoReader::readBundle(const QString &path)
     if (!bundle.isValid())
         return info;
     info.name = textValue(bundle, QStringLiteral("CFBundleDisplayName"));
-    if (info.name.isEmpty())
+    if (!info.name)
         info.name = textValue(bundle, QStringLiteral("CFBundleName"));
     info.version = textValue(bundle, QStringLiteral("CFBundleShortVersionString"));
-    if (info.version.isEmpty())
+    if (!info.version)
         info.version = textValue(bundle, QStringLiteral("CFBundleVersion"));
     info.architectures = bundle.executableArchitectures();
     return info;

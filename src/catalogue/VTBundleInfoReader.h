@@ -10,13 +10,15 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
-// What a plug-in's bundle says about itself. Empty fields were not found.
+// What a plug-in's bundle says about itself; keys that were not found have
+// no value (an empty text was found).
 struct VTBundleInfo {
-    QString name;    // localised CFBundleDisplayName, else CFBundleName
-    QString version; // CFBundleShortVersionString, else CFBundleVersion
+    std::optional<QString> name;    // localised CFBundleDisplayName, else CFBundleName
+    std::optional<QString> version; // CFBundleShortVersionString, else CFBundleVersion
     QList<VTMachO::Architecture> architectures;
 };
 

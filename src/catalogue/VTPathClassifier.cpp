@@ -2,7 +2,11 @@
 
 #include "VTBundle.h"
 #include "VTPath.h"
+#include "VTPluginEntryRules.h"
 #include "VTPluginKind.h"
+
+#include <dirent.h>
+#include <memory>
 
 #include <sys/stat.h>
 
@@ -26,8 +30,17 @@ namespace VTPathClassifier {
 
 bool isMotionTemplateFolder(const QString &path, const QString &name)
 {
-    for (const char *extension : {".moti", ".motn", ".moef", ".motr"}) {
-        if (exists(VTPath::join(path, name + QLatin1String(extension))))
+    // Listed rather than probed by name: the template file's name may differ
+    // from the folder's in case.
+    const QByteArray native = VTPath::toNative(path);
+    std::unique_ptr<DIR, int (*)(DIR *)> dir(::opendir(native.constData()), &::closedir);
+    if (!dir)
+        return false;
+    while (const dirent *entry = ::readdir(dir.get())) {
+        const QString entryName = QString::fromUtf8(entry->d_name);
+        // A dangling link is no file.
+        if (VTPluginEntryRules::isMotionTemplateFileOf(entryName, name)
+            && exists(VTPath::join(path, entryName)))
             return true;
     }
     return false;

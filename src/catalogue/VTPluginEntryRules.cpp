@@ -33,6 +33,12 @@ bool isMotionTemplateExtension(const QString &extension)
     return isOneOf(extension, {"moti", "motn", "motr", "moef"});
 }
 
+bool isMotionTemplateFileOf(const QString &entryName, const QString &stem)
+{
+    return entryName.size() == stem.size() + 5 && entryName.startsWith(stem, Qt::CaseInsensitive)
+        && entryName.at(stem.size()) == u'.' && isMotionTemplateExtension(entryName.mid(stem.size() + 1));
+}
+
 bool hasFxScriptTypeCode(const QString &path)
 {
     // Folders keep a window rectangle where files keep their type code, so

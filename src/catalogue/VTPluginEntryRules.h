@@ -12,6 +12,10 @@ namespace VTPluginEntryRules {
 [[nodiscard]] bool isPluginExtension(const QString &extension);
 // "moti", "motn", "motr", "moef": a folder holding such a file is a template.
 [[nodiscard]] bool isMotionTemplateExtension(const QString &extension);
+// Whether an entry of the folder whose name without extension is `stem` is
+// that folder's Motion template file (stem + ".motn" and the like). Names
+// compare ignoring case, as they do on the managed system.
+[[nodiscard]] bool isMotionTemplateFileOf(const QString &entryName, const QString &stem);
 // True when the file's type code is 'FCSC' (FxScript without extension).
 [[nodiscard]] bool hasFxScriptTypeCode(const QString &path);
 // An entry with this extension may be a group folder: empty, "localized" or numeric.

@@ -63,7 +63,9 @@ PluginPtr VTPluginItem::createScanned(const QString &fileName, const QString &sh
     fields.shortName = shortName;
     fields.fileName = fileName;
     fields.subdir = subdir;
-    fields.version = version;
+    // The version is text from the start: a missing one would be archived as
+    // no object at all rather than as an empty text.
+    fields.version = version.isNull() ? QStringLiteral("") : version;
     fields.pluginType = pluginType;
     fields.pluginAccess = pluginAccess;
     fields.pluginEnabled = pluginEnabled;
@@ -352,10 +354,10 @@ void VTPluginItem::applyBundleInfo(VTBundleInfo info)
     if (!info.architectures.isEmpty())
         texts = architectureTexts(info.architectures);
     std::lock_guard lock(m_mutex);
-    if (!info.name.isEmpty() && info.name != kProductNamePlaceholder)
-        m_shortName = std::move(info.name);
-    if (!info.version.isEmpty())
-        m_version = std::move(info.version);
+    if (info.name && *info.name != kProductNamePlaceholder)
+        m_shortName = std::move(*info.name);
+    if (info.version)
+        m_version = std::move(*info.version);
     if (texts)
         m_architectures = std::move(texts);
 }

@@ -126,10 +126,20 @@ bool VTPluginScanner::read(const QString &folder, Listing &listing)
             continue;
         listing.entries.push_back({QByteArray(entry->d_name), entry->d_type});
     }
-    // Byte order of the names, so that the stop at a Motion template file
-    // does not depend on the file system's own order.
-    std::sort(listing.entries.begin(), listing.entries.end(),
-              [](const Entry &a, const Entry &b) { return a.name < b.name; });
+    // The managed system's usual name order, which ignores case, so that the
+    // stop at a Motion template file does not depend on the file system's own
+    // order. Names that differ only in case (or are not UTF-8) keep byte order.
+    std::vector<std::pair<QString, Entry>> keyed;
+    keyed.reserve(listing.entries.size());
+    for (Entry &entry : listing.entries)
+        keyed.emplace_back(QString::fromUtf8(entry.name).toCaseFolded(), std::move(entry));
+    std::sort(keyed.begin(), keyed.end(), [](const auto &a, const auto &b) {
+        const int order = a.first.compare(b.first);
+        return order != 0 ? order < 0 : a.second.name < b.second.name;
+    });
+    listing.entries.clear();
+    for (auto &[key, entry] : keyed)
+        listing.entries.push_back(std::move(entry));
     return true;
 }
 
@@ -181,12 +191,10 @@ void VTPluginScanner::walk(const QString &folder, const Listing &listing, bool i
         if (includeFolders) {
             // A folder holding a Motion template file of its own name is that
             // template, not a group.
-            const QByteArray stem = VTPath::displayName(name).toUtf8();
+            const QString stem = VTPath::displayName(name);
             const bool isTemplate = std::any_of(inner.entries.cbegin(), inner.entries.cend(), [&](const Entry &e) {
-                if (!e.name.startsWith(stem) || e.name.size() != stem.size() + 5 || e.name.at(stem.size()) != '.')
-                    return false;
-                const QByteArray suffix = e.name.mid(stem.size() + 1);
-                if (suffix != "moti" && suffix != "motn" && suffix != "moef" && suffix != "motr")
+                if (!isValidUtf8(e.name)
+                    || !VTPluginEntryRules::isMotionTemplateFileOf(QString::fromUtf8(e.name), stem))
                     return false;
                 struct stat info {};
                 return e.type != DT_LNK || statPath(native + '/' + e.name, info); // a dangling link is no file

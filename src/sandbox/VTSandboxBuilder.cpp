@@ -295,12 +295,17 @@ QString VTSandboxBuilder::addMotionTemplate(qint64 access, const QString &catego
     if (!placeTarget(MotionTemplate, access, placement, name, &target))
         return QString();
     const QString extension = options.extension.isEmpty() ? extensions.value(bare) : options.extension;
-    const QString file = VTPath::join(target.path, name + u'.' + extension);
+    const QString stem = options.stem.isEmpty() ? name : options.stem;
+    const QString file = VTPath::join(target.path, stem + u'.' + extension);
     const QByteArray document = (QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ozml version=\"5.0\">\n"
                                                 "<scene><name>") + name.toHtmlEscaped()
                                  + QStringLiteral("</name></scene>\n</ozml>\n")).toUtf8();
     if (!m_files.makePath(target.path) || !m_files.createFile(file, document))
         return fail(m_files.lastError());
+    for (const QString &subfolder : options.subfolders) {
+        if (!m_files.makePath(VTPath::join(target.path, subfolder)))
+            return fail(m_files.lastError());
+    }
     if (options.media) {
         // Only files with extensions the scan passes over, so that the
         // template is one plug-in whatever order the folder lists in.

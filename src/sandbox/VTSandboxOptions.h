@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <QVariantMap>
 
 // Options of the sandbox builder's calls. Every field has a usable default,
@@ -41,6 +42,8 @@ struct VTFileOptions : VTPlacement {
 struct VTTemplateOptions : VTPlacement {
     QString extension;                          // empty: the category's usual one (motn, moti, moef, motr)
     bool media = true;                          // preview images and a movie beside the template file
+    QString stem;                               // the template file's name without extension; empty: the folder's
+    QStringList subfolders;                     // empty folders made beside the template file ("Media")
 };
 
 struct VTApplicationOptions {

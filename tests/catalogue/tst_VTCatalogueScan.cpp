@@ -66,6 +66,8 @@ TEST_F(CatalogueScan, EveryPluginOfTheDemoSystemIsInTheTreeAsBuilt)
         EXPECT_EQ(plugin->pluginType(), built.kind);
         EXPECT_EQ(plugin->pluginAccess(), built.access);
         EXPECT_EQ(plugin->subdir(), subdirOrNone(built.group));
+        // Text even where no bundle says it ("-data" archives it as text).
+        EXPECT_FALSE(plugin->version().isNull());
         // OpenFX records derive "/Library/OpenFX/Plugins", where nothing is,
         // so their bundles are never read.
         if (built.kind != OpenFX) {
@@ -122,6 +124,35 @@ TEST_F(CatalogueScan, FoldersBecomeGroupsOnceAndTemplatesStayPlugins)
     // Entries the walk passes over leave no trace.
     for (const QString &ignored : {QStringLiteral("Old.Disabled"), QStringLiteral(".Disabled"), QStringLiteral("ReadMe.pdf")})
         EXPECT_FALSE(outline(tree.dataArray()).contains(ignored)) << ignored.toStdString();
+}
+
+TEST_F(CatalogueScan, TemplateNamesIgnoreCaseAndFoldersListInCaseBlindOrder)
+{
+    VTTemplateOptions upper;
+    upper.extension = QStringLiteral("MOTN");
+    builder().addMotionTemplate(AllUsers, QStringLiteral("Generators"), QStringLiteral("Spark"), upper);
+    VTTemplateOptions mixed;
+    mixed.stem = QStringLiteral("Flare");
+    const QString flare = builder().addMotionTemplate(AllUsers, QStringLiteral("Generators"), QStringLiteral("flare"), mixed);
+    // "glow2.motn" comes before "Media" once case is ignored, so the walk
+    // stops before the subfolder.
+    VTTemplateOptions withMedia;
+    withMedia.subfolders = {QStringLiteral("Media")};
+    builder().addMotionTemplate(AllUsers, QStringLiteral("Generators"), QStringLiteral("glow2"), withMedia);
+    ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
+    reload();
+
+    const QString tree = outline(catalogue().dataArray());
+    for (const char *name : {"Spark", "flare", "glow2"}) {
+        const PluginPtr plugin = pluginNamed(catalogue().allPlugins(), QString::fromLatin1(name));
+        ASSERT_TRUE(plugin) << name << tree.toStdString();
+        EXPECT_EQ(plugin->pluginType(), MotionTemplate) << name;
+        EXPECT_FALSE(catalogue().groupMatchingSubdir(QStringLiteral("Generators.localized/") + QString::fromLatin1(name)))
+            << name;
+    }
+    EXPECT_FALSE(catalogue().groupMatchingSubdir(QStringLiteral("Generators.localized/glow2/Media")));
+    // The classification on its own, without the walk's hint, agrees.
+    EXPECT_TRUE(VTPathClassifier::isMotionTemplateFolder(flare, QStringLiteral("flare")));
 }
 
 TEST_F(CatalogueScan, TypeFilterAndFxFactoryPreferenceChooseTheFolders)

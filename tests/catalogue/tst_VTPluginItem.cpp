@@ -216,6 +216,14 @@ TEST_F(VTPluginItemBundle, FallsBackToNameAndBundleVersion)
     EXPECT_EQ(item->architectures(), QStringList{QStringLiteral("32-bit (PowerPC)")});
     EXPECT_FALSE(item->is64BitAvailable());
     EXPECT_TRUE(item->isPPCAvailable());
+
+    // A key that is present is found, empty or not: no fall-back then.
+    writeBundle(bundlePath(QStringLiteral("Blank.component")),
+                info({{"CFBundleDisplayName", QStringLiteral("")}, {"CFBundleName", QStringLiteral("Blank Verb")},
+                      {"CFBundleShortVersionString", QStringLiteral("")}, {"CFBundleVersion", QStringLiteral("3")}}));
+    const PluginPtr blank = scanned(QStringLiteral("Blank.component"), QStringLiteral("Blank"));
+    EXPECT_EQ(blank->shortName(), QStringLiteral(""));
+    EXPECT_EQ(blank->version(), QStringLiteral(""));
 }
 
 TEST_F(VTPluginItemBundle, PlaceholderNameKeepsTheScannedName)
