@@ -38,13 +38,12 @@ AppController::AppController(std::unique_ptr<VTUserInterface> ui, bool hasGUI, Q
     , m_selection(*m_catalogue)
     , m_architectures(*m_catalogue)
 {
-    m_reloadQueue.setMaxThreadCount(1);
     m_operations = std::make_unique<VTOperations>(
         *m_catalogue, *m_ui, hasGUI,
         VTOperationContext::Steps{[this] { reloadData(); }, [this] { refreshPluginStats(); }, {}});
     // Before the first reload, and in the background: a move that a crash or
     // a kill interrupted is finished or undone.
-    m_reloadQueue.start([this] { m_operations->resolveInterruptedMovesOnce(); });
+    m_reloadQueue.enqueue([this] { m_operations->resolveInterruptedMovesOnce(); });
     // The loader runs these only when the catalogue has a view.
     m_loader->setViewSteps({
         [this] { m_savedSelection = m_selection.arrayOfSelectedItemPaths(); },
@@ -70,7 +69,7 @@ void AppController::setCatalogueView(VTCatalogueView *view)
 
 void AppController::reloadData()
 {
-    m_reloadQueue.start([this] {
+    m_reloadQueue.enqueue([this] {
         m_loader->loadPluginData();
         // Only an event loop can deliver the signal on the main thread;
         // without one there is nobody waiting for it there.
@@ -86,7 +85,7 @@ void AppController::waitForReloads()
     // A reload hands display steps to the main thread and waits for them, so
     // the main thread must go on serving them while it waits here.
     if (VTMainThread::eventLoopRunning() && VTMainThread::isMainThread()) {
-        while (!m_reloadQueue.waitForDone(10))
+        while (!m_reloadQueue.waitForDone(std::chrono::milliseconds(10)))
             QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         QCoreApplication::sendPostedEvents();
         return;

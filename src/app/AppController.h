@@ -6,10 +6,10 @@
 #include "VTExpandedItems.h"
 #include "VTOperationContext.h"
 #include "VTSelectionMemory.h"
+#include "VTSerialQueue.h"
 
 #include <QObject>
 #include <QStringList>
-#include <QThreadPool>
 
 #include <chrono>
 #include <memory>
@@ -168,6 +168,6 @@ private:
     VTArchitectureSelection m_architectures;
     // The selection remembered before a reload; main thread only.
     QList<VTSelectionMemory::Entry> m_savedSelection;
-    QThreadPool m_reloadQueue;
+    VTSerialQueue m_reloadQueue;
     std::unique_ptr<VTOperations> m_operations;
 };

@@ -14,7 +14,6 @@ VTScanPipeline::VTScanPipeline(int workers, Classify classify, Add add)
     , m_classify(std::move(classify))
     , m_add(std::move(add))
 {
-    m_pool.setMaxThreadCount(m_workers);
 }
 
 VTScanPipeline::~VTScanPipeline()
@@ -33,7 +32,7 @@ void VTScanPipeline::flush()
 {
     if (m_batch.isEmpty())
         return;
-    bool start = false;
+    const bool start = m_threads.empty();
     qsizetype idle = 0;
     {
         std::lock_guard lock(m_mutex);
@@ -42,8 +41,6 @@ void VTScanPipeline::flush()
             m_paths.append(path);
             m_results.emplace_back();
         }
-        start = !m_started;
-        m_started = true;
     }
     const qsizetype handed = m_batch.size();
     m_batch.clear();
@@ -51,11 +48,12 @@ void VTScanPipeline::flush()
     // starts none. Waking more workers than there are new paths would only
     // send them back to sleep.
     if (start) {
+        m_threads.reserve(size_t(m_workers));
         for (int i = 0; i < m_workers; ++i)
-            m_pool.start([this] { work(); });
+            m_threads.emplace_back([this] { work(); });
     }
     const qsizetype chunks = (handed + kChunkSize - 1) / kChunkSize;
-    for (qsizetype i = 0; i < std::min(chunks, start ? m_workers : idle); ++i)
+    for (qsizetype i = 0; i < std::min<qsizetype>(chunks, start ? m_workers : idle); ++i)
         m_wake.notify_one();
 }
 
@@ -67,7 +65,9 @@ void VTScanPipeline::finish()
         m_finished = true;
     }
     m_wake.notify_all();
-    m_pool.waitForDone();
+    for (std::thread &thread : m_threads)
+        thread.join();
+    m_threads.clear();
 }
 
 qsizetype VTScanPipeline::count() const

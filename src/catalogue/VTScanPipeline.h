@@ -5,13 +5,13 @@
 
 #include <QList>
 #include <QString>
-#include <QThreadPool>
 
 #include <condition_variable>
 #include <deque>
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <thread>
 #include <vector>
 
 // The classification stage of a scan: paths are classified on up to
@@ -21,6 +21,9 @@
 // Whichever worker completes the next result in line adds it and every
 // ready one after it, outside the lock, while the others go on classifying;
 // so additions are serialised without a thread of their own.
+//
+// The workers are plain threads with standard locks rather than a
+// QThreadPool, so that every hand-over is visible to ThreadSanitizer.
 class VTScanPipeline
 {
 public:
@@ -69,7 +72,5 @@ private:
     int m_idle = 0; // workers waiting for paths
     bool m_adding = false;
     bool m_finished = false;
-    bool m_started = false;
-
-    QThreadPool m_pool;
+    std::vector<std::thread> m_threads; // started with the first paths
 };

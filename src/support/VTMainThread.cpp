@@ -1,18 +1,38 @@
 #include "VTMainThread.h"
 
+#include "VTException.h"
+
 #include <QCoreApplication>
 #include <QMetaObject>
 #include <QThread>
 
 #include <atomic>
+#include <condition_variable>
+#include <exception>
+#include <memory>
+#include <mutex>
 
 namespace {
+
 std::atomic<bool> g_eventLoopRunning{false};
+
+// Held by a worker while it posts a step, and taken by the step before it
+// touches anything the worker made. Qt hands events over under locks of its
+// own that ThreadSanitizer cannot see; this one it can.
+std::mutex g_handOver;
 
 bool mustQueue()
 {
     return g_eventLoopRunning.load() && QCoreApplication::instance() && !VTMainThread::isMainThread();
 }
+
+template<typename Step>
+void post(Step step)
+{
+    std::lock_guard lock(g_handOver);
+    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(step), Qt::QueuedConnection);
+}
+
 } // namespace
 
 namespace VTMainThread {
@@ -39,7 +59,31 @@ void runAndWait(const std::function<void()> &step)
         step();
         return;
     }
-    QMetaObject::invokeMethod(QCoreApplication::instance(), step, Qt::BlockingQueuedConnection);
+    struct Completion {
+        std::mutex mutex;
+        std::condition_variable done;
+        bool finished = false;
+        std::exception_ptr failure;
+    };
+    const auto completion = std::make_shared<Completion>();
+    post([&step, completion] {
+        { std::lock_guard handOver(g_handOver); }
+        std::exception_ptr failure;
+        try {
+            step();
+        } catch (...) {
+            // Handed back to the waiting thread rather than into the event loop.
+            failure = std::current_exception();
+        }
+        std::lock_guard lock(completion->mutex);
+        completion->failure = failure;
+        completion->finished = true;
+        completion->done.notify_all();
+    });
+    std::unique_lock lock(completion->mutex);
+    completion->done.wait(lock, [&completion] { return completion->finished; });
+    if (completion->failure)
+        std::rethrow_exception(completion->failure);
 }
 
 void run(const std::function<void()> &step)
@@ -48,7 +92,15 @@ void run(const std::function<void()> &step)
         step();
         return;
     }
-    QMetaObject::invokeMethod(QCoreApplication::instance(), step, Qt::QueuedConnection);
+    post([step] {
+        { std::lock_guard handOver(g_handOver); }
+        try {
+            step();
+        } catch (...) {
+            // Nobody waits for this step; the event loop must not see it fail.
+            VTException::logCurrentException("VTMainThread::run");
+        }
+    });
 }
 
 } // namespace VTMainThread

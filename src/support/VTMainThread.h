@@ -16,9 +16,11 @@ void setEventLoopRunning(bool running);
 
 [[nodiscard]] bool isMainThread();
 
-// Runs `step` on the main thread and returns when it has run.
+// Runs `step` on the main thread and returns when it has run; a failure
+// inside the step is thrown again here.
 void runAndWait(const std::function<void()> &step);
-// Runs `step` on the main thread; returns at once when it had to be queued.
+// Runs `step` on the main thread; returns at once when it had to be queued
+// (a failure of a queued step is then logged).
 void run(const std::function<void()> &step);
 
 } // namespace VTMainThread
