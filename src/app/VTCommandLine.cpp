@@ -3,6 +3,7 @@
 #include "AppController.h"
 #include "OutlineViewController.h"
 #include "VTBundleInfoReader.h"
+#include "VTExportCommand.h"
 #include "VTItemArchiver.h"
 #include "VTAccessOperation.h"
 #include "VTLog.h"
@@ -23,6 +24,7 @@ const QStringList &commands()
         QStringLiteral("-enable"), QStringLiteral("-disable"), QStringLiteral("-remove"),
         QStringLiteral("-setaccess"), QStringLiteral("-allplugins"), QStringLiteral("-install"),
         QStringLiteral("-validateau"),
+        QStringLiteral("-export"),
     };
     return names;
 }
@@ -73,6 +75,8 @@ std::optional<int> VTCommandLine::run(const QStringList &arguments, FILE *output
     }
     if (command == QLatin1String("-allplugins"))
         return runAllPlugins(arguments, output);
+    if (command == QLatin1String("-export"))
+        return runExportCommand(arguments, output);
     if (command == QLatin1String("-install"))
         return runInstall(arguments);
     if (command == QLatin1String("-validateau"))
