@@ -50,8 +50,12 @@ TEST_F(HelperTest, PerformsEachAllowListedAction)
 
     EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("a/file")), path(QStringLiteral("b/moved"))}), 0);
     EXPECT_EQ(FsTest::readFile(path(QStringLiteral("b/moved"))), "data");
-    // An existing folder receives the item inside it, as mv does.
-    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("b/moved")), path(QStringLiteral("b/c"))}), 0);
+    // The destination names the item itself: a folder already there is
+    // taken, never a folder to put the item into.
+    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("b/moved")), path(QStringLiteral("b/c"))}), EEXIST);
+    EXPECT_EQ(exec(Cp, {QStringLiteral("-R"), path(QStringLiteral("b/moved")), path(QStringLiteral("b/c"))}), EEXIST);
+    EXPECT_TRUE(QDir(path(QStringLiteral("b/c"))).entryList(QDir::Files).isEmpty());
+    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("b/moved")), path(QStringLiteral("b/c/moved"))}), 0);
     EXPECT_TRUE(FsTest::exists(path(QStringLiteral("b/c/moved"))));
 
     EXPECT_EQ(exec(Cp, {QStringLiteral("-f"), QStringLiteral("-p"), QStringLiteral("-R"), path(QStringLiteral("b/c")), path(QStringLiteral("copy"))}), 0);
@@ -76,6 +80,27 @@ TEST_F(HelperTest, PerformsEachAllowListedAction)
     EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path(QStringLiteral("copy"))}), 0);
     EXPECT_EQ(exec(Rm, {path(QStringLiteral("copy"))}), ENOENT);
     EXPECT_EQ(exec(Mv, {path(QStringLiteral("missing")), path(QStringLiteral("x"))}), ENOENT);
+}
+
+TEST_F(HelperTest, WhatLandsInARootFolderIsRootsAndWritableByRootOnly)
+{
+    const FsTest::User nobody = FsTest::lookUpUser(QStringLiteral("nobody"));
+    ASSERT_TRUE(nobody.valid());
+    for (const QString &name : {QStringLiteral("moved.fxplug"), QStringLiteral("copied.fxplug")}) {
+        ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("planted/") + name + QStringLiteral("/Contents/bin")), "code"));
+        ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), nobody.name, path(QStringLiteral("planted"))}).exitCode, 0);
+        ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chmod"), {QStringLiteral("-R"), QStringLiteral("a+rwX"), path(QStringLiteral("planted"))}).exitCode, 0);
+    }
+    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("hosts"))));
+    EXPECT_EQ(exec(Mv, {path(QStringLiteral("planted/moved.fxplug")), path(QStringLiteral("hosts/moved.fxplug"))}), 0);
+    EXPECT_EQ(exec(Cp, {QStringLiteral("-p"), QStringLiteral("-R"), path(QStringLiteral("planted/copied.fxplug")), path(QStringLiteral("hosts/copied.fxplug"))}), 0);
+    for (const QString &item : {QStringLiteral("moved.fxplug"), QStringLiteral("moved.fxplug/Contents/bin"),
+                                QStringLiteral("copied.fxplug"), QStringLiteral("copied.fxplug/Contents/bin")}) {
+        const struct stat st = FsTest::statOf(path(QStringLiteral("hosts/") + item));
+        EXPECT_EQ(st.st_uid, 0u) << item.toStdString();
+        EXPECT_EQ(st.st_mode & 022, 0u) << item.toStdString();
+    }
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("hosts/copied.fxplug/Contents/bin"))), "code");
 }
 
 TEST_F(HelperTest, RefusesEverythingOutsideTheAllowList)

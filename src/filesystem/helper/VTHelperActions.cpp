@@ -87,21 +87,25 @@ int resolve(const std::string &path, Target &target)
     return target.folder.valid() ? 0 : -target.folder.get();
 }
 
-// The place an item goes for mv and cp: inside DEST when DEST is a folder
-// (not a link to one), else DEST itself.
-int resolveDestination(const std::string &dest, const std::string &sourceName, Target &target)
+// The place an item goes for mv and cp: DEST always names the item itself.
+// A folder already there is never a folder to move into: another user who
+// puts one there in time must not receive the item.
+int resolveDestination(const std::string &dest, Target &target)
 {
     if (const int error = resolve(dest, target))
         return error;
     struct stat st {};
-    if (VTSafeFs::statAt(target.folder.get(), target.name, st) == 0 && S_ISDIR(st.st_mode)) {
-        Fd inside(VTSafeFs::openFolder(dest, NoSymlinks));
-        if (!inside.valid())
-            return -inside.get();
-        target.folder = std::move(inside);
-        target.name = sourceName;
-    }
+    if (VTSafeFs::statAt(target.folder.get(), target.name, st) == 0 && S_ISDIR(st.st_mode))
+        return EEXIST;
     return 0;
+}
+
+// What lands in a root-owned folder is for all users: it becomes root's and
+// nobody else may write it, whoever owned the source.
+bool forAllUsers(const Target &dest)
+{
+    struct stat folder {};
+    return ::fstat(dest.folder.get(), &folder) == 0 && folder.st_uid == 0;
 }
 
 // Replacing is what mv -f and cp -f do to an existing file; a folder is
@@ -123,13 +127,14 @@ int moveAction(const Parsed &p)
         return error;
     if (!VTSafeFs::existsAt(source.folder.get(), source.name))
         return ENOENT;
-    if (const int error = resolveDestination(p.operands[1], source.name, dest))
+    if (const int error = resolveDestination(p.operands[1], dest))
         return error;
     const bool replace = replaces(source.folder.get(), source.name, dest);
     (void)VTSafeFs::setImmutableAt(source.folder.get(), source.name, false);
     if (replace)
         (void)VTSafeFs::setImmutableAt(dest.folder.get(), dest.name, false);
-    return VTTreeCopy::moveItem(source.folder.get(), source.name, dest.folder.get(), dest.name, replace, p.operands[0]);
+    return VTTreeCopy::moveItem(source.folder.get(), source.name, dest.folder.get(), dest.name, replace, p.operands[0],
+                                forAllUsers(dest));
 }
 
 int copyAction(const Parsed &p)
@@ -144,10 +149,10 @@ int copyAction(const Parsed &p)
         return error;
     if (S_ISDIR(st.st_mode) && !has(p.flags, "Rr"))
         return EISDIR;
-    if (const int error = resolveDestination(p.operands[1], source.name, dest))
+    if (const int error = resolveDestination(p.operands[1], dest))
         return error;
     const bool replace = replaces(source.folder.get(), source.name, dest);
-    return VTTreeCopy::copyItem(source.folder.get(), source.name, dest.folder.get(), dest.name, replace);
+    return VTTreeCopy::copyItem(source.folder.get(), source.name, dest.folder.get(), dest.name, replace, forAllUsers(dest));
 }
 
 int removeAction(const Parsed &p)

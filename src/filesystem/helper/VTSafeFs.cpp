@@ -339,46 +339,79 @@ bool parseModeChange(const std::string &text, ModeChange &change)
 
 namespace {
 
+struct Walk {
+    bool recursive = false;
+    bool keepHardLinks = false; // act on hard-linked files below the top too
+    dev_t device = 0;
+};
+
 // Calls `act` on a regular file or folder (never a link or device), then
-// walks into folders when `recursive`. Below the top, regular files with
-// several hard links are skipped: one of them may be a system file.
+// walks into folders when recursive. Below the top, regular files with
+// several hard links are skipped (one of them may be a system file), unless
+// the walk only takes rights away. It stays on the top's file system, and a
+// listing it cannot finish or a tree too deep is an error, never a success.
 template<typename Act>
-int walkAt(int dirFd, const std::string &name, bool recursive, bool top, const Act &act)
+int walkAt(int dirFd, const std::string &name, Walk &walk, int depth, const Act &act)
 {
     struct stat st {};
     if (const int error = statAt(dirFd, name, st))
         return error;
+    const bool top = depth == 0;
     if (!S_ISDIR(st.st_mode) && !S_ISREG(st.st_mode))
+        return top && S_ISLNK(st.st_mode) ? ELOOP : 0;
+    if (top)
+        walk.device = st.st_dev;
+    else if (st.st_dev != walk.device)
         return 0;
-    if (!top && S_ISREG(st.st_mode) && st.st_nlink > 1)
+    if (!top && !walk.keepHardLinks && S_ISREG(st.st_mode) && st.st_nlink > 1)
         return 0;
     Fd item(openItem(dirFd, name, st));
     if (!item.valid())
         return -item.get();
     int firstError = act(item.get(), st);
-    if (!recursive || !S_ISDIR(st.st_mode))
+    if (!walk.recursive || !S_ISDIR(st.st_mode))
         return firstError;
-    for (const std::string &entry : listFolder(item.get())) {
-        const int error = walkAt(item.get(), entry, true, false, act);
+    if (depth >= MaxTreeDepth)
+        return firstError ? firstError : ELOOP;
+    int listError = 0;
+    for (const std::string &entry : listFolder(item.get(), &listError)) {
+        const int error = walkAt(item.get(), entry, walk, depth + 1, act);
         if (error && !firstError)
             firstError = error;
     }
-    return firstError;
+    return firstError ? firstError : listError;
 }
 
 } // namespace
 
 int chmodAt(int dirFd, const std::string &name, const ModeChange &change, bool recursive)
 {
-    return walkAt(dirFd, name, recursive, true, [&change](int fd, const struct stat &st) {
+    Walk walk{recursive};
+    return walkAt(dirFd, name, walk, 0, [&change](int fd, const struct stat &st) {
         return ::fchmod(fd, change.apply(st.st_mode, S_ISDIR(st.st_mode))) == 0 ? 0 : errno;
     });
 }
 
 int chownAt(int dirFd, const std::string &name, uid_t uid, gid_t gid, bool recursive)
 {
-    return walkAt(dirFd, name, recursive, true, [uid, gid](int fd, const struct stat &) {
+    Walk walk{recursive};
+    return walkAt(dirFd, name, walk, 0, [uid, gid](int fd, const struct stat &) {
         return ::fchown(fd, uid, gid) == 0 ? 0 : errno;
+    });
+}
+
+int handToRootAt(int dirFd, const std::string &name)
+{
+    struct stat st {};
+    if (const int error = statAt(dirFd, name, st))
+        return error;
+    if (S_ISLNK(st.st_mode))
+        return ::fchownat(dirFd, name.c_str(), 0, 0, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
+    Walk walk{true, true};
+    return walkAt(dirFd, name, walk, 0, [](int fd, const struct stat &st) {
+        if (::fchown(fd, 0, 0) != 0)
+            return errno;
+        return ::fchmod(fd, st.st_mode & 07777 & ~(S_ISUID | S_ISGID | S_IWGRP | S_IWOTH)) == 0 ? 0 : errno;
     });
 }
 

@@ -99,5 +99,11 @@ struct ModeChange {
 [[nodiscard]] int chmodAt(int dirFd, const std::string &name, const ModeChange &change, bool recursive);
 // uid/gid of (uid_t)-1 / (gid_t)-1 leave that part unchanged.
 [[nodiscard]] int chownAt(int dirFd, const std::string &name, uid_t uid, gid_t gid, bool recursive);
+// Gives a whole tree to root and takes write and set-id bits from group and
+// others: for what is put into a folder all users run from.
+[[nodiscard]] int handToRootAt(int dirFd, const std::string &name);
+
+// The deepest folder the whole-tree actions walk; plug-in bundles are shallow.
+inline constexpr int MaxTreeDepth = 256;
 
 } // namespace VTSafeFs

@@ -121,13 +121,18 @@ int copyUserAttributes(int from, int to)
     return 0;
 }
 
+int copyAt(int fromDir, const std::string &from, int toDir, const std::string &to, bool forAllUsers, int depth);
+
 // Owner where permitted (an ordinary user can only keep its own), then the
 // mode (after chown, which clears set-id bits), then the times.
-int copyMetadata(int to, const struct stat &st)
+int copyMetadata(int to, const struct stat &st, bool forAllUsers)
 {
-    if (::fchown(to, st.st_uid, st.st_gid) != 0 && errno != EPERM && errno != EINVAL)
+    const uid_t uid = forAllUsers ? 0 : st.st_uid;
+    const gid_t gid = forAllUsers ? 0 : st.st_gid;
+    if (::fchown(to, uid, gid) != 0 && errno != EPERM && errno != EINVAL)
         return errno;
-    if (::fchmod(to, st.st_mode & 07777) != 0)
+    const mode_t mode = forAllUsers ? (st.st_mode & 07777 & ~(S_ISUID | S_ISGID | S_IWGRP | S_IWOTH)) : (st.st_mode & 07777);
+    if (::fchmod(to, mode) != 0)
         return errno;
     const timespec times[2] = {st.st_atim, st.st_mtim};
     if (::futimens(to, times) != 0)
@@ -135,20 +140,28 @@ int copyMetadata(int to, const struct stat &st)
     return 0;
 }
 
+// Opens without waiting (a pipe swapped in for a file would block the open
+// until someone writes), and only the very item that was examined.
 int openChecked(int dirFd, const std::string &name, int flags, const struct stat &st)
 {
-    const int fd = ::openat(dirFd, name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC);
+    const int fd = ::openat(dirFd, name.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return -errno;
     struct stat now {};
-    if (::fstat(fd, &now) != 0 || now.st_ino != st.st_ino || now.st_dev != st.st_dev) {
+    if (::fstat(fd, &now) != 0 || now.st_ino != st.st_ino || now.st_dev != st.st_dev
+        || (now.st_mode & S_IFMT) != (st.st_mode & S_IFMT) || (!S_ISREG(now.st_mode) && !S_ISDIR(now.st_mode))) {
         ::close(fd);
         return -EAGAIN;
+    }
+    if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
+        const int error = errno;
+        ::close(fd);
+        return -error;
     }
     return fd;
 }
 
-int copyFile(int fromDir, const std::string &from, int toDir, const std::string &to, const struct stat &st)
+int copyFile(int fromDir, const std::string &from, int toDir, const std::string &to, const struct stat &st, bool forAllUsers)
 {
     Fd source(openChecked(fromDir, from, O_RDONLY | O_NOCTTY, st));
     if (!source.valid())
@@ -160,12 +173,12 @@ int copyFile(int fromDir, const std::string &from, int toDir, const std::string 
         return error;
     if (const int error = copyUserAttributes(source.get(), target.get()))
         return error;
-    if (const int error = copyMetadata(target.get(), st))
+    if (const int error = copyMetadata(target.get(), st, forAllUsers))
         return error;
     return ::fsync(target.get()) == 0 ? 0 : errno;
 }
 
-int copyLink(int fromDir, const std::string &from, int toDir, const std::string &to, const struct stat &st)
+int copyLink(int fromDir, const std::string &from, int toDir, const std::string &to, const struct stat &st, bool forAllUsers)
 {
     std::vector<char> target(static_cast<std::size_t>(std::max<off_t>(st.st_size, 255)) + 2);
     const ssize_t n = ::readlinkat(fromDir, from.c_str(), target.data(), target.size() - 1);
@@ -174,14 +187,17 @@ int copyLink(int fromDir, const std::string &from, int toDir, const std::string 
     target[static_cast<std::size_t>(n)] = '\0';
     if (::symlinkat(target.data(), toDir, to.c_str()) != 0)
         return errno;
-    (void)::fchownat(toDir, to.c_str(), st.st_uid, st.st_gid, AT_SYMLINK_NOFOLLOW);
+    (void)::fchownat(toDir, to.c_str(), forAllUsers ? 0 : st.st_uid, forAllUsers ? 0 : st.st_gid, AT_SYMLINK_NOFOLLOW);
     const timespec times[2] = {st.st_atim, st.st_mtim};
     (void)::utimensat(toDir, to.c_str(), times, AT_SYMLINK_NOFOLLOW);
     return 0;
 }
 
-int copyFolder(int fromDir, const std::string &from, int toDir, const std::string &to, const struct stat &st)
+int copyFolder(int fromDir, const std::string &from, int toDir, const std::string &to, const struct stat &st,
+               bool forAllUsers, int depth)
 {
+    if (depth >= VTSafeFs::MaxTreeDepth)
+        return ELOOP;
     Fd source(openChecked(fromDir, from, O_RDONLY | O_DIRECTORY, st));
     if (!source.valid())
         return -source.get();
@@ -195,14 +211,30 @@ int copyFolder(int fromDir, const std::string &from, int toDir, const std::strin
     if (listError)
         return listError;
     for (const std::string &entry : entries) {
-        if (const int error = copyTree(source.get(), entry, target.get(), entry))
+        if (const int error = copyAt(source.get(), entry, target.get(), entry, forAllUsers, depth + 1))
             return error;
     }
     if (const int error = copyUserAttributes(source.get(), target.get()))
         return error;
-    if (const int error = copyMetadata(target.get(), st))
+    if (const int error = copyMetadata(target.get(), st, forAllUsers))
         return error;
     return ::fsync(target.get()) == 0 ? 0 : errno;
+}
+
+int copyAt(int fromDir, const std::string &from, int toDir, const std::string &to, bool forAllUsers, int depth)
+{
+    struct stat st {};
+    if (const int error = VTSafeFs::statAt(fromDir, from, st))
+        return error;
+    if (S_ISREG(st.st_mode))
+        return copyFile(fromDir, from, toDir, to, st, forAllUsers);
+    if (S_ISLNK(st.st_mode))
+        return copyLink(fromDir, from, toDir, to, st, forAllUsers);
+    if (S_ISDIR(st.st_mode))
+        return copyFolder(fromDir, from, toDir, to, st, forAllUsers, depth);
+    // Devices, sockets and pipes have no place in a plug-in; refusing keeps
+    // a move from silently dropping them.
+    return EOPNOTSUPP;
 }
 
 // Removes a temporary copy even when it holds read-only folders.
@@ -297,28 +329,17 @@ bool isTemporaryName(const std::string &name)
     return name.rfind(TemporaryPrefix, 0) == 0;
 }
 
-int copyTree(int fromDir, const std::string &from, int toDir, const std::string &to)
+int copyTree(int fromDir, const std::string &from, int toDir, const std::string &to, bool forAllUsers)
 {
-    struct stat st {};
-    if (const int error = VTSafeFs::statAt(fromDir, from, st))
-        return error;
-    if (S_ISREG(st.st_mode))
-        return copyFile(fromDir, from, toDir, to, st);
-    if (S_ISLNK(st.st_mode))
-        return copyLink(fromDir, from, toDir, to, st);
-    if (S_ISDIR(st.st_mode))
-        return copyFolder(fromDir, from, toDir, to, st);
-    // Devices, sockets and pipes have no place in a plug-in; refusing keeps
-    // a move from silently dropping them.
-    return EOPNOTSUPP;
+    return copyAt(fromDir, from, toDir, to, forAllUsers, 0);
 }
 
-int copyItem(int fromDir, const std::string &from, int toDir, const std::string &to, bool replace)
+int copyItem(int fromDir, const std::string &from, int toDir, const std::string &to, bool replace, bool forAllUsers)
 {
     if (!replace && VTSafeFs::existsAt(toDir, to))
         return EEXIST;
     const std::string temporary = TemporaryPrefix + randomToken();
-    int error = copyTree(fromDir, from, toDir, temporary);
+    int error = copyTree(fromDir, from, toDir, temporary, forAllUsers);
     if (!error)
         error = VTSafeFs::syncFolder(toDir);
     if (!error)
@@ -363,10 +384,12 @@ int restoreSource(int fromDir, const std::string &from, int toDir, const std::st
 } // namespace
 
 int moveItem(int fromDir, const std::string &from, int toDir, const std::string &to, bool replace,
-             const std::string &sourcePath)
+             const std::string &sourcePath, bool forAllUsers)
 {
     int error = replace ? (::renameat(fromDir, from.c_str(), toDir, to.c_str()) == 0 ? 0 : errno)
                         : VTSafeFs::renameNoReplace(fromDir, from, toDir, to);
+    if (error == 0 && forAllUsers)
+        return VTSafeFs::handToRootAt(toDir, to);
     if (error != EXDEV)
         return error;
     if (!replace && VTSafeFs::existsAt(toDir, to))
@@ -376,7 +399,7 @@ int moveItem(int fromDir, const std::string &from, int toDir, const std::string 
     const std::string journal = temporary + JournalSuffix;
     // The journal comes only after a complete, flushed copy: a crash before
     // it leaves an orphan copy the clean-up may simply remove.
-    error = copyTree(fromDir, from, toDir, temporary);
+    error = copyTree(fromDir, from, toDir, temporary, forAllUsers);
     if (!error)
         error = VTSafeFs::syncFolder(toDir);
     if (!error)

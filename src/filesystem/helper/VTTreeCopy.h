@@ -36,19 +36,23 @@ inline constexpr const char JournalSuffix[] = ".journal";
 [[nodiscard]] bool isTemporaryName(const std::string &name);
 
 // Copies `from` in `fromDir` to `to` in `toDir`, which must not exist. Never
-// follows a link; files and folders are flushed to disk.
-[[nodiscard]] int copyTree(int fromDir, const std::string &from, int toDir, const std::string &to);
+// follows a link; files and folders are flushed to disk. The copy keeps the
+// source's owners, or with `forAllUsers` belongs to root and is writable by
+// root only.
+[[nodiscard]] int copyTree(int fromDir, const std::string &from, int toDir, const std::string &to, bool forAllUsers = false);
 
 // Copies into place through a temporary name, so no half-made item ever
 // carries the destination name. `replace` lets a copy replace an existing
 // file (never a folder).
-[[nodiscard]] int copyItem(int fromDir, const std::string &from, int toDir, const std::string &to, bool replace);
+[[nodiscard]] int copyItem(int fromDir, const std::string &from, int toDir, const std::string &to, bool replace,
+                           bool forAllUsers = false);
 
 // Moves an item: a rename, or across file systems the journaled copy, rename
 // and removal described above. `sourcePath` is the source's absolute path, for
-// the journal. `replace` lets the move replace an existing file.
+// the journal. `replace` lets the move replace an existing file;
+// `forAllUsers` as for copyTree, also for a renamed item.
 [[nodiscard]] int moveItem(int fromDir, const std::string &from, int toDir, const std::string &to, bool replace,
-                           const std::string &sourcePath);
+                           const std::string &sourcePath, bool forAllUsers = false);
 
 // Resolves what interrupted moves left in the open folder `dirFd`: removes
 // temporary copies, and removes what is left of a source whose move reached
