@@ -14,6 +14,8 @@
 
 #include <QDir>
 
+#include <cstdlib>
+
 #include <syslog.h>
 
 namespace {
@@ -88,8 +90,9 @@ int VTCommandLine::runPluginCommand(const QStringList &arguments)
 {
     const QString command = arguments.at(1);
     const bool setAccess = command == QLatin1String("-setaccess");
-    // Text that is no number reads as 0, like the original integer parse.
-    const qint64 access = setAccess ? arguments.at(2).toLongLong() : 0;
+    // The leading integer of the text, as the C library reads it: "1x" and
+    // "1.0" read 1, text that is no number reads 0.
+    const qint64 access = setAccess ? std::strtoll(arguments.at(2).toLocal8Bit().constData(), nullptr, 10) : 0;
     // An empty argument is still an argument: it names no plug-in, so a script
     // with an unset variable acts on nothing rather than on everything.
     const qsizetype pluginIndex = setAccess ? 3 : 2;

@@ -206,7 +206,8 @@ TEST_P(CommandLine, SetAccessMovesWhatCanMoveToTheCurrentUser)
     ASSERT_TRUE(builder().ok());
     system().finishBuilding();
 
-    const E2ESystem::Run run = system().run({QStringLiteral("-setaccess"), QStringLiteral("1")});
+    // The access is the text's leading integer.
+    const E2ESystem::Run run = system().run({QStringLiteral("-setaccess"), QStringLiteral("1.0")});
     EXPECT_EQ(run.exitCode, 0) << run.standardError.toStdString();
     EXPECT_FALSE(QFileInfo::exists(fx));
     EXPECT_TRUE(QFileInfo::exists(builder().folder(Kind::FxPlug, Kind::CurrentUser) + QStringLiteral("/Blur.fxplug")));
@@ -251,10 +252,15 @@ TEST_P(CommandLine, SetAccessMatchesOnlyTheNamedPlugin)
     const QString glow = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"));
     system().finishBuilding();
 
-    EXPECT_EQ(system().run({QStringLiteral("-setaccess"), QStringLiteral("1"), QStringLiteral("Glow.fxplug")}).exitCode, 0);
+    EXPECT_EQ(system().run({QStringLiteral("-setaccess"), QStringLiteral("1x"), QStringLiteral("Glow.fxplug")}).exitCode, 0);
     EXPECT_TRUE(QFileInfo::exists(blur));
     EXPECT_FALSE(QFileInfo::exists(glow));
-    EXPECT_TRUE(QFileInfo::exists(builder().folder(Kind::FxPlug, Kind::CurrentUser) + QStringLiteral("/Glow.fxplug")));
+    const QString movedGlow = builder().folder(Kind::FxPlug, Kind::CurrentUser) + QStringLiteral("/Glow.fxplug");
+    EXPECT_TRUE(QFileInfo::exists(movedGlow));
+    // Text that is no number reads 0: back to all users.
+    EXPECT_EQ(system().run({QStringLiteral("-setaccess"), QStringLiteral("one"), QStringLiteral("Glow.fxplug")}).exitCode, 0);
+    EXPECT_TRUE(QFileInfo::exists(glow));
+    EXPECT_FALSE(QFileInfo::exists(movedGlow));
 }
 
 TEST_P(CommandLine, InstallPutsThePluginForAllUsersOrTheCurrentUser)
