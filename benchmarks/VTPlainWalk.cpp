@@ -59,7 +59,7 @@ void VTPlainWalk::walk(const QByteArray &folder, bool readBundles, Totals &total
         } else if (isBundle) {
             const VTBundleInfo bundleInfo = VTBundleInfoReader::readBundle(VTPath::fromNative(path));
             ++totals.bundles;
-            if (!bundleInfo.version.isEmpty())
+            if (bundleInfo.version && !bundleInfo.version->isEmpty())
                 ++totals.withVersion;
         } else {
             subfolders.append(path);
