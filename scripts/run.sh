@@ -8,16 +8,15 @@ cd "$(dirname "$0")/.."
 repo=$(pwd)
 
 bash scripts/setup.sh
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo > /dev/null
-cmake --build build
+build=$(TESSARY_SANITIZE= bash scripts/build.sh)
 
 if [ -z "${TESSARY_SYSTEM_ROOT:-}" ]; then
   demo="${1:-$repo/sandbox-demo}"
   rm -rf "$demo"
-  eval "$(build/bin/tessary-sandbox demo "$demo")"
+  eval "$("$build/bin/tessary-sandbox" demo "$demo")"
   export TESSARY_SYSTEM_ROOT HOME
   echo "Demo sandbox: system root $TESSARY_SYSTEM_ROOT, home $HOME"
 fi
 
 echo "Plug-ins (enabled first, then those in the disabled tree):"
-exec build/bin/tessary -allplugins
+exec "$build/bin/tessary" -allplugins
