@@ -11,6 +11,8 @@
 
 #include <algorithm>
 
+#include <sys/statvfs.h>
+
 using namespace VTSandboxKind;
 
 namespace {
@@ -89,15 +91,6 @@ print(json.dumps({'bundles': len(found), 'disabledOnDisk': disabled_on_disk, 'pr
         .toObject();
 }
 
-bool underSanitizer()
-{
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return true;
-#else
-    return false;
-#endif
-}
-
 } // namespace
 
 TEST(VTSandboxPresets, DemoHasEveryKindAndCase)
@@ -166,13 +159,34 @@ TEST(VTSandboxPresets, DemoHasEveryKindAndCase)
     EXPECT_EQ(check.value(QStringLiteral("disabledOnDisk")).toInteger(), manifest.disabledCount());
 }
 
-TEST(VTSandboxPresets, TenThousandPluginsInAFewSeconds)
+// The one literal check of where the builder puts a disabled plug-in: the
+// builder and the catalogue share the mirror rule, so this breaks the circle.
+TEST(VTSandboxPresets, DisabledPluginsMirrorTheirWholeEnabledPath)
 {
-    // On tmpfs where there is one: the disk's own latency (and ext4's slow
-    // inode allocation after large deletions) would otherwise be measured,
-    // and a shared disk is spared 50,000 creations and deletions.
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    VTSandboxBuilder builder(dir.filePath(QStringLiteral("root")), dir.filePath(QStringLiteral("home")));
+    const QString disabledRoot = builder.root() + QStringLiteral("/Library/Application Support/Vantorel/Hearthkit/Tessary Disabled Plugins");
+    VTBundleOptions options;
+    options.group = QStringLiteral("Color");
+    options.enabled = false;
+    EXPECT_EQ(builder.addBundle(FxPlug, AllUsers, QStringLiteral("Blur"), options),
+              disabledRoot + builder.root() + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Blur.fxplug"));
+    const QString enabled = builder.addBundle(FxPlug, CurrentUser, QStringLiteral("Vignette"));
+    EXPECT_EQ(enabled, builder.home() + QStringLiteral("/Library/Plug-Ins/FxPlug/Vignette.fxplug"));
+    EXPECT_EQ(builder.disable(enabled), disabledRoot + enabled);
+    EXPECT_FALSE(QFileInfo::exists(enabled));
+    EXPECT_TRUE(builder.ok()) << builder.errors().join(u'\n').toStdString();
+}
+
+TEST(VTSandboxPresets, TenThousandPlugins)
+{
+    // On tmpfs where it has room (the files take about 70 MB of pages): a
+    // shared disk is spared 50,000 creations and deletions.
     const QString shm = QStringLiteral("/dev/shm");
-    const bool memory = QFileInfo(shm).isDir() && QFileInfo(shm).isWritable();
+    struct statvfs space {};
+    const bool memory = QFileInfo(shm).isWritable() && ::statvfs("/dev/shm", &space) == 0
+                        && static_cast<double>(space.f_bavail) * static_cast<double>(space.f_frsize) > 256.0 * 1024 * 1024;
     QTemporaryDir dir(memory ? shm + QStringLiteral("/tst_VTSandboxPresets-XXXXXX") : QString());
     ASSERT_TRUE(dir.isValid());
     VTSandboxBuilder builder(dir.filePath(QStringLiteral("root")), dir.filePath(QStringLiteral("home")));
@@ -183,8 +197,6 @@ TEST(VTSandboxPresets, TenThousandPluginsInAFewSeconds)
     const double seconds = static_cast<double>(timer.elapsed()) / 1000.0;
     std::printf("[ TIMING   ] 10000 plug-ins made in %.2f s on %s\n", seconds, memory ? "tmpfs" : "the temporary folder's disk");
     ASSERT_TRUE(builder.ok()) << builder.errors().join(u'\n').toStdString();
-    const double limit = (memory ? 10.0 : 30.0) * (underSanitizer() ? 4 : 1);
-    EXPECT_LT(seconds, limit);
 
     const VTSandboxManifest &manifest = builder.manifest();
     ASSERT_EQ(manifest.plugins.size(), 10000);
