@@ -7,7 +7,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
+#include "VTTestProcess.h"
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
@@ -179,11 +179,9 @@ def walk(value):
             'fields': [walk(obj['$%d' % i]) for i in range(count)]}
 print(json.dumps(walk(archive['$top']['root'])))
 )");
-    QProcess process;
-    process.start(python, {QStringLiteral("-c"), script, file});
-    ASSERT_TRUE(process.waitForFinished(30000));
-    ASSERT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
-    const QJsonArray root = QJsonDocument::fromJson(process.readAllStandardOutput()).array();
+    const VTTest::Run process = VTTest::run(python, {QStringLiteral("-c"), script, file});
+    ASSERT_EQ(process.exitCode, 0) << process.err.toStdString();
+    const QJsonArray root = QJsonDocument::fromJson(process.out).array();
     ASSERT_EQ(root.size(), 2);
 
     const auto json = [](const char *text) { return QJsonDocument::fromJson(QByteArray(text)).array(); };

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <thread>
+#include <tuple>
 
 namespace {
 
@@ -175,28 +176,31 @@ TEST_F(VTPluginFoldersTest, OpenFXIsFoundInOFXButDerivesOpenFX)
 TEST_F(VTPluginFoldersTest, BasePathsByKindAndAccessAndNoneForUnknownKinds)
 {
     const VTPluginFolders folders = VTPluginFolders::build();
-    EXPECT_EQ(folders.basePath(VTPluginKind::VST, 1), home("Library/Audio/Plug-Ins/VST"));
-    EXPECT_EQ(folders.basePath(VTPluginKind::AvidAVX, 1),
-              home("Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"));
-    EXPECT_EQ(folders.basePath(VTPluginKind::AvidAVX2, 0), folders.path(QStringLiteral("avidAVX2")));
-    EXPECT_EQ(folders.basePath(VTPluginKind::AvidRTAS, 1), home("Library/Application Support/Digidesign/Plug-Ins"));
-    EXPECT_EQ(folders.basePath(VTPluginKind::MotionTemplate, 0), folders.path(QStringLiteral("localMotionTemplate")));
-    EXPECT_EQ(folders.basePath(VTPluginKind::MotionTemplate, 1), folders.path(QStringLiteral("userMotionTemplate")));
-
-    // Any access but 0 is rooted at the home; access 0 at the system root.
-    for (qint64 kind = 0; kind <= 9; ++kind) {
-        EXPECT_TRUE(VTPath::isInside(folders.basePath(kind, 0), m_sandbox.root())) << kind;
-        for (qint64 access : {qint64(1), qint64(-1), qint64(2)}) {
-            EXPECT_TRUE(VTPath::isInside(folders.basePath(kind, access), m_sandbox.home())) << kind << " " << access;
-            EXPECT_EQ(folders.basePath(kind, access), folders.basePath(kind, 1));
-        }
-    }
-    // Where both exist, the base path is the folder the scan looks in, but
-    // for the three deliberate differences (FxScript, OpenFX, AVX identifier).
-    for (const VTPluginFolders::Folder &folder : folders.folders()) {
-        if (folder.kind != VTPluginKind::OpenFX) {
-            EXPECT_EQ(folders.basePath(folder.kind, folder.access), folder.path) << folder.key.toStdString();
-        }
+    // The folder below the root of each access that a kind's records derive,
+    // all users first. Kinds with one folder still derive a home form.
+    const std::tuple<qint64, QString, QString> expected[] = {
+        {VTPluginKind::FxPlug, sys("/Library/Plug-Ins/FxPlug"), home("Library/Plug-Ins/FxPlug")},
+        {VTPluginKind::FxScript, sys("/Library/Application Support/Final Cut Pro System Support/Plugins"),
+         home("Library/Preferences/Final Cut Pro User Data/Plugins")},
+        {VTPluginKind::AudioUnit, sys("/Library/Audio/Plug-Ins/Components"), home("Library/Audio/Plug-Ins/Components")},
+        {VTPluginKind::AvidAVX, sys("/Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"),
+         home("Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins")},
+        {VTPluginKind::AdobePlugin, adobe("7.0/MediaCore"),
+         home("Library/Application Support/Adobe/Common/Plug-ins/7.0/MediaCore")},
+        {VTPluginKind::AvidAVX2, sys("/Library/Application Support/Avid/AVX2_Plug-ins"),
+         home("Library/Application Support/Avid/AVX2_Plug-ins")},
+        {VTPluginKind::AvidRTAS, sys("/Library/Application Support/Digidesign/Plug-Ins"),
+         home("Library/Application Support/Digidesign/Plug-Ins")},
+        {VTPluginKind::VST, sys("/Library/Audio/Plug-Ins/VST"), home("Library/Audio/Plug-Ins/VST")},
+        {VTPluginKind::MotionTemplate, sys("/Library/Application Support/Final Cut Pro/Templates.localized"),
+         home("Movies/Motion Templates.localized")},
+        {VTPluginKind::OpenFX, sys("/Library/OpenFX/Plugins"), home("Library/OpenFX/Plugins")},
+    };
+    for (const auto &[kind, allUsers, currentUser] : expected) {
+        EXPECT_EQ(folders.basePath(kind, 0), allUsers) << kind;
+        // Any access but 0 is the current user's.
+        for (qint64 access : {qint64(1), qint64(-1), qint64(2)})
+            EXPECT_EQ(folders.basePath(kind, access), currentUser) << kind << " " << access;
     }
     for (qint64 kind : {qint64(-1), qint64(10), qint64(100)}) {
         EXPECT_EQ(folders.basePath(kind, 0), QString()) << kind;

@@ -1,6 +1,7 @@
 #include "RecordSandbox.h"
 
 #include "VTGroupItem.h"
+#include "VTPluginFolders.h"
 #include "VTPluginItem.h"
 #include "VTPluginKind.h"
 
@@ -35,33 +36,9 @@ PluginPtr readNow(const PluginPtr &item)
 class VTPluginItemPaths : public RecordSandbox
 {
 protected:
-    // The folder each kind lives in, below the root of its access: the
-    // all-users root stands for "/", the current user's for the home folder.
-    static QString expectedBase(qint64 kind, qint64 access)
-    {
-        const QString root = access == AllUsers ? systemRoot() : home();
-        switch (kind) {
-        case FxPlug: return VTPath::join(root, QStringLiteral("Library/Plug-Ins/FxPlug"));
-        case FxScript:
-            return VTPath::join(root, access == AllUsers
-                                          ? QStringLiteral("Library/Application Support/Final Cut Pro System Support/Plugins")
-                                          : QStringLiteral("Library/Preferences/Final Cut Pro User Data/Plugins"));
-        case AudioUnit: return VTPath::join(root, QStringLiteral("Library/Audio/Plug-Ins/Components"));
-        case AvidAVX:
-            return VTPath::join(root, QStringLiteral("Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"));
-        case AdobePlugin:
-            return VTPath::join(root, QStringLiteral("Library/Application Support/Adobe/Common/Plug-ins/7.0/MediaCore"));
-        case AvidAVX2: return VTPath::join(root, QStringLiteral("Library/Application Support/Avid/AVX2_Plug-ins"));
-        case AvidRTAS: return VTPath::join(root, QStringLiteral("Library/Application Support/Digidesign/Plug-Ins"));
-        case VST: return VTPath::join(root, QStringLiteral("Library/Audio/Plug-Ins/VST"));
-        case MotionTemplate:
-            return access == AllUsers
-                ? VTPath::join(systemRoot(), QStringLiteral("Library/Application Support/Final Cut Pro/Templates.localized"))
-                : VTPath::join(home(), QStringLiteral("Movies/Motion Templates.localized"));
-        case OpenFX: return VTPath::join(root, QStringLiteral("Library/OpenFX/Plugins"));
-        default: return QString();
-        }
-    }
+    // The folder each kind lives in; the table itself is checked word for word
+    // in the folder tests.
+    static QString expectedBase(qint64 kind, qint64 access) { return VTPluginFolders::build().basePath(kind, access); }
 };
 
 TEST_F(VTPluginItemPaths, EveryKindAndAccessEnabledAndDisabled)

@@ -5,7 +5,7 @@
 #include "VTPrint.h"
 
 #include <QGuiApplication>
-#include <QProcess>
+#include "VTTestProcess.h"
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -28,12 +28,10 @@ protected:
             QFile::remove(keep);
             QFile::copy(pdf, keep);
         }
-        QProcess pdftotext;
-        pdftotext.start(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), pdf, QStringLiteral("-")});
-        EXPECT_TRUE(pdftotext.waitForFinished(60000));
-        EXPECT_EQ(pdftotext.exitCode(), 0) << pdftotext.readAllStandardError().toStdString();
+        const VTTest::Run pdftotext = VTTest::run(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), pdf, QStringLiteral("-")});
+        EXPECT_EQ(pdftotext.exitCode, 0) << pdftotext.err.toStdString();
         QStringList lines;
-        for (const QString &line : QString::fromUtf8(pdftotext.readAllStandardOutput()).split(u'\n')) {
+        for (const QString &line : QString::fromUtf8(pdftotext.out).split(u'\n')) {
             if (!line.trimmed().isEmpty())
                 lines.append(line.simplified().normalized(QString::NormalizationForm_KC)); // pdftotext keeps ligatures
         }

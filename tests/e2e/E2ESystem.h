@@ -2,6 +2,7 @@
 
 #include "VTPropertyList.h"
 #include "VTSandboxBuilder.h"
+#include "VTTestProcess.h"
 
 #include <QByteArray>
 #include <QProcessEnvironment>
@@ -10,7 +11,6 @@
 
 #include <QDirIterator>
 #include <QFile>
-#include <QProcess>
 
 #include <memory>
 #include <pwd.h>
@@ -95,7 +95,7 @@ inline E2ESystem::E2ESystem(Runner runner)
         m_whyNotReady = QStringLiteral("the unprivileged runs need root to set up the test account");
         return;
     }
-    const int status = QProcess::execute(QStringLiteral("/bin/sh"),
+    const int status = VTTest::execute(QStringLiteral("/bin/sh"),
                                          {qEnvironmentVariable("TESSARY_USER_FIXTURE"), qEnvironmentVariable("TESSARY_HELPER")});
     if (status != 0) {
         m_whyNotReady = QStringLiteral("the test account could not be prepared");
@@ -108,7 +108,7 @@ inline E2ESystem::~E2ESystem()
 {
     // The unprivileged user's files and the trash are removed with the folder;
     // immutable flags set by a test would block that, so clear them.
-    QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("-R"), QStringLiteral("-i"), m_dir.path()});
+    VTTest::execute(QStringLiteral("chattr"), {QStringLiteral("-R"), QStringLiteral("-i"), m_dir.path()});
 }
 
 inline QString E2ESystem::scratch() const
@@ -123,8 +123,8 @@ inline void E2ESystem::finishBuilding()
     // The home and the install sources belong to the test account; the
     // system root stays root's.
     for (const QString &path : {home(), scratch()})
-        QProcess::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("tessary-test:"), path});
-    QProcess::execute(QStringLiteral("chmod"), {QStringLiteral("-R"), QStringLiteral("go-w"), root()});
+        VTTest::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("tessary-test:"), path});
+    VTTest::execute(QStringLiteral("chmod"), {QStringLiteral("-R"), QStringLiteral("go-w"), root()});
 }
 
 inline E2ESystem::Run E2ESystem::run(const QStringList &arguments, const QString &escalate) const
@@ -149,18 +149,11 @@ inline E2ESystem::Run E2ESystem::run(const QStringList &arguments, const QString
     command.append(program);
     command += arguments;
 
-    QProcess process;
-    process.setWorkingDirectory(scratch());
-    process.start(command.first(), command.mid(1));
-    Run result;
-    if (!process.waitForFinished(240000)) {
-        process.kill();
-        process.waitForFinished();
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.standardOutput = process.readAllStandardOutput();
-    result.standardError = process.readAllStandardError();
-    return result;
+    VTTest::RunOptions options;
+    options.workingDirectory = scratch();
+    options.timeoutMs = 240000;
+    const VTTest::Run done = VTTest::run(command.first(), command.mid(1), options);
+    return {done.exitCode, done.out, done.err};
 }
 
 inline void E2ESystem::setPreference(const QString &key, const QVariant &value)
@@ -172,7 +165,7 @@ inline void E2ESystem::setPreference(const QString &key, const QVariant &value)
     preferences.insert(key, value);
     (void)VTPropertyList::writeFile(path, preferences, VTPropertyList::Format::Xml);
     if (m_runner == Runner::Unprivileged)
-        QProcess::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("tessary-test:"), folder});
+        VTTest::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("tessary-test:"), folder});
 }
 
 inline QString E2ESystem::taskLog() const

@@ -47,13 +47,11 @@ for ref in root["NS.objects"]:
     out.append([cls, fields[0], fields[1] if cls == "VTPluginItem" else fields[0]])
 print(json.dumps(out))
 )";
-        QProcess python;
-        python.start(QStringLiteral("python3"), {QStringLiteral("-c"), QString::fromLatin1(script)});
-        python.write(archive);
-        python.closeWriteChannel();
-        python.waitForFinished();
-        EXPECT_EQ(python.exitCode(), 0) << python.readAllStandardError().toStdString();
-        return QJsonDocument::fromJson(python.readAllStandardOutput()).array();
+        VTTest::RunOptions options;
+        options.input = archive;
+        const VTTest::Run python = VTTest::run(VTTest::python(), {QStringLiteral("-c"), QString::fromLatin1(script)}, options);
+        EXPECT_EQ(python.exitCode, 0) << python.err.toStdString();
+        return QJsonDocument::fromJson(python.out).array();
     }
 
     std::unique_ptr<E2ESystem> m_system;
@@ -297,14 +295,10 @@ TEST_P(CommandLine, RemoveMovesTheMatchingPluginToTheTrash)
     EXPECT_FALSE(QFileInfo::exists(blur));
     EXPECT_TRUE(QFileInfo::exists(glow));
     // trash-cli lists it with its original path.
-    QProcess list;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), system().home());
-    environment.remove(QStringLiteral("XDG_DATA_HOME"));
-    list.setProcessEnvironment(environment);
-    list.start(QStringLiteral("trash-list"), {});
-    list.waitForFinished();
-    EXPECT_TRUE(QString::fromUtf8(list.readAllStandardOutput()).contains(blur));
+    VTTest::RunOptions options;
+    options.environment.insert(QStringLiteral("HOME"), system().home());
+    options.environment.remove(QStringLiteral("XDG_DATA_HOME"));
+    EXPECT_TRUE(QString::fromUtf8(VTTest::run(QStringLiteral("trash-list"), {}, options).out).contains(blur));
 }
 
 INSTANTIATE_TEST_SUITE_P(Runners, CommandLine,

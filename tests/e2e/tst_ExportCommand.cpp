@@ -8,7 +8,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -26,13 +25,11 @@ parts = sys.stdin.buffer.read().split(b"\0")
 rows = list(csv.DictReader(io.StringIO(parts[1].decode("utf-8"), newline="")))
 print(json.dumps({"json": json.loads(parts[0]), "csv": rows}))
 )";
-    QProcess python;
-    python.start(QStringLiteral("python3"), {QStringLiteral("-c"), QString::fromLatin1(script)});
-    python.write(json + '\0' + csv);
-    python.closeWriteChannel();
-    EXPECT_TRUE(python.waitForFinished(60000));
-    EXPECT_EQ(python.exitCode(), 0) << python.readAllStandardError().toStdString();
-    return QJsonDocument::fromJson(python.readAllStandardOutput()).object();
+    VTTest::RunOptions options;
+    options.input = json + '\0' + csv;
+    const VTTest::Run python = VTTest::run(VTTest::python(), {QStringLiteral("-c"), QString::fromLatin1(script)}, options);
+    EXPECT_EQ(python.exitCode, 0) << python.err.toStdString();
+    return QJsonDocument::fromJson(python.out).object();
 }
 
 TEST(ExportCommand, JsonAndCsvCarryEveryRecordWithProperEscaping)

@@ -10,7 +10,6 @@
 //   no-gui-move SRC DST     as a run without a window
 //   exec TOOL ARGS...       authExecTask, waiting; prints the status
 //   cleanup FOLDER          cleanUpInterruptedMoves
-//   plain-move SRC DST      moveFile without privilege fallback
 //   hold                    authStart, prints "ready", waits for end of input
 //   writable PATH | deletable PATH | lock PATH   the tests of that name
 
@@ -56,8 +55,6 @@ int main(int argc, char **argv)
     VTAuthorization *auth = VTAuthorization::sharedController(true);
     if (op == QLatin1String("move"))
         return answer(VTFileManager::moveFile(arg(1), arg(2), 10s));
-    if (op == QLatin1String("plain-move"))
-        return answer(VTFileManager::moveFile(arg(1), arg(2), false));
     if (op == QLatin1String("copy"))
         return answer(VTFileManager::copyFile(arg(1), arg(2), 10s));
     if (op == QLatin1String("mkdir"))

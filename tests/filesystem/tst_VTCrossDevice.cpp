@@ -12,12 +12,10 @@
 #include <QElapsedTimer>
 #include <QScopeGuard>
 #include <QTemporaryDir>
-#include <QThread>
 #include <QUrl>
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <sched.h>
 #include <sys/mount.h>
 
@@ -131,50 +129,6 @@ TEST_F(CrossDeviceTest, TheHelperMovesAcrossFileSystemsToo)
     EXPECT_TRUE(same(reference, volume(QStringLiteral("Glow.fxplug"))));
     EXPECT_EQ(FsTest::getXattr(volume(QStringLiteral("Glow.fxplug")), "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
     EXPECT_TRUE(leftovers(m_volume.path()).isEmpty());
-}
-
-TEST_F(CrossDeviceTest, AnInterruptedMoveLosesNothing)
-{
-    QString from = disk(QStringLiteral("Big.fxplug"));
-    for (int i = 0; i < 300; ++i)
-        ASSERT_TRUE(FsTest::writeFile(VTPath::join(from, QStringLiteral("Contents/Resources/%1/file%2").arg(i % 7).arg(i)), QByteArray(4096, char('a' + i % 26))));
-    ASSERT_TRUE(FsTest::makeBundle(VTPath::join(from, QStringLiteral("Contents/PlugIns/Inner.bundle"))));
-    const QString reference = disk(QStringLiteral("reference.fxplug"));
-    ASSERT_TRUE(VTFileManager::copyFile(from, reference, false));
-    QString to = volume(QStringLiteral("Big.fxplug"));
-
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), m_sandbox.home());
-    int interrupted = 0;
-    for (int delay : {0, 20, 40, 60, 90, 120, 160, 220, 300}) {
-        SCOPED_TRACE(delay);
-        FsTest::Process mover;
-        ASSERT_TRUE(mover.start(FsTest::driverPath(), {QStringLiteral("plain-move"), from, to}, environment));
-        QThread::msleep(static_cast<unsigned long>(delay));
-        ::kill(mover.pid(), SIGKILL);
-        (void)mover.finish(5000);
-        // Right after the kill, before any clean-up: whatever carries a
-        // visible name is whole.
-        for (const QString &visible : {from, to}) {
-            if (FsTest::exists(visible)) {
-                EXPECT_TRUE(same(reference, visible)) << visible.toStdString();
-            }
-        }
-
-        const QStringList folders = {VTPath::removeLastComponent(to), VTPath::removeLastComponent(from)};
-        const int resolved = VTFileManager::cleanUpInterruptedMoves(folders);
-        interrupted += resolved > 0 ? 1 : 0;
-        for (const QString &folder : folders)
-            EXPECT_TRUE(leftovers(folder).isEmpty()) << folder.toStdString();
-        // Exactly one whole copy, wherever the kill caught it.
-        const bool atSource = FsTest::exists(from);
-        ASSERT_NE(atSource, FsTest::exists(to));
-        ASSERT_TRUE(same(reference, atSource ? from : to));
-        // The next round moves it on from wherever it is now.
-        if (!atSource)
-            std::swap(from, to);
-    }
-    std::printf("moves caught midway and resolved: %d\n", interrupted);
 }
 
 TEST_F(CrossDeviceTest, ASourceThatCannotBeRemovedStaysWholeAndTheMoveFails)

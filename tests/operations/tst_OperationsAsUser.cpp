@@ -10,6 +10,8 @@
 #include "VTFileManager.h"
 #include "VTSandboxLayout.h"
 
+#include <algorithm>
+
 using namespace VTSandboxKind;
 
 namespace {
@@ -173,6 +175,30 @@ TEST_F(OperationsAsUserTest, AdministratorRightsMoveThePluginAndTakeTheEmptiedFo
     EXPECT_TRUE(posted(run).isEmpty());
     EXPECT_TRUE(logLines().contains(
         QStringLiteral("File permissions are preventing Tessary from moving %1 to %2 - authorizing...").arg(a, mirror(a))));
+}
+
+TEST_F(OperationsAsUserTest, ADestinationInTheWayIsNeverHandedToAdministratorRights)
+{
+    const QString a = bundle(QStringLiteral("A"), QStringLiteral("Locked Group"));
+    handOver();
+    const QString group = VTPath::removeLastComponent(a);
+    ASSERT_TRUE(FsTest::chownPath(group, FsTest::User{QStringLiteral("root"), 0, 0}));
+    ASSERT_TRUE(FsTest::chmodPath(group, 0755));
+    // A folder of the user's own where the plug-in would go.
+    const QString inTheWay = mirror(a);
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(inTheWay, QStringLiteral("marker")), "mine"));
+    ASSERT_TRUE(FsTest::chownPath(inTheWay, m_user));
+
+    const FsTest::Run run = driver({QStringLiteral("move"), a, inTheWay}, true);
+    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
+    EXPECT_EQ(QDir(inTheWay).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList{QStringLiteral("marker")});
+    const QStringList log = logLines();
+    EXPECT_FALSE(log.contains(QStringLiteral("User cancelled authorization.")));
+    EXPECT_TRUE(std::any_of(log.begin(), log.end(), [&](const QString &line) {
+        return line.startsWith(QStringLiteral("Unable to move %1 to %2 - ").arg(a, inTheWay));
+    })) << log.join(u'\n').toStdString();
 }
 
 TEST_F(OperationsAsUserTest, AnImmutablePluginTheUserCannotUnlockStaysWhole)

@@ -135,7 +135,7 @@ TEST_F(AccessOperationTest, AGroupWalksItsPluginsDepthFirstAndShowsProgressAbove
 {
     for (const QString &name : {QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")})
         bundle(name, QStringLiteral("Three"));
-    for (const QString &name : {QStringLiteral("D"), QStringLiteral("E"), QStringLiteral("F")})
+    for (const QString &name : {QStringLiteral("D"), QStringLiteral("E")})
         bundle(name, QStringLiteral("Four"));
     bundle(QStringLiteral("G"), QStringLiteral("Four/Sub"), false);
     lockedBundle(QStringLiteral("L"), QStringLiteral("Four"));
@@ -149,13 +149,13 @@ TEST_F(AccessOperationTest, AGroupWalksItsPluginsDepthFirstAndShowsProgressAbove
 
     ui().clear();
     const GroupPtr four = group(QStringLiteral("Four"));
-    ASSERT_EQ(four->children().size(), 5);
+    ASSERT_EQ(four->children().size(), 4) << "the first size that shows progress";
     access().setAccess(1, four, true);
     waitForOperations();
-    EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:5")});
+    EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:4")});
     EXPECT_EQ(ui().steps(QStringLiteral("text:")), QStringList{QStringLiteral("text:Moving files...")});
-    EXPECT_EQ(ui().steps(QStringLiteral("step")).size(), 4) << "the locked plug-in takes no step";
-    for (const QString &name : {QStringLiteral("D"), QStringLiteral("E"), QStringLiteral("F")})
+    EXPECT_EQ(ui().steps(QStringLiteral("step")).size(), 3) << "the locked plug-in takes no step";
+    for (const QString &name : {QStringLiteral("D"), QStringLiteral("E")})
         EXPECT_TRUE(exists(userFxPlug(QStringLiteral("Four/%1.fxplug").arg(name)))) << name.toStdString();
     EXPECT_TRUE(exists(mirror(userFxPlug(QStringLiteral("Four/Sub/G.fxplug")))));
     EXPECT_TRUE(exists(fxPlug(QStringLiteral("Four/L.fxplug"))));

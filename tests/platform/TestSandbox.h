@@ -8,10 +8,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
-#include <QStandardPaths>
 #include <QString>
 #include <QTemporaryDir>
+
+#include "VTTestProcess.h"
 
 #include <cstdio>
 #include <map>
@@ -143,8 +143,8 @@ inline QByteArray readWholeFile(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// Runs python3 with a script and returns its exit code, standard output and
-// error (merged). -1 when python3 cannot be run.
+// A Python script's exit code and its output and errors merged; -1 when
+// python3 cannot be run.
 struct PythonRun {
     int exitCode = -1;
     QByteArray output;
@@ -152,20 +152,6 @@ struct PythonRun {
 
 inline PythonRun runPython(const QString &script, const QStringList &arguments = {})
 {
-    PythonRun run;
-    // Debian's own interpreter first: wrappers found on PATH may depend on
-    // the HOME that the sandbox replaces.
-    QString python = QStringLiteral("/usr/bin/python3");
-    if (!QFileInfo(python).isExecutable())
-        python = QStandardPaths::findExecutable(QStringLiteral("python3"));
-    if (python.isEmpty())
-        return run;
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(python, QStringList{QStringLiteral("-c"), script} + arguments);
-    if (!process.waitForFinished(30000))
-        return run;
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.output = process.readAll();
-    return run;
+    const VTTest::Run run = VTTest::runPython(script, arguments);
+    return {run.exitCode, run.out};
 }

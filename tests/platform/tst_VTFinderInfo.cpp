@@ -2,7 +2,7 @@
 #include "VTPath.h"
 
 #include <QFile>
-#include <QProcess>
+#include "VTTestProcess.h"
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
@@ -116,9 +116,7 @@ TEST_F(VTFinderInfoTest, OtherToolsSeeTheAttribute)
     if (getfattr.isEmpty())
         GTEST_SKIP() << "getfattr (package attr) is not installed";
     ASSERT_TRUE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSC")));
-    QProcess process;
-    process.start(getfattr, {QStringLiteral("--only-values"), QStringLiteral("-n"),
-                             QString::fromLatin1(VTFinderInfo::attributeName()), m_file});
-    ASSERT_TRUE(process.waitForFinished(10000));
-    EXPECT_TRUE(process.readAllStandardOutput().startsWith("FCSC"));
+    const VTTest::Run run = VTTest::run(getfattr, {QStringLiteral("--only-values"), QStringLiteral("-n"),
+                                                   QString::fromLatin1(VTFinderInfo::attributeName()), m_file});
+    EXPECT_TRUE(run.out.startsWith("FCSC"));
 }

@@ -7,43 +7,23 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonValue>
-#include <QProcess>
-#include <QStandardPaths>
 #include <QString>
 #include <QStringList>
+
+#include "VTTestProcess.h"
 
 #include <gtest/gtest.h>
 
 namespace SandboxTest {
 
-struct ProcessResult {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
+using ProcessResult = VTTest::Run;
+using VTTest::python;
 
 inline ProcessResult run(const QString &program, const QStringList &args, int timeoutMs = 60000)
 {
-    ProcessResult result;
-    QProcess process;
-    process.start(program, args);
-    if (!process.waitForStarted(timeoutMs))
-        return result;
-    process.closeWriteChannel();
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished();
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
-}
-
-inline QString python()
-{
-    return QStandardPaths::findExecutable(QStringLiteral("python3"));
+    VTTest::RunOptions options;
+    options.timeoutMs = timeoutMs;
+    return VTTest::run(program, args, options);
 }
 
 // Runs a Python script (arguments in sys.argv[1:]) that prints one JSON value.

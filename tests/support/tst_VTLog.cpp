@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QRegularExpression>
+#include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
@@ -81,16 +82,12 @@ struct ProbeRun {
 
 ProbeRun runProbe(const QStringList &prefix, const QStringList &arguments, const QProcessEnvironment &environment)
 {
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.setProcessChannelMode(QProcess::MergedChannels);
     const QStringList command = prefix + QStringList{QStringLiteral(TESSARY_SUPPORT_PROBE)} + arguments;
-    process.start(command.first(), command.mid(1));
-    ProbeRun run;
-    if (process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit)
-        run.exitCode = process.exitCode();
-    run.output = process.readAll();
-    return run;
+    VTTest::RunOptions options;
+    options.environment = environment;
+    options.mergeOutput = true;
+    const VTTest::Run run = VTTest::run(command.first(), command.mid(1), options);
+    return {run.exitCode, run.out};
 }
 
 } // namespace

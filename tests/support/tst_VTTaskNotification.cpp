@@ -7,6 +7,8 @@
 #include <QDBusMessage>
 #include <QElapsedTimer>
 #include <QObject>
+#include <QProcess>
+#include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
@@ -133,14 +135,11 @@ struct ProbeRun {
 
 ProbeRun runProbe(const QStringList &arguments, const QProcessEnvironment &environment)
 {
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(TESSARY_SUPPORT_PROBE), arguments);
-    ProbeRun run;
-    if (process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit)
-        run.exitCode = process.exitCode();
-    run.output = process.readAllStandardOutput();
-    return run;
+    VTTest::RunOptions options;
+    options.environment = environment;
+    options.timeoutMs = 30000;
+    const VTTest::Run run = VTTest::run(QStringLiteral(TESSARY_SUPPORT_PROBE), arguments, options);
+    return {run.exitCode, run.out};
 }
 
 } // namespace
