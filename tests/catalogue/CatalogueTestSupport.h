@@ -17,6 +17,7 @@
 #include "VTPluginItem.h"
 #include "VTSandboxBuilder.h"
 #include "VTTestSandbox.h"
+#include "VTRecordingInterface.h"
 #include "VTUserInterface.h"
 
 #include <QFile>
@@ -28,45 +29,7 @@
 #include <mutex>
 #include <stdexcept>
 
-class RecordingInterface final : public VTUserInterface
-{
-public:
-    bool hasWindow() const override { return false; }
-    int runAlert(const Alert &) override { return FirstButton; }
-    void startBusyIndicator() override {}
-    void stopBusyIndicator() override {}
-    void showProgressSheet() override {}
-    void setIndeterminateProgress() override {}
-    void setDeterminateProgress(qint64) override {}
-    void incrementProgress() override {}
-    void updateProgressText(const QString &) override {}
-    void endProgressSheet() override {}
-    void setCatalogueLoading(bool loading) override
-    {
-        std::lock_guard lock(m_mutex);
-        m_loading.append(loading);
-    }
-    void setStatisticsText(const QString &text) override
-    {
-        std::lock_guard lock(m_mutex);
-        m_statistics.append(text);
-    }
-    QStringList statistics() const
-    {
-        std::lock_guard lock(m_mutex);
-        return m_statistics;
-    }
-    QList<bool> loading() const
-    {
-        std::lock_guard lock(m_mutex);
-        return m_loading;
-    }
-
-private:
-    mutable std::mutex m_mutex;
-    QStringList m_statistics;
-    QList<bool> m_loading;
-};
+using RecordingInterface = VTRecordingInterface;
 
 class ScriptedCatalogueView final : public VTCatalogueView
 {

@@ -5,30 +5,22 @@
 #include "VTPath.h"
 #include "VTPluginFolders.h"
 #include "VTPropertyList.h"
+#include "VTTestSandbox.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
-// A managed system in a temporary folder: TESSARY_SYSTEM_ROOT and HOME point
-// into it while a test runs, and the folder table the records use is rebuilt
-// for it. Tests that derive paths or read bundles start from here.
+// The shared sandbox with the folder table the records use rebuilt for it.
+// Tests that derive paths or read bundles start from here.
 class RecordSandbox : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(m_dir.isValid());
-        m_savedRoot = qgetenv("TESSARY_SYSTEM_ROOT");
-        m_savedHome = qgetenv("HOME");
-        m_hadRoot = qEnvironmentVariableIsSet("TESSARY_SYSTEM_ROOT");
-        ASSERT_TRUE(QDir().mkpath(m_dir.filePath(QStringLiteral("root"))));
-        ASSERT_TRUE(QDir().mkpath(m_dir.filePath(QStringLiteral("home/ann"))));
-        qputenv("TESSARY_SYSTEM_ROOT", QFile::encodeName(m_dir.filePath(QStringLiteral("root"))));
-        qputenv("HOME", QFile::encodeName(m_dir.filePath(QStringLiteral("home/ann"))));
+        ASSERT_TRUE(m_sandbox.isValid());
         VTPluginFolders::setShared(std::make_shared<const VTPluginFolders>(VTPluginFolders::build()));
     }
 
@@ -37,11 +29,6 @@ protected:
         // Reads still queued would look into the sandbox after it is gone.
         VTBundleInfoReader::shared().waitForAll();
         VTPluginFolders::setShared(nullptr);
-        if (m_hadRoot)
-            qputenv("TESSARY_SYSTEM_ROOT", m_savedRoot);
-        else
-            qunsetenv("TESSARY_SYSTEM_ROOT");
-        qputenv("HOME", m_savedHome);
     }
 
     [[nodiscard]] static QString systemRoot() { return VTLocalPaths::systemRoot(); }
@@ -95,10 +82,5 @@ protected:
         return bytes;
     }
 
-    QTemporaryDir m_dir;
-
-private:
-    QByteArray m_savedRoot;
-    QByteArray m_savedHome;
-    bool m_hadRoot = false;
+    VTTestSandbox m_sandbox;
 };

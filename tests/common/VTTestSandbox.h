@@ -9,47 +9,82 @@
 #include <QTemporaryDir>
 #include <QVariantMap>
 
+#include <map>
 #include <optional>
-#include <utility>
-#include <vector>
+#include <string>
 
-// A managed system for one test: a temporary folder as TESSARY_SYSTEM_ROOT
-// and another as HOME, with helpers that fill them with real folders, files
-// and application bundles. The environment is restored on destruction.
-// Variables that would point a superuser run at another user's home
-// (SUDO_USER, PKEXEC_UID) are cleared meanwhile, so a run under sudo sees
-// the sandbox home too. Link tessary_platform to use it.
+// Sets or clears environment variables and restores every one it touched.
+class ScopedEnvironment
+{
+public:
+    ScopedEnvironment() = default;
+    ScopedEnvironment(const ScopedEnvironment &) = delete;
+    ScopedEnvironment &operator=(const ScopedEnvironment &) = delete;
+    ~ScopedEnvironment()
+    {
+        for (const auto &[name, value] : m_saved) {
+            if (value)
+                qputenv(name.c_str(), *value);
+            else
+                qunsetenv(name.c_str());
+        }
+    }
+
+    void set(const char *name, const QString &value)
+    {
+        remember(name);
+        qputenv(name, QFile::encodeName(value));
+    }
+
+    void unset(const char *name)
+    {
+        remember(name);
+        qunsetenv(name);
+    }
+
+private:
+    void remember(const char *name)
+    {
+        if (m_saved.count(name))
+            return;
+        m_saved[name] = qEnvironmentVariableIsSet(name) ? std::optional<QByteArray>(qgetenv(name)) : std::nullopt;
+    }
+
+    std::map<std::string, std::optional<QByteArray>> m_saved;
+};
+
+// The managed system of one test: <tmp>/root stands for "/" of the all-users
+// domain (TESSARY_SYSTEM_ROOT) and <tmp>/home is HOME, with helpers that fill
+// them with real folders, files and application bundles. The console-user
+// variables (SUDO_USER, PKEXEC_UID) and XDG_DATA_HOME are cleared meanwhile,
+// so that a superuser run resolves the user domain and its Trash to this
+// home; everything is restored on destruction. The temporary folder may be
+// passed through by other accounts, so tests can hand the root or the home
+// to the unprivileged test account. Link tessary_platform to use it.
 class VTTestSandbox
 {
 public:
     VTTestSandbox()
     {
-        for (const char *name : {"TESSARY_SYSTEM_ROOT", "HOME", "SUDO_USER", "PKEXEC_UID"}) {
-            const bool set = qEnvironmentVariableIsSet(name);
-            m_saved.emplace_back(QByteArray(name), set ? std::optional<QByteArray>(qgetenv(name)) : std::nullopt);
-        }
-        qputenv("TESSARY_SYSTEM_ROOT", QFile::encodeName(m_root.path()));
-        qputenv("HOME", QFile::encodeName(m_home.path()));
-        qunsetenv("SUDO_USER");
-        qunsetenv("PKEXEC_UID");
-    }
-
-    ~VTTestSandbox()
-    {
-        for (const auto &[name, value] : m_saved) {
-            if (value)
-                qputenv(name.constData(), *value);
-            else
-                qunsetenv(name.constData());
-        }
+        QDir(m_dir.path()).mkpath(QStringLiteral("root"));
+        QDir(m_dir.path()).mkpath(QStringLiteral("home"));
+        QFile::setPermissions(m_dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner
+                                                | QFileDevice::ExeGroup | QFileDevice::ExeOther);
+        m_env.set("TESSARY_SYSTEM_ROOT", root());
+        m_env.set("HOME", home());
+        m_env.unset("SUDO_USER");
+        m_env.unset("PKEXEC_UID");
+        m_env.unset("XDG_DATA_HOME");
     }
 
     VTTestSandbox(const VTTestSandbox &) = delete;
     VTTestSandbox &operator=(const VTTestSandbox &) = delete;
 
-    [[nodiscard]] bool isValid() const { return m_root.isValid() && m_home.isValid(); }
-    [[nodiscard]] QString root() const { return m_root.path(); }
-    [[nodiscard]] QString home() const { return m_home.path(); }
+    [[nodiscard]] bool isValid() const { return m_dir.isValid(); }
+    [[nodiscard]] QString path() const { return m_dir.path(); }
+    [[nodiscard]] QString root() const { return m_dir.path() + QStringLiteral("/root"); }
+    [[nodiscard]] QString home() const { return m_dir.path() + QStringLiteral("/home"); }
+    [[nodiscard]] ScopedEnvironment &environment() { return m_env; }
 
     // A macOS absolute path ("/Library/...") below the sandbox root.
     [[nodiscard]] QString systemPath(const QString &macPath) const { return VTPath::join(root(), macPath); }
@@ -66,7 +101,25 @@ public:
         return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
     }
 
-    // A bundle folder holding Contents/Info.plist with `info` (XML form).
+    // Writes a file with exactly these permissions (making its folders) and
+    // answers its path.
+    static QString createFile(const QString &path, const QByteArray &contents,
+                              QFileDevice::Permissions permissions = QFileDevice::ReadOwner | QFileDevice::WriteOwner)
+    {
+        if (makeFile(path, contents))
+            QFile::setPermissions(path, permissions | QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        return path;
+    }
+
+    // A shell script that everyone may run.
+    static QString createScript(const QString &path, const QByteArray &body)
+    {
+        return createFile(path, "#!/bin/sh\n" + body,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup
+                              | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther);
+    }
+
+    // A bundle folder holding Contents/Info.plist with `info`.
     static bool makeBundle(const QString &path, const QVariantMap &info,
                            VTPropertyList::Format format = VTPropertyList::Format::Xml)
     {
@@ -84,7 +137,6 @@ public:
     }
 
 private:
-    QTemporaryDir m_root;
-    QTemporaryDir m_home;
-    std::vector<std::pair<QByteArray, std::optional<QByteArray>>> m_saved;
+    QTemporaryDir m_dir;
+    ScopedEnvironment m_env;
 };

@@ -68,13 +68,6 @@ protected:
         if (!FsTest::isRoot())
             GTEST_SKIP() << "these are the superuser's paths; run the tests as root";
         ASSERT_TRUE(m_sandbox.isValid());
-        m_savedDataHome = qgetenv("XDG_DATA_HOME");
-        qunsetenv("XDG_DATA_HOME");
-    }
-    void TearDown() override
-    {
-        if (!m_savedDataHome.isEmpty())
-            qputenv("XDG_DATA_HOME", m_savedDataHome);
     }
     QString path(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library/Plug-Ins"), relative)); }
     QString trashFiles(const QString &name = QString()) const
@@ -84,7 +77,6 @@ protected:
 
     VTAuthorization *auth = VTAuthorization::sharedController(true);
     VTTestSandbox m_sandbox;
-    QByteArray m_savedDataHome;
 };
 
 TEST_F(SuperuserTest, TheSingletonKeepsItsFirstForm)

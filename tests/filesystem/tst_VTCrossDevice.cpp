@@ -52,16 +52,12 @@ protected:
         ASSERT_EQ(::mount("tessary-test", VTPath::toNative(m_volume.path()).constData(), "tmpfs", 0, "mode=0755"), 0)
             << std::strerror(errno);
         m_mounted = true;
-        m_savedDataHome = qgetenv("XDG_DATA_HOME");
-        qunsetenv("XDG_DATA_HOME");
     }
 
     void TearDown() override
     {
         if (m_mounted)
             ::umount2(VTPath::toNative(m_volume.path()).constData(), MNT_DETACH);
-        if (!m_savedDataHome.isEmpty())
-            qputenv("XDG_DATA_HOME", m_savedDataHome);
     }
 
     QString disk(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library"), relative)); }
@@ -82,7 +78,6 @@ protected:
     VTTestSandbox m_sandbox;
     QTemporaryDir m_volume;
     bool m_mounted = false;
-    QByteArray m_savedDataHome;
 };
 
 TEST_F(CrossDeviceTest, ABundleMovesWithEverythingItHolds)

@@ -24,15 +24,11 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_sandbox.isValid());
-        m_savedDataHome = qgetenv("XDG_DATA_HOME");
-        qunsetenv("XDG_DATA_HOME");
         VTLog::createNewLog(QStringLiteral("tst_VTFileManager"));
     }
     void TearDown() override
     {
         VTLog::finishWriting();
-        if (!m_savedDataHome.isEmpty())
-            qputenv("XDG_DATA_HOME", m_savedDataHome);
     }
 
     QString path(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library"), relative)); }
@@ -43,7 +39,6 @@ protected:
     }
 
     VTTestSandbox m_sandbox;
-    QByteArray m_savedDataHome;
 };
 
 TEST(FileManagerNames, WildcardsMatchAnyRunOfCharacters)

@@ -18,13 +18,6 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_sandbox.isValid());
-        m_savedDataHome = qgetenv("XDG_DATA_HOME");
-        qunsetenv("XDG_DATA_HOME");
-    }
-    void TearDown() override
-    {
-        if (!m_savedDataHome.isEmpty())
-            qputenv("XDG_DATA_HOME", m_savedDataHome);
     }
 
     QString trash(const QString &relative = QString()) const
@@ -43,7 +36,6 @@ protected:
     }
 
     VTTestSandbox m_sandbox;
-    QByteArray m_savedDataHome;
 };
 
 TEST_F(TrashTest, AnItemGoesToTheHomeTrashWithItsRecord)

@@ -23,6 +23,7 @@
 #include "VTSandboxBuilder.h"
 #include "VTTestSandbox.h"
 #include "VTTreeCopy.h"
+#include "VTRecordingInterface.h"
 #include "VTUserInterface.h"
 
 #include <QDir>
@@ -39,91 +40,7 @@
 
 namespace OpsTest {
 
-// Records every display step, answers alerts from a script (first button
-// when the script is used up). Called from workers too.
-class RecordingInterface final : public VTUserInterface
-{
-public:
-    explicit RecordingInterface(bool window = true) : m_window(window) {}
-
-    [[nodiscard]] bool hasWindow() const override { return m_window; }
-    int runAlert(const Alert &alert) override
-    {
-        std::lock_guard lock(m_mutex);
-        m_steps << QStringLiteral("alert:%1|%2|%3").arg(alert.messageText, alert.informativeText,
-                                                          alert.buttons.join(u','));
-        return m_answers.isEmpty() ? FirstButton : m_answers.takeFirst();
-    }
-    void startBusyIndicator() override { record(QStringLiteral("busy")); }
-    void stopBusyIndicator() override { record(QStringLiteral("idle")); }
-    void showProgressSheet() override { record(QStringLiteral("sheet")); }
-    void setIndeterminateProgress() override { record(QStringLiteral("indeterminate")); }
-    void setDeterminateProgress(qint64 maximum) override { record(QStringLiteral("max:%1").arg(maximum)); }
-    void incrementProgress() override
-    {
-        std::function<void(int)> hook;
-        int count = 0;
-        {
-            std::lock_guard lock(m_mutex);
-            m_steps << QStringLiteral("step");
-            count = ++m_increments;
-            hook = m_onIncrement;
-        }
-        if (hook)
-            hook(count);
-    }
-    void updateProgressText(const QString &text) override { record(QStringLiteral("text:") + text); }
-    void endProgressSheet() override { record(QStringLiteral("end")); }
-    void setCatalogueLoading(bool) override {}
-    void setStatisticsText(const QString &text) override { record(QStringLiteral("stats:") + text); }
-
-    // Called after each progress step with the number of steps so far, as
-    // a person watching the bar would act.
-    void setOnIncrement(std::function<void(int)> hook)
-    {
-        std::lock_guard lock(m_mutex);
-        m_onIncrement = std::move(hook);
-    }
-    void answerNext(int button)
-    {
-        std::lock_guard lock(m_mutex);
-        m_answers << button;
-    }
-    [[nodiscard]] QStringList steps() const
-    {
-        std::lock_guard lock(m_mutex);
-        return m_steps;
-    }
-    [[nodiscard]] QStringList steps(const QString &prefix) const
-    {
-        QStringList matching;
-        for (const QString &step : steps()) {
-            if (step.startsWith(prefix))
-                matching << step;
-        }
-        return matching;
-    }
-    void clear()
-    {
-        std::lock_guard lock(m_mutex);
-        m_steps.clear();
-        m_increments = 0;
-    }
-
-private:
-    void record(const QString &step)
-    {
-        std::lock_guard lock(m_mutex);
-        m_steps << step;
-    }
-
-    const bool m_window;
-    mutable std::mutex m_mutex;
-    QStringList m_steps;
-    QList<int> m_answers;
-    std::function<void(int)> m_onIncrement;
-    int m_increments = 0;
-};
+using RecordingInterface = VTRecordingInterface;
 
 // The window's outline as far as the operations use it.
 class RecordingView final : public VTCatalogueView
@@ -153,8 +70,6 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_sandbox.isValid());
-        m_savedDataHome = qgetenv("XDG_DATA_HOME");
-        qunsetenv("XDG_DATA_HOME");
         m_builder = std::make_unique<VTSandboxBuilder>(m_sandbox.root(), m_sandbox.home());
         VTLog::createNewLog(QStringLiteral("tst_operations"));
         m_ui = std::make_unique<RecordingInterface>(m_window);
@@ -179,8 +94,6 @@ protected:
         m_loader.reset();
         m_catalogue.reset();
         VTPluginFolders::setShared(nullptr);
-        if (!m_savedDataHome.isEmpty())
-            qputenv("XDG_DATA_HOME", m_savedDataHome);
     }
 
     VTSandboxBuilder &builder() { return *m_builder; }
@@ -242,7 +155,6 @@ protected:
 
 private:
     const bool m_window;
-    QByteArray m_savedDataHome;
     std::unique_ptr<VTSandboxBuilder> m_builder;
     std::unique_ptr<RecordingInterface> m_ui;
     std::unique_ptr<OutlineViewController> m_catalogue;

@@ -65,7 +65,7 @@ TEST(VTOperationFrame, WithoutAUserInterfaceNothingIsShownButCancelStillCounts)
 
 TEST(VTOperationFrame, ShowingAndClosingTheSheetClearTheCancelFlag)
 {
-    RecordingInterface ui;
+    RecordingInterface ui(true);
     VTOperationFrame frame(ui, true);
     frame.cancelProgress();
     frame.showProgressWindow();
