@@ -223,4 +223,16 @@ inline Run runPython(const QString &script, const QStringList &arguments = {}, c
     return run(python(), QStringList{QStringLiteral("-c"), script} + arguments, merged);
 }
 
+// What the independent reader (tests/common/read_keyed_archive.py) makes of
+// a keyed archive: its root object as JSON; null when it refuses it.
+inline QByteArray readKeyedArchive(const QByteArray &archive)
+{
+    RunOptions options;
+    options.input = archive;
+    const Run reader = run(python(),
+                           {qEnvironmentVariable("TESSARY_SOURCE_DIR") + QStringLiteral("/tests/common/read_keyed_archive.py")},
+                           options);
+    return reader.exitCode == 0 ? reader.out : QByteArray();
+}
+
 } // namespace VTTest

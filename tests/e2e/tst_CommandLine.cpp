@@ -32,26 +32,14 @@ protected:
     // (Python's plistlib) sees them: [[class, name, fileName or title], ...].
     static QJsonArray readArchive(const QByteArray &archive)
     {
-        static const char *script = R"(
-import json, plistlib, sys
-data = plistlib.loads(sys.stdin.buffer.read())
-objects = data["$objects"]
-def deref(value):
-    return objects[value.data] if isinstance(value, plistlib.UID) else value
-root = deref(data["$top"]["root"])
-out = []
-for ref in root["NS.objects"]:
-    record = deref(ref)
-    cls = deref(record["$class"])["$classname"]
-    fields = [deref(record["$%d" % i]) for i in range(0, 9) if "$%d" % i in record]
-    out.append([cls, fields[0], fields[1] if cls == "VTPluginItem" else fields[0]])
-print(json.dumps(out))
-)";
-        VTTest::RunOptions options;
-        options.input = archive;
-        const VTTest::Run python = VTTest::run(VTTest::python(), {QStringLiteral("-c"), QString::fromLatin1(script)}, options);
-        EXPECT_EQ(python.exitCode, 0) << python.err.toStdString();
-        return QJsonDocument::fromJson(python.out).array();
+        QJsonArray records;
+        for (const QJsonValue &value : QJsonDocument::fromJson(VTTest::readKeyedArchive(archive)).array()) {
+            const QJsonObject record = value.toObject();
+            const QString type = record.value(QStringLiteral("class")).toString();
+            const QJsonArray fields = record.value(QStringLiteral("fields")).toArray();
+            records.append(QJsonArray{type, fields.at(0), fields.at(type == QLatin1String("VTPluginItem") ? 1 : 0)});
+        }
+        return records;
     }
 
     std::unique_ptr<E2ESystem> m_system;
