@@ -42,18 +42,6 @@ protected:
         return folder(VTSandboxKind::FxPlug, VTSandboxKind::CurrentUser, relative);
     }
 
-    // The original paths trash-cli lists for the sandbox's home trash.
-    static QStringList trashList()
-    {
-        const auto [code, output] = OpsTest::run(QStringLiteral("trash-list"), {});
-        QStringList paths;
-        if (code != 0)
-            return paths;
-        for (const QString &line : output.split(u'\n', Qt::SkipEmptyParts))
-            paths << line.section(u' ', 2); // "YYYY-MM-DD HH:MM:SS /original/path"
-        return paths;
-    }
-
     static int logCount(const QString &prefix)
     {
         int count = 0;

@@ -59,6 +59,14 @@ public:
     QList<ItemPtr> selection;
 };
 
+// Runs a program and answers its exit code (-1 when it did not end normally)
+// and its standard output.
+inline std::pair<int, QString> run(const QString &program, const QStringList &arguments)
+{
+    const FsTest::Run result = FsTest::run(program, arguments);
+    return {result.exitCode, QString::fromUtf8(result.out)};
+}
+
 // A sandboxed system (TESSARY_SYSTEM_ROOT and HOME), a log in it, and a
 // catalogue with the operations over it. Build plug-ins with builder(), then
 // reload() to scan them.
@@ -149,6 +157,15 @@ protected:
 
     static bool exists(const QString &path) { return VTSandboxFiles::exists(path); }
     QString mirror(const QString &path) const { return VTPath::join(disabledRoot(), path); }
+    // The original paths trash-cli lists for the sandbox's home trash.
+    static QStringList trashList()
+    {
+        const auto [code, output] = run(QStringLiteral("trash-list"), {});
+        QStringList paths;
+        for (const QString &line : output.split(u'\n', Qt::SkipEmptyParts))
+            paths << line.section(u' ', 2); // "YYYY-MM-DD HH:MM:SS /original/path"
+        return code == 0 ? paths : QStringList();
+    }
 
     VTTestSandbox m_sandbox;
     RecordingView m_view;
@@ -178,14 +195,6 @@ inline bool sameTree(const QString &a, const QString &b)
 inline QString driverPath()
 {
     return VTPath::join(FsTest::binaryDir(), QStringLiteral("tests/operations/tessary-ops-driver"));
-}
-
-// Runs a program and answers its exit code (-1 when it did not end normally)
-// and its standard output.
-inline std::pair<int, QString> run(const QString &program, const QStringList &arguments)
-{
-    const FsTest::Run result = FsTest::run(program, arguments);
-    return {result.exitCode, QString::fromUtf8(result.out)};
 }
 
 inline bool isRoot()
