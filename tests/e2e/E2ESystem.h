@@ -3,11 +3,11 @@
 #include "VTPropertyList.h"
 #include "VTSandboxBuilder.h"
 #include "VTTestProcess.h"
+#include "VTTestSandbox.h"
 
 #include <QByteArray>
 #include <QProcessEnvironment>
 #include <QStringList>
-#include <QTemporaryDir>
 
 #include <QDirIterator>
 #include <QFile>
@@ -64,7 +64,7 @@ public:
 
 private:
     Runner m_runner;
-    QTemporaryDir m_dir;
+    VTTestSandbox m_sandbox;
     std::unique_ptr<VTSandboxBuilder> m_builder;
     bool m_ready = false;
     QString m_whyNotReady;
@@ -80,7 +80,7 @@ inline QStringList E2ESystem::Run::lines() const
 inline E2ESystem::E2ESystem(Runner runner)
     : m_runner(runner)
 {
-    const QString base = m_dir.path();
+    const QString base = m_sandbox.path();
     QFile::setPermissions(base, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner
                                     | QFileDevice::ReadGroup | QFileDevice::ExeGroup | QFileDevice::ReadOther
                                     | QFileDevice::ExeOther);
@@ -108,12 +108,12 @@ inline E2ESystem::~E2ESystem()
 {
     // The unprivileged user's files and the trash are removed with the folder;
     // immutable flags set by a test would block that, so clear them.
-    VTTest::execute(QStringLiteral("chattr"), {QStringLiteral("-R"), QStringLiteral("-i"), m_dir.path()});
+    VTTest::execute(QStringLiteral("chattr"), {QStringLiteral("-R"), QStringLiteral("-i"), m_sandbox.path()});
 }
 
 inline QString E2ESystem::scratch() const
 {
-    return m_dir.path() + QStringLiteral("/scratch");
+    return m_sandbox.path() + QStringLiteral("/scratch");
 }
 
 inline void E2ESystem::finishBuilding()
