@@ -2,6 +2,7 @@
 
 #include "VTApplicationWriter.h"
 #include "VTPath.h"
+#include "VTPropertyList.h"
 #include "VTSandboxPresets.h"
 
 #include <QDir>
@@ -484,6 +485,18 @@ QString VTSandboxBuilder::addApplication(const QString &relativePath, const QStr
     if (!writer.write(path, identifier, options))
         return fail(m_files.lastError());
     m_manifest.applications.append({path, identifier, options.version});
+    return path;
+}
+
+QString VTSandboxBuilder::addSystemVersion(const QString &productVersion)
+{
+    const QString path = VTPath::join(root(), QStringLiteral("System/Library/CoreServices/SystemVersion.plist"));
+    const QVariantMap info = {{QStringLiteral("ProductName"), QStringLiteral("Mac OS X")},
+                              {QStringLiteral("ProductVersion"), productVersion},
+                              {QStringLiteral("ProductCopyright"), QStringLiteral("Sandbox")}};
+    if (!m_files.makePath(VTPath::removeLastComponent(path))
+        || !m_files.writeFile(path, VTPropertyList::toData(info, VTPropertyList::Format::Xml)))
+        return fail(m_files.lastError());
     return path;
 }
 

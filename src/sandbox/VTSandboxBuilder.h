@@ -87,6 +87,10 @@ public:
     // The version folder Adobe plug-ins are put in (default "7.0").
     void setAdobePluginVersion(const QString &version);
 
+    // System/Library/CoreServices/SystemVersion.plist naming the managed
+    // system's version ("10.14.6").
+    QString addSystemVersion(const QString &productVersion);
+
     // Makes every kind's folder in both trees where it is missing.
     void createAllFolders();
     // Slice alignment of universal executables as a power of two (default 12).

@@ -63,6 +63,7 @@ namespace VTSandboxPresets {
 
 void demo(VTSandboxBuilder &b)
 {
+    b.addSystemVersion(str("10.14.6"));
     b.addAvidSymphony();
     b.addPremiere(str("Adobe Premiere Pro CS6"), str("Adobe Premiere Pro CS6"), str("6.0.0"), str("6.0"));
     b.addAdobeFolder(str("CS5"));

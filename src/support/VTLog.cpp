@@ -112,8 +112,8 @@ QByteArray VTLog::headerLines()
     QString header;
     header += QStringLiteral("Version: %1\n").arg(applicationVersion());
     header += QStringLiteral("Path: %1\n").arg(applicationPath());
-    header += QStringLiteral("System: OS X %1, %2 CPU(s), %3 GB RAM\n")
-                  .arg(VTOSDetect::osxVersion())
+    header += QStringLiteral("System: %1, %2 CPU(s), %3 GB RAM\n")
+                  .arg(VTOSDetect::systemDescription())
                   .arg(cpus)
                   .arg(physicalMemoryGB(), 0, 'f', 2);
     header += QStringLiteral("Running in 64-bit mode\n");

@@ -1,8 +1,13 @@
 #include "VTOSDetect.h"
 
+#include "VTLocalPaths.h"
 #include "VTLog.h"
+#include "VTPropertyList.h"
 
 #include <QRegularExpression>
+#include <QVariantMap>
+
+#include <cerrno>
 
 #include <sys/utsname.h>
 
@@ -15,16 +20,31 @@ std::optional<VTOSDetect::Version> VTOSDetect::parseRelease(const QString &relea
     return Version{match.captured(1).toLong(), match.captured(2).toLong(), match.captured(3).toLong()};
 }
 
+std::optional<VTOSDetect::Version> VTOSDetect::managedSystemVersion()
+{
+    const QString plist = VTLocalPaths::systemPath(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist"));
+    const QVariant info = VTPropertyList::readFile(plist);
+    return parseRelease(info.toMap().value(QStringLiteral("ProductVersion")).toString());
+}
+
 VTOSDetect::Version VTOSDetect::runningVersion()
 {
-    struct utsname info {};
-    if (uname(&info) == 0) {
-        if (const auto version = parseRelease(QString::fromLatin1(info.release)))
-            return *version;
-    }
+    if (const auto version = managedSystemVersion())
+        return *version;
     Version legacy;
     getSystemVersionMajor(&legacy.major, &legacy.minor, &legacy.bugFix);
     return legacy;
+}
+
+QString VTOSDetect::systemDescription()
+{
+    if (const auto v = managedSystemVersion())
+        return QStringLiteral("OS X %1.%2.%3").arg(v->major).arg(v->minor).arg(v->bugFix);
+    struct utsname info {};
+    const QString kernel = uname(&info) == 0 ? QStringLiteral("%1 %2").arg(QString::fromLatin1(info.sysname),
+                                                                            QString::fromLatin1(info.release))
+                                             : QStringLiteral("unknown system");
+    return kernel + QStringLiteral(" (no OS X version in the managed system)");
 }
 
 bool VTOSDetect::isOSVersionHigherThan(const Version &running, long major, long minor, long bugFix)
@@ -55,15 +75,13 @@ VTOSDetect::Version VTOSDetect::decodeLegacy(long sysv, long sys1, long sys2, lo
 
 void VTOSDetect::getSystemVersionMajor(long *major, long *minor, long *bugFix)
 {
-    // The legacy selectors do not exist here; the kernel release stands in
-    // for "sys1".."sys3" and "sysv" is taken as past 0x1040.
+    // The selectors "sys1".."sys3" are read from the managed system's version
+    // file ("sysv" taken as past 0x1040); a root without one fails the query.
     Version version{10, 5, 0};
-    struct utsname info {};
-    const auto parsed = uname(&info) == 0 ? parseRelease(QString::fromLatin1(info.release)) : std::nullopt;
-    if (parsed)
-        version = decodeLegacy(0x1040, parsed->major, parsed->minor, parsed->bugFix);
+    if (const auto managed = managedSystemVersion())
+        version = decodeLegacy(0x1040, managed->major, managed->minor, managed->bugFix);
     else
-        VTLog::appendLog(QStringLiteral("Unable to obtain system version: %1").arg(long(errno)));
+        VTLog::appendLog(QStringLiteral("Unable to obtain system version: %1").arg(long(ENOENT)));
     if (major)
         *major = version.major;
     if (minor)

@@ -4,8 +4,11 @@
 
 #include <optional>
 
-// The running operating system's version. Here the "process information"
-// version is the kernel release (uname), read as major.minor.bug-fix.
+// The managed system's version: "ProductVersion" of its
+// System/Library/CoreServices/SystemVersion.plist below the system root. A
+// root without that file (Linux's own "/") has no such version: the version
+// tests then take the documented fallback, and the log says plainly what
+// system this is instead.
 class VTOSDetect
 {
 public:
@@ -22,8 +25,15 @@ public:
     [[nodiscard]] static QString osxVersion();
     [[nodiscard]] static Version runningVersion();
 
-    // The legacy version query: fills the outputs that are given. Here the
-    // raw selector values come from the kernel release; see decodeLegacy.
+    // The managed system's version, when its SystemVersion.plist names one.
+    [[nodiscard]] static std::optional<Version> managedSystemVersion();
+    // "OS X 10.14.6", or for a root without a version "Linux 6.1.0-18-amd64
+    // (no OS X version in the managed system)".
+    [[nodiscard]] static QString systemDescription();
+
+    // The legacy version query: fills the outputs that are given. The
+    // selector values come from the same SystemVersion.plist; without it the
+    // query fails, is logged, and reports 10.5.0. See decodeLegacy.
     static void getSystemVersionMajor(long *major, long *minor, long *bugFix);
     // Decodes the legacy selectors: below 0x1040 the "sysv" value is binary
     // coded decimal (0x1039 is 10.3.9); from 0x1040 on, "sys1", "sys2" and
@@ -38,7 +48,7 @@ public:
     [[nodiscard]] static bool isYosemiteOrHigher();
     [[nodiscard]] static bool isElCapitanOrHigher();
 
-    // Parses "6.1.0-18-amd64" style text into a version; nothing when the
-    // text does not start with a number.
+    // Parses "10.14.6" or "6.1.0-18-amd64" style text into a version; nothing
+    // when the text does not start with a number.
     [[nodiscard]] static std::optional<Version> parseRelease(const QString &release);
 };

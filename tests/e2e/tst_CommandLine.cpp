@@ -113,6 +113,17 @@ TEST_P(CommandLine, AnUnknownFirstArgumentRunsNoCommand)
     EXPECT_EQ(system().snapshot(), before);
 }
 
+TEST_P(CommandLine, TheLogHeaderNamesTheManagedSystemsVersion)
+{
+    builder().addSystemVersion(QStringLiteral("10.14.6"));
+    ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
+    system().finishBuilding();
+    EXPECT_EQ(system().run({QStringLiteral("-allplugins")}).exitCode, 0);
+    const QStringList log = system().taskLog().split(u'\n');
+    ASSERT_GT(log.size(), 4);
+    EXPECT_TRUE(log.at(3).startsWith(QStringLiteral("System: OS X 10.14.6, "))) << log.at(3).toStdString();
+}
+
 TEST_P(CommandLine, SetAccessWithoutItsArgumentExitsOneAndBuildsNothing)
 {
     builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));

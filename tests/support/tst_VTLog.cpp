@@ -95,6 +95,10 @@ ProbeRun runProbe(const QStringList &prefix, const QStringList &arguments, const
 TEST(VTLog, HeaderAndEntryFormat)
 {
     TestSandbox sandbox;
+    // The managed system names its version; the header reports that one.
+    ASSERT_TRUE(TestSandbox::makeFile(sandbox.systemPath(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist")),
+                                      VTPropertyList::toData(QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.13.6")}},
+                                                             VTPropertyList::Format::Xml)));
     VTLog::createNewLog(QStringLiteral("Format"));
     const QString path = expectedFolder(sandbox) + QStringLiteral("/Format.1.log");
     EXPECT_EQ(VTLog::currentLogPath(), path);
@@ -115,7 +119,7 @@ TEST(VTLog, HeaderAndEntryFormat)
     EXPECT_EQ(all[1], QStringLiteral("Version: ") + QStringLiteral(TESSARY_VERSION));
     EXPECT_EQ(all[2], QStringLiteral("Path: ") + QCoreApplication::applicationFilePath());
     const QRegularExpressionMatch system = QRegularExpression(
-        QStringLiteral("^System: OS X \\d+\\.\\d+\\.\\d+, (\\d+) CPU\\(s\\), \\d+\\.\\d\\d GB RAM$")).match(all[3]);
+        QStringLiteral("^System: OS X 10\\.13\\.6, (\\d+) CPU\\(s\\), \\d+\\.\\d\\d GB RAM$")).match(all[3]);
     ASSERT_TRUE(system.hasMatch()) << all[3].toStdString();
     EXPECT_EQ(system.captured(1).toLong(), sysconf(_SC_NPROCESSORS_ONLN));
     EXPECT_EQ(all[4], QStringLiteral("Running in 64-bit mode"));

@@ -1,4 +1,6 @@
+#include "../platform/TestSandbox.h"
 #include "VTOSDetect.h"
+#include "VTPropertyList.h"
 
 #include <gtest/gtest.h>
 
@@ -69,4 +71,33 @@ TEST(VTOSDetect, ReleaseTextIsReadAsThreeNumbers)
     expectVersion(*shortForm, 5, 10, 0);
     EXPECT_FALSE(VTOSDetect::parseRelease(QStringLiteral("generic")));
     EXPECT_FALSE(VTOSDetect::parseRelease(QString()));
+}
+
+TEST(VTOSDetect, TheManagedSystemsVersionFileIsTheRunningVersion)
+{
+    TestSandbox sandbox;
+    const QString plist = sandbox.systemPath(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist"));
+
+    // Without the file (Linux's own root): the documented fallback, and a
+    // description that names no OS X version.
+    EXPECT_FALSE(VTOSDetect::managedSystemVersion());
+    EXPECT_EQ(VTOSDetect::osxVersion(), QStringLiteral("10.5.0"));
+    EXPECT_TRUE(VTOSDetect::isLeopardOrHigher());
+    EXPECT_FALSE(VTOSDetect::isSnowLeopardOrHigher());
+    EXPECT_TRUE(VTOSDetect::systemDescription().endsWith(QStringLiteral(" (no OS X version in the managed system)")));
+    EXPECT_FALSE(VTOSDetect::systemDescription().startsWith(QStringLiteral("OS X")));
+
+    ASSERT_TRUE(TestSandbox::makeFile(plist, VTPropertyList::toData(QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.11.6")}},
+                                                                    VTPropertyList::Format::Xml)));
+    EXPECT_EQ(VTOSDetect::osxVersion(), QStringLiteral("10.11.6"));
+    EXPECT_EQ(VTOSDetect::systemDescription(), QStringLiteral("OS X 10.11.6"));
+    EXPECT_TRUE(VTOSDetect::isElCapitanOrHigher());
+    long major = 0, minor = 0, bugFix = 0;
+    VTOSDetect::getSystemVersionMajor(&major, &minor, &bugFix);
+    EXPECT_EQ(QStringLiteral("%1.%2.%3").arg(major).arg(minor).arg(bugFix), QStringLiteral("10.11.6"));
+
+    ASSERT_TRUE(TestSandbox::makeFile(plist, VTPropertyList::toData(QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.9")}},
+                                                                    VTPropertyList::Format::Binary)));
+    EXPECT_TRUE(VTOSDetect::isMavericksOrHigher());
+    EXPECT_FALSE(VTOSDetect::isYosemiteOrHigher());
 }
