@@ -155,7 +155,7 @@ GroupPtr OutlineViewController::groupFromPlugin(const PluginPtr &plugin)
         return nullptr;
     }
     bool madeTopLevel = false;
-    const QString base = plugin->pluginEnabled() == 0 ? VTPath::mirror(m_disabledPath, plugin->pluginBasePath())
+    const QString base = plugin->pluginEnabled() == 0 ? VTLocalPaths::mirrorPath(m_disabledPath, plugin->pluginBasePath())
                                                        : plugin->pluginBasePath();
     const GroupPtr deepest = createGroupPath(plugin->subdir(), base, true, &madeTopLevel);
     if (!deepest)
@@ -266,8 +266,10 @@ QList<PluginPtr> OutlineViewController::allPluginsForGroup(const GroupPtr &group
 PluginPtr OutlineViewController::pluginFromPath(const QString &path)
 {
     QString enabledPath = path;
-    if (path.startsWith(m_disabledPath) && path.size() > m_disabledPath.size() + 1)
-        enabledPath = path.mid(m_disabledPath.size());
+    if (path.startsWith(m_disabledPath) && path.size() > m_disabledPath.size() + 1) {
+        const QString unmirrored = VTLocalPaths::unmirrorPath(m_disabledPath, path);
+        enabledPath = unmirrored.isEmpty() ? path.mid(m_disabledPath.size()) : unmirrored;
+    }
     const auto folder = pluginFolderDict()->match(enabledPath);
     QString subdir;
     if (folder) {

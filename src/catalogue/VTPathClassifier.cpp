@@ -1,6 +1,7 @@
 #include "VTPathClassifier.h"
 
 #include "VTBundle.h"
+#include "VTLocalPaths.h"
 #include "VTPath.h"
 #include "VTPluginEntryRules.h"
 #include "VTPluginKind.h"
@@ -67,8 +68,10 @@ VTPathClassification classify(const QString &path, const VTPluginFolders &folder
     result.enabledPath = path;
     if (path.startsWith(disabledPath)) {
         result.enabled = VTPluginKind::Disabled;
-        if (path.size() > disabledPath.size() + 1)
-            result.enabledPath = path.mid(disabledPath.size());
+        if (path.size() > disabledPath.size() + 1) {
+            const QString unmirrored = VTLocalPaths::unmirrorPath(disabledPath, path);
+            result.enabledPath = unmirrored.isEmpty() ? path.mid(disabledPath.size()) : unmirrored;
+        }
     }
 
     if (const auto folder = folders.match(result.enabledPath)) {
@@ -87,7 +90,7 @@ VTPathClassification classify(const QString &path, const VTPluginFolders &folder
     if (result.isGroup) {
         result.groupSubdir = VTPath::join(result.subdir, lastComponent);
         result.groupBaseFolder = result.enabled == VTPluginKind::Disabled
-            ? VTPath::mirror(disabledPath, result.matchedFolder)
+            ? VTLocalPaths::mirrorPath(disabledPath, result.matchedFolder)
             : result.matchedFolder;
     }
     return result;

@@ -2,6 +2,7 @@
 
 #include "VTBundleInfoReader.h"
 #include "VTGroupItem.h"
+#include "VTLocalPaths.h"
 #include "VTPath.h"
 #include "VTPluginFolders.h"
 #include "VTPluginKind.h"
@@ -267,7 +268,8 @@ QString VTPluginItem::pluginRelativePath() const
 
 QString VTPluginItem::pluginPath() const
 {
-    return VTPath::join(pluginTypeDir(), pluginRelativePath());
+    const QString typeDir = pluginTypeDir();
+    return typeDir.isEmpty() ? pluginRelativePath() : VTLocalPaths::mirrorPath(typeDir, pluginRelativePath());
 }
 
 void VTPluginItem::updateActualPath()

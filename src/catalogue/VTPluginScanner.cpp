@@ -2,6 +2,7 @@
 
 #include "VTBundle.h"
 #include "VTFinderInfo.h"
+#include "VTLocalPaths.h"
 #include "VTLog.h"
 #include "VTPath.h"
 #include "VTPluginEntryRules.h"
@@ -80,7 +81,7 @@ void VTPluginScanner::listPlugins(bool includeDisabled, bool includeFolders, con
         scanPluginsInFolder(folder, includeFolders, found);
     if (includeDisabled) {
         for (const QString &folder : folders)
-            scanPluginsInFolder(VTPath::mirror(disabledPath, folder), includeFolders, found);
+            scanPluginsInFolder(VTLocalPaths::mirrorPath(disabledPath, folder), includeFolders, found);
     }
 }
 

@@ -6,6 +6,7 @@
 #include "VTFileManager.h"
 #include "VTGroupItem.h"
 #include "VTGuardedMove.h"
+#include "VTLocalPaths.h"
 #include "VTLog.h"
 #include "VTOperationContext.h"
 #include "VTOperationFrame.h"
@@ -57,7 +58,8 @@ bool VTEnableOperation::enable(const PluginPtr &item, const QString &path)
         VTLog::appendLog(QStringLiteral("Error: plugin is already enabled."));
         return false;
     }
-    const QString destination = path.mid(disabledPath.size());
+    const QString unmirrored = VTLocalPaths::unmirrorPath(disabledPath, path);
+    const QString destination = unmirrored.isEmpty() ? path.mid(disabledPath.size()) : unmirrored;
     if (!m_move.moveFileFrom(path, destination)) {
         item->setPluginEnabled(0);
         const QString failure = QStringLiteral("Unable to enable plugin.");
@@ -82,7 +84,7 @@ bool VTEnableOperation::disable(const PluginPtr &item, const QString &path)
         VTLog::appendLog(QStringLiteral("Error: plugin is already disabled."));
         return false;
     }
-    const QString destination = VTPath::join(disabledPath, path);
+    const QString destination = VTLocalPaths::mirrorPath(disabledPath, path);
     const QString folder = VTPath::removeLastComponent(destination);
     if (!VTFileManager::fileExistsAtPath(folder)) {
         if (const int error = VTPlainFiles::makeFolders(folder)) {

@@ -6,6 +6,7 @@
 #include "VTGroupItem.h"
 #include "VTGroupPlaces.h"
 #include "VTGuardedMove.h"
+#include "VTLocalPaths.h"
 #include "VTLog.h"
 #include "VTMainThread.h"
 #include "VTOperationContext.h"
@@ -107,8 +108,8 @@ GroupPtr VTGroupOperation::addGroup(const ItemPtr &selected, const std::function
     } else {
         // Without a group to go into, a new group starts out in the disabled
         // tree of the all-users FxPlug folder, where no host sees it yet.
-        folder = VTPath::join(m_context.disabledPath(),
-                              m_context.catalogue().pluginFolderDict()->path(QStringLiteral("localFxPlug")));
+        folder = VTLocalPaths::mirrorPath(m_context.disabledPath(),
+                                          m_context.catalogue().pluginFolderDict()->path(QStringLiteral("localFxPlug")));
     }
 
     const QString name = proposeGroupFilename(folder);

@@ -75,8 +75,8 @@ QStringList VTGroupPlaces::candidates(const QString &subdir, const QString &disa
     for (const QString &root : {QString(), disabledPath}) {
         for (const bool forUser : {false, true}) {
             for (int kind = 0; kind < KindCount; ++kind) {
-                const QString folder = VTPath::join(userPart(forUser), kindPart(kind, forUser, all));
-                places.append(VTPath::join({root, folder, subdir}));
+                const QString place = VTPath::join({userPart(forUser), kindPart(kind, forUser, all), subdir});
+                places.append(root.isEmpty() ? place : VTLocalPaths::mirrorPath(root, place));
             }
         }
     }

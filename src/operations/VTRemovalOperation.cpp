@@ -179,7 +179,7 @@ void VTRemovalOperation::removeGroup(const GroupPtr &group, bool removeChildren)
         const QString disabledPath = m_context.disabledPath();
         QStringList folders;
         for (const auto &folder : m_context.catalogue().pluginFolderDict()->folders())
-            folders << folder.path << VTPath::join(disabledPath, folder.path);
+            folders << folder.path << VTLocalPaths::mirrorPath(disabledPath, folder.path);
         for (const QString &folder : std::as_const(folders)) {
             const QString candidate = VTPath::join(folder, subdir);
             if (!removeChildren) {

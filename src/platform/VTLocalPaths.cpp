@@ -83,6 +83,25 @@ QString VTLocalPaths::stripSystemRoot(const QString &path)
     return rest.isEmpty() ? QStringLiteral("/") : rest;
 }
 
+QString VTLocalPaths::mirrorPath(const QString &disabledRoot, const QString &path)
+{
+    return VTPath::mirror(disabledRoot, stripSystemRoot(path));
+}
+
+QString VTLocalPaths::unmirrorPath(const QString &disabledRoot, const QString &mirrored)
+{
+    if (!VTPath::isInside(mirrored, disabledRoot) || mirrored.size() <= disabledRoot.size() + 1)
+        return QString();
+    const QString recorded = mirrored.mid(disabledRoot.endsWith(u'/') ? disabledRoot.size() - 1 : disabledRoot.size());
+    const QString root = systemRoot();
+    if (root == QLatin1String("/"))
+        return recorded;
+    const QString home = userDirectory();
+    if (!VTPath::isInside(home, root) && VTPath::isInside(recorded, home))
+        return recorded;
+    return VTPath::join(root, recorded);
+}
+
 QString VTLocalPaths::escalateCommand()
 {
     const QString command = qEnvironmentVariable("TESSARY_ESCALATE");

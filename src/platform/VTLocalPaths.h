@@ -30,6 +30,18 @@ public:
     // ("/tmp/sb/Library" gives "/Library"); other paths come back unchanged.
     [[nodiscard]] static QString stripSystemRoot(const QString &path);
 
+    // The mirror tree under the disabled-plugins root records each path as
+    // the managed system itself would: the path within the system root, or,
+    // for a path outside it (a HOME elsewhere), the whole path. So a mounted
+    // volume stays consistent with itself and a sandbox can be moved.
+    // mirrorPath("/sb/Library/AS/Disabled", "/sb/Library/Plug-Ins/A") is
+    // "/sb/Library/AS/Disabled/Library/Plug-Ins/A".
+    [[nodiscard]] static QString mirrorPath(const QString &disabledRoot, const QString &path);
+    // The inverse for a path inside the mirror tree; empty for any other
+    // path and for the root itself. A recorded path that lies in a HOME
+    // outside the system root is that path; every other one is below the root.
+    [[nodiscard]] static QString unmirrorPath(const QString &disabledRoot, const QString &mirrored);
+
     // The command that starts the privileged helper (default "pkexec").
     [[nodiscard]] static QString escalateCommand();
     [[nodiscard]] static bool isSuperuser();

@@ -125,7 +125,10 @@ QString VTSandboxLayout::disabledRoot() const
 
 QString VTSandboxLayout::mirror(const QString &enabledPath) const
 {
-    return VTPath::mirror(disabledRoot(), enabledPath);
+    // The disabled tree records a path as the managed system sees it: below
+    // the root without the root's own location, anything else whole.
+    const bool belowRoot = m_root != QLatin1String("/") && enabledPath.startsWith(m_root + u'/');
+    return disabledRoot() + (belowRoot ? enabledPath.mid(m_root.size()) : enabledPath);
 }
 
 bool VTSandboxLayout::isInDisabledTree(const QString &path) const

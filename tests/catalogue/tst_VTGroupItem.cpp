@@ -246,7 +246,7 @@ TEST_F(VTGroupItemOnDisk, GroupPathIsWhereMostChildrenAre)
                                            FxPlug, AllUsers, enabled);
     };
     const QString enabledFolder = VTPath::join(systemRoot(), QStringLiteral("Library/Plug-Ins/FxPlug/Color"));
-    const QString disabledFolder = VTPath::mirror(disabledRoot(), enabledFolder);
+    const QString disabledFolder = disabledRoot() + QStringLiteral("/Library/Plug-Ins/FxPlug/Color");
 
     const GroupPtr color = VTGroupItem::create(QStringLiteral("Color"), QStringLiteral("/recorded"), QStringLiteral("Color"));
     EXPECT_EQ(color->groupPath(), QStringLiteral("/recorded"));

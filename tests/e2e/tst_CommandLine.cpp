@@ -153,8 +153,10 @@ TEST_P(CommandLine, DisableByNameDisablesTheAllUsersAndTheCurrentUserCopy)
     EXPECT_EQ(run.exitCode, 0) << run.standardError.toStdString();
     EXPECT_FALSE(QFileInfo::exists(shared));
     EXPECT_FALSE(QFileInfo::exists(own));
+    // The disabled tree records paths within the managed system; the home
+    // lies outside the sandbox's root and keeps its whole path.
     const QString disabledRoot = builder().disabledRoot();
-    EXPECT_EQ(E2ESystem::contents(disabledRoot + shared), sharedBytes);
+    EXPECT_EQ(E2ESystem::contents(disabledRoot + QStringLiteral("/Library/Plug-Ins/FxPlug/Blur.fxplug")), sharedBytes);
     EXPECT_EQ(E2ESystem::contents(disabledRoot + own), ownBytes);
     EXPECT_TRUE(QFileInfo::exists(other));
 }
@@ -175,19 +177,20 @@ TEST_P(CommandLine, EnableWithoutArgumentEnablesEverythingWithinTheTypeFilter)
     ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
     system().finishBuilding();
     const QString disabledRoot = builder().disabledRoot();
-    ASSERT_TRUE(QFileInfo::exists(disabledRoot + vst));
+    const auto mirror = [this](const QString &path) { return builder().layout().mirror(path); };
+    ASSERT_TRUE(QFileInfo::exists(mirror(vst)));
 
     // Filter 8 sees the audio folders and their mirrors only.
     system().setPreference(QStringLiteral("filter"), qint64(8));
     EXPECT_EQ(system().run({QStringLiteral("-enable")}).exitCode, 0);
     EXPECT_TRUE(QFileInfo::exists(vst));
     EXPECT_TRUE(QFileInfo::exists(grouped));
-    EXPECT_FALSE(QFileInfo::exists(disabledRoot + vst));
+    EXPECT_FALSE(QFileInfo::exists(mirror(vst)));
     // The emptied mirror folders are cleaned up, the root stays.
-    EXPECT_FALSE(QFileInfo::exists(disabledRoot + QFileInfo(grouped).path()));
+    EXPECT_FALSE(QFileInfo::exists(mirror(QFileInfo(grouped).path())));
     EXPECT_TRUE(QFileInfo::exists(disabledRoot));
     EXPECT_FALSE(QFileInfo::exists(fx));
-    EXPECT_TRUE(QFileInfo::exists(disabledRoot + fx));
+    EXPECT_TRUE(QFileInfo::exists(mirror(fx)));
 
     system().setPreference(QStringLiteral("filter"), qint64(0));
     EXPECT_EQ(system().run({QStringLiteral("-enable")}).exitCode, 0);
@@ -298,6 +301,39 @@ TEST_P(CommandLine, RemoveMovesTheMatchingPluginToTheTrash)
     options.environment.insert(QStringLiteral("HOME"), system().home());
     options.environment.remove(QStringLiteral("XDG_DATA_HOME"));
     EXPECT_TRUE(QString::fromUtf8(VTTest::run(QStringLiteral("trash-list"), {}, options).out).contains(blur));
+}
+
+// The disabled tree records paths within the managed system, so the whole
+// system can move: a sandbox moved to another folder enables what it had
+// disabled, into its new place.
+TEST(CommandLineOnAMovedSystem, EnablesWhatWasDisabledBeforeTheMove)
+{
+    E2ESystem system(E2ESystem::Runner::CurrentUser);
+    ASSERT_TRUE(system.ready()) << system.whyNotReady().toStdString();
+    VTBundleOptions inGroup;
+    inGroup.group = QStringLiteral("Soft");
+    const QString shared = system.builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"), inGroup);
+    const QString own = system.builder().addBundle(Kind::VST, Kind::CurrentUser, QStringLiteral("Blur"));
+    ASSERT_TRUE(system.builder().ok()) << system.builder().errors().join(u'\n').toStdString();
+    const auto sharedBytes = E2ESystem::contents(shared);
+    ASSERT_EQ(system.run({QStringLiteral("-disable"), QStringLiteral("Blur.fxplug")}).exitCode, 0);
+    ASSERT_EQ(system.run({QStringLiteral("-disable"), QStringLiteral("Blur.vst")}).exitCode, 0);
+    ASSERT_FALSE(QFileInfo::exists(shared));
+    ASSERT_FALSE(QFileInfo::exists(own));
+
+    const QString moved = system.root() + QStringLiteral(" moved");
+    ASSERT_TRUE(QDir().rename(system.root(), moved));
+    VTTest::RunOptions options;
+    options.environment.insert(QStringLiteral("TESSARY_SYSTEM_ROOT"), moved);
+    options.environment.insert(QStringLiteral("HOME"), system.home());
+    for (const char *name : {"Blur.fxplug", "Blur.vst"}) {
+        const VTTest::Run run = VTTest::run(qEnvironmentVariable("TESSARY_PROGRAM"),
+                                            {QStringLiteral("-enable"), QString::fromLatin1(name)}, options);
+        EXPECT_EQ(run.exitCode, 0) << name << run.err.toStdString();
+    }
+    EXPECT_EQ(E2ESystem::contents(moved + QStringLiteral("/Library/Plug-Ins/FxPlug/Soft/Blur.fxplug")), sharedBytes);
+    EXPECT_TRUE(QFileInfo::exists(own)) << "the home did not move and keeps its whole path";
+    ASSERT_TRUE(QDir().rename(moved, system.root()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Runners, CommandLine,

@@ -156,7 +156,7 @@ protected:
     static bool logged(const QString &text) { return logLines().contains(text); }
 
     static bool exists(const QString &path) { return VTSandboxFiles::exists(path); }
-    QString mirror(const QString &path) const { return VTPath::join(disabledRoot(), path); }
+    QString mirror(const QString &path) const { return m_builder->layout().mirror(path); }
     // The original paths trash-cli lists for the sandbox's home trash.
     static QStringList trashList()
     {

@@ -117,7 +117,7 @@ protected:
         int index = 0;
         for (const VTSandboxPlugin &plugin : builder.manifest().plugins) {
             // Outside every folder the program looks into.
-            Entry entry{plugin.enabledPath, VTPath::join(m_disabledRoot, plugin.enabledPath),
+            Entry entry{plugin.enabledPath, VTSandboxLayout(m_sandbox.root(), m_sandbox.home()).mirror(plugin.enabledPath),
                         VTPath::join(m_sandbox.root(), QStringLiteral("References/%1").arg(index))};
             // Every eighth bundle carries two megabytes in sixteen files, so
             // that copies across file systems take long enough to be hit.

@@ -53,7 +53,7 @@ protected:
         options.group = group;
         return m_builder->addBundle(FxPlug, AllUsers, name, options);
     }
-    QString mirror(const QString &path) const { return VTPath::join(m_builder->disabledRoot(), path); }
+    QString mirror(const QString &path) const { return m_builder->layout().mirror(path); }
 
     FsTest::Run driver(const QStringList &arguments, bool authorize = false)
     {

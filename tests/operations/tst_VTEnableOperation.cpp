@@ -53,8 +53,8 @@ TEST_F(EnableOperationTest, DisablingMakesTheMirrorFoldersAndLeavesTheEmptiedGro
     ASSERT_TRUE(a);
 
     EXPECT_TRUE(enabling().moveFilter(a, 0));
-    // The mirror tree repeats the plug-in's whole path below the disabled root.
-    const QString disabled = disabledRoot() + m_sandbox.root() + QStringLiteral("/Library/Plug-Ins/FxPlug/MyGroup/A.fxplug");
+    // The mirror tree repeats the plug-in's path within the managed system.
+    const QString disabled = disabledRoot() + QStringLiteral("/Library/Plug-Ins/FxPlug/MyGroup/A.fxplug");
     EXPECT_FALSE(exists(bundle));
     EXPECT_TRUE(OpsTest::sameTree(reference, disabled));
     EXPECT_TRUE(VTSandboxFiles::isFolder(fxPlug(QStringLiteral("MyGroup")))) << "the emptied group folder stays";

@@ -164,9 +164,9 @@ TEST_F(RemovalTest, DeleteAllDisabledEmptiesTheDisabledTreeAfterAsking)
               (QStringList{question, question,
                            QStringLiteral("alert:Plugin trash successful|All disabled plugins were trashed.|")}));
     // The disabled tree went as whole folders, each listed once.
-    // The disabled tree mirrors whole paths, so its one top folder is the
-    // first folder of the sandbox's own path.
-    EXPECT_EQ(trashList(), QStringList{VTPath::join(disabledRoot(), VTPath::components(m_sandbox.root()).first())});
+    // The disabled tree records paths within the managed system, so its one
+    // top folder is its Library.
+    EXPECT_EQ(trashList(), QStringList{disabledRoot() + QStringLiteral("/Library")});
 
     ASSERT_TRUE(QDir(disabledRoot()).removeRecursively());
     ui().clear();
