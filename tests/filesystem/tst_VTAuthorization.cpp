@@ -7,12 +7,14 @@
 #include "VTFileManager.h"
 #include "VTTestSandbox.h"
 
+#include <QDateTime>
 #include <QDirIterator>
 #include <QRegularExpression>
-#include <QThread>
 #include <QUrl>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include <csignal>
 #include <cstdio>
@@ -164,14 +166,21 @@ TEST_F(SuperuserTest, TrashingATakenNameAddsATimestamp)
 
 TEST_F(SuperuserTest, DeleteOnRootRemovesTheDestinationNotTheSource)
 {
+    // The name is taken, so the would-be destination carries the time of the
+    // call: one is waiting for each second the call may fall in.
     ASSERT_TRUE(FsTest::writeFile(trashFiles(QStringLiteral("Glow.fxplug")), "already there"));
+    const QDateTime now = QDateTime::currentDateTime();
+    QStringList stamped;
+    for (int second = 0; second < 4; ++second) {
+        stamped << trashFiles(QStringLiteral("Glow_%1.fxplug").arg(now.addSecs(second).toString(QStringLiteral("yyyyMMddHHmmss"))));
+        ASSERT_TRUE(FsTest::writeFile(stamped.last(), "would-be destination"));
+    }
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Glow.fxplug")), "source"));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Other.fxplug")), "source"));
     EXPECT_TRUE(auth->authTrashFile(path(QStringLiteral("Glow.fxplug")), true));
-    EXPECT_TRUE(auth->authTrashFile(path(QStringLiteral("Other.fxplug")), true));
-    QThread::msleep(300);
+    EXPECT_TRUE(VTFileManager::waitUntil([&stamped] {
+        return std::any_of(stamped.begin(), stamped.end(), [](const QString &file) { return !FsTest::exists(file); });
+    }, 30s)) << "the would-be destination is removed";
     EXPECT_EQ(FsTest::readFile(path(QStringLiteral("Glow.fxplug"))), "source");
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("Other.fxplug"))), "source");
     EXPECT_EQ(FsTest::readFile(trashFiles(QStringLiteral("Glow.fxplug"))), "already there");
 
     // Without that flag the contents of a folder go to the trash one by one.
