@@ -288,24 +288,25 @@ bool VTAuthorization::authTrashFile(const QString &path, bool deleteOnRootAccoun
         consoleLog(QStringLiteral("Unable to trash path %1 because it is a system directory.").arg(path));
         return false;
     }
-    QString trashFiles = VTLocalPaths::trashDirectory();
-    if (isSuperuser() && !m_userDirectory.isEmpty())
-        trashFiles = VTPath::join(m_userDirectory, QStringLiteral(".local/share/Trash/files"));
-    const QString trash = VTPath::removeLastComponent(trashFiles);
-    const QString name = VTPath::lastComponent(path);
-    QString destination = VTPath::join(trashFiles, name);
-    const QString info = VTPath::join({trash, QStringLiteral("info"), name + QStringLiteral(".trashinfo")});
-    if (itemExists(destination) || itemExists(info)) {
-        const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMddHHmmss"));
-        destination = VTPath::removeExtension(destination) + QStringLiteral("_%1.%2").arg(stamp, VTPath::extension(path));
-    }
-    if (m_userDirectory.isEmpty() && deleteOnRootAccount && isSuperuser())
+    if (m_userDirectory.isEmpty() && deleteOnRootAccount && isSuperuser()) {
+        // Deliberately the would-be destination, not the source: the source
+        // stays where it is.
+        QString destination = VTPath::join(VTLocalPaths::trashDirectory(), VTPath::lastComponent(path));
+        if (itemExists(destination)) {
+            const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMddHHmmss"));
+            destination = VTPath::removeExtension(destination) + QStringLiteral("_%1.%2").arg(stamp, VTPath::extension(path));
+        }
         return authRemoveFile(destination);
-    // The info file makes the item a proper trash entry that the desktop
-    // and trash-cli can list and put back.
-    if (!VTTrash::prepareTrash(trash) || !VTTrash::writeInfo(trash, VTPath::lastComponent(destination), path))
-        VTLog::appendLog(QStringLiteral("Unable to record %1 in the trash %2").arg(path, trash));
-    return authMoveFile(path, destination);
+    }
+    if (isSuperuser())
+        return VTTrash::trashItem(path);
+    // The same Trash as the user's own trashing: the item's file system's,
+    // a record made exclusively and taken back when the move fails, a free
+    // name, nothing replaced. The move waits for the helper's answer.
+    return VTTrash::trashItemWith(path, [this, &path](const QString &destination) {
+        const int status = authExecTask(Move, {QStringLiteral("-n"), QStringLiteral("--"), path, destination}, false);
+        return status == StatusSuccess || status == EEXIST ? status : (status < 0 ? EPERM : status);
+    });
 }
 
 bool VTAuthorization::authTrashFolderContents(const QString &folder, bool deleteOnRootAccount)

@@ -20,7 +20,8 @@ class VTHelperClient;
 //
 // The auth...File operations hand their request over and return at once
 // (authExecTask with async true); callers that need the result on disk wait
-// for it, as VTFileManager's timeout forms do.
+// for it, as VTFileManager's timeout forms do. The trash is the exception:
+// it answers with the result, so that its record never outlives a failure.
 class VTAuthorization
 {
 public:
@@ -59,10 +60,11 @@ public:
     [[nodiscard]] QString userDirectory() const { return m_userDirectory; }
 
     [[nodiscard]] bool authRemoveFile(const QString &path);
-    // Moves the item into the user's trash folder (a timestamp is added to
-    // the name when it is taken). With `deleteOnRootAccount`, a superuser run
-    // without a user folder removes the would-be trash destination instead
-    // and leaves the source where it is.
+    // Moves the item into the Trash by the rules of VTTrash (the trash of its
+    // file system, a free name, nothing replaced, no record left after a
+    // failure) and answers once it is there or has stayed where it was. With
+    // `deleteOnRootAccount`, a superuser run without a user folder removes the
+    // would-be trash destination instead and leaves the source where it is.
     [[nodiscard]] bool authTrashFile(const QString &path, bool deleteOnRootAccount = false);
     [[nodiscard]] bool authTrashFolderContents(const QString &folder, bool deleteOnRootAccount = false);
     [[nodiscard]] bool authMoveFolderContents(const QString &source, const QString &destination);

@@ -219,51 +219,86 @@ bool VTTrash::writeInfo(const QString &trash, const QString &name, const QString
     return true;
 }
 
+namespace {
+
+// Places an item in `trash` under the first free name: the record is made
+// first (exclusively), then `place` puts the item at files/NAME without
+// replacing anything; a failed placement takes its record back. Answers 0,
+// NoTrash when the trash cannot be used, or the placement's error.
+constexpr int NoTrash = -1;
+using Placement = std::function<int(int filesFd, const QByteArray &name, const QString &destination)>;
+
+int placeInTrash(const QString &path, const QString &trash, const Placement &place, QString *trashedPath)
+{
+    if (trash.isEmpty() || !VTTrash::prepareTrash(trash))
+        return NoTrash;
+    Fd trashFd(VTSafeFs::openFolder(native(trash), false));
+    if (!trashFd.valid())
+        return NoTrash;
+    struct stat st {};
+    if (::fstat(trashFd.get(), &st) != 0 || !isOwnFolder(st)) {
+        VTLog::appendLog(QStringLiteral("Trash folder %1 is not the user's own").arg(trash));
+        return NoTrash;
+    }
+    Fd files(::openat(trashFd.get(), "files", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    Fd info(::openat(trashFd.get(), "info", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!files.valid() || !info.valid())
+        return NoTrash;
+
+    const QByteArray name = VTPath::toNative(VTPath::lastComponent(VTPath::normalize(path)));
+    const QByteArray contents = VTTrash::infoContents(VTPath::normalize(path), QDateTime::currentDateTime());
+    const QString filesPath = VTPath::join(trash, QStringLiteral("files"));
+    for (int n = 1; n < 10000; ++n) {
+        const QByteArray candidate = VTTrash::candidateName(name, n);
+        int error = 0;
+        if (!createInfo(info.get(), candidate, contents, error)) {
+            if (error == EEXIST)
+                continue;
+            return error;
+        }
+        const QByteArray infoName = candidate + InfoSuffix;
+        if (::geteuid() == 0 && st.st_uid != 0)
+            (void)::fchownat(info.get(), infoName.constData(), st.st_uid, st.st_gid, AT_SYMLINK_NOFOLLOW);
+        const QString destination = VTPath::join(filesPath, VTPath::fromNative(candidate));
+        error = place(files.get(), candidate, destination);
+        if (error == 0) {
+            VTSafeFs::syncFolder(info.get());
+            if (trashedPath)
+                *trashedPath = destination;
+            return 0;
+        }
+        ::unlinkat(info.get(), infoName.constData(), 0);
+        if (error != EEXIST)
+            return error;
+    }
+    return EEXIST;
+}
+
+} // namespace
+
 bool VTTrash::trashItem(const QString &path, QString *trashedPath)
 {
     std::string leaf;
     Fd parent(VTSafeFs::openParent(native(VTPath::normalize(path)), false, leaf));
     if (!parent.valid())
         return false;
-    const QString trash = trashForPath(path);
-    if (trash.isEmpty() || !prepareTrash(trash))
-        return false;
-    Fd trashFd(VTSafeFs::openFolder(native(trash), false));
-    if (!trashFd.valid())
-        return false;
-    struct stat st {};
-    if (::fstat(trashFd.get(), &st) != 0 || !isOwnFolder(st)) {
-        VTLog::appendLog(QStringLiteral("Trash folder %1 is not the user's own").arg(trash));
-        return false;
-    }
-    Fd files(::openat(trashFd.get(), "files", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    Fd info(::openat(trashFd.get(), "info", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!files.valid() || !info.valid())
-        return false;
+    return placeInTrash(path, trashForPath(path),
+                        [&](int filesFd, const QByteArray &name, const QString &) {
+                            return VTSafeFs::renameNoReplace(parent.get(), leaf, filesFd, name.toStdString());
+                        },
+                        trashedPath)
+        == 0;
+}
 
-    const QByteArray name = QByteArray::fromStdString(leaf);
-    const QByteArray contents = infoContents(VTPath::normalize(path), QDateTime::currentDateTime());
-    for (int n = 1; n < 10000; ++n) {
-        const QByteArray candidate = candidateName(name, n);
-        int error = 0;
-        if (!createInfo(info.get(), candidate, contents, error)) {
-            if (error == EEXIST)
-                continue;
-            return false;
-        }
-        const QByteArray infoName = candidate + InfoSuffix;
-        if (::geteuid() == 0 && st.st_uid != 0)
-            (void)::fchownat(info.get(), infoName.constData(), st.st_uid, st.st_gid, AT_SYMLINK_NOFOLLOW);
-        error = VTSafeFs::renameNoReplace(parent.get(), leaf, files.get(), candidate.toStdString());
-        if (error == 0) {
-            VTSafeFs::syncFolder(info.get());
-            if (trashedPath)
-                *trashedPath = VTPath::join(VTPath::join(trash, QStringLiteral("files")), VTPath::fromNative(candidate));
-            return true;
-        }
-        ::unlinkat(info.get(), infoName.constData(), 0);
-        if (error != EEXIST)
-            return false;
-    }
-    return false;
+bool VTTrash::trashItemWith(const QString &path, const Mover &move, QString *trashedPath)
+{
+    const Placement place = [&move](int, const QByteArray &, const QString &destination) { return move(destination); };
+    // The trash of the item's own file system first; where this user cannot
+    // make one there, the home trash (the helper then copies across).
+    const QString own = trashForPath(path);
+    const int result = placeInTrash(path, own, place, trashedPath);
+    if (result != NoTrash)
+        return result == 0;
+    const QString home = homeTrash();
+    return own != home && placeInTrash(path, home, place, trashedPath) == 0;
 }

@@ -4,6 +4,8 @@
 #include <QDateTime>
 #include <QString>
 
+#include <functional>
+
 // The Trash, as the freedesktop.org Trash specification lays it out, so that
 // desktop file managers and trash-cli show and restore what the program
 // trashed.
@@ -22,6 +24,15 @@ public:
     // went. False (and nothing moved) when there is no usable trash or the
     // item cannot be moved, e.g. for want of permission on its folder.
     [[nodiscard]] static bool trashItem(const QString &path, QString *trashedPath = nullptr);
+
+    // The same for an item that someone else moves (the privileged helper):
+    // `move` must place the item at the destination it is given without
+    // replacing anything and answer 0, EEXIST when that name is taken
+    // (another is tried), or another error. The trash is the item's file
+    // system's, else the home trash; the record is taken back when the move
+    // fails.
+    using Mover = std::function<int(const QString &destination)>;
+    [[nodiscard]] static bool trashItemWith(const QString &path, const Mover &move, QString *trashedPath = nullptr);
 
     // The home trash folder (holding files/ and info/).
     [[nodiscard]] static QString homeTrash();

@@ -304,10 +304,10 @@ bool VTInstallOperation::trashOldCopy(const QString &path)
     if (VTFileManager::trashFile(path, false))
         return true;
     VTLog::appendLog(QStringLiteral("Unable to trash file. Authorizing..."));
+    // The privileged trash answers once the item is in the Trash or has
+    // stayed where it was.
     VTAuthorization *authorization = VTAuthorization::sharedController();
-    if (authorization)
-        (void)authorization->authTrashFile(path);
-    return VTPlainFiles::waitFor(1, [&path] { return !VTPlainFiles::exists(path); });
+    return authorization && authorization->authTrashFile(path) && !VTPlainFiles::exists(path);
 }
 
 bool VTInstallOperation::copyPlugin(const QString &source, const QString &destination)

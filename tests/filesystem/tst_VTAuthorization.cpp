@@ -142,26 +142,26 @@ TEST_F(SuperuserTest, RefusalsAndTheirConsoleLines)
     EXPECT_TRUE(FsTest::exists(library));
 }
 
-TEST_F(SuperuserTest, TrashingATakenNameAddsATimestamp)
+TEST_F(SuperuserTest, TrashingATakenNameGetsTheNextFreeNameAndReplacesNothing)
 {
+    // Three items of one name within the same second, and one already there.
     ASSERT_TRUE(FsTest::writeFile(trashFiles(QStringLiteral("Glow.fxplug")), "already there"));
     ASSERT_TRUE(FsTest::writeFile(trashFiles(QStringLiteral("Plain")), "already there"));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Glow.fxplug")), "new"));
+    for (const QString &folder : {QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}) {
+        ASSERT_TRUE(FsTest::writeFile(path(folder + QStringLiteral("/Glow.fxplug")), folder.toUtf8()));
+        EXPECT_TRUE(auth->authTrashFile(path(folder + QStringLiteral("/Glow.fxplug"))));
+    }
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Plain")), "new"));
-    EXPECT_TRUE(auth->authTrashFile(path(QStringLiteral("Glow.fxplug"))));
     EXPECT_TRUE(auth->authTrashFile(path(QStringLiteral("Plain"))));
-    EXPECT_TRUE(VTFileManager::waitUntil([this] { return !FsTest::exists(path(QStringLiteral("Glow.fxplug"))) && !FsTest::exists(path(QStringLiteral("Plain"))); }, 5s));
 
-    const QStringList names = QDir(trashFiles()).entryList(QDir::Files, QDir::Name);
-    ASSERT_EQ(names.size(), 4) << names.join(u',').toStdString();
-    const QRegularExpression stamped(QStringLiteral("^Glow_\\d{14}\\.fxplug$"));
-    const QRegularExpression plain(QStringLiteral("^Plain_\\d{14}\\.$"));
-    EXPECT_EQ(names.filter(stamped).size(), 1);
-    EXPECT_EQ(names.filter(plain).size(), 1);
     EXPECT_EQ(FsTest::readFile(trashFiles(QStringLiteral("Glow.fxplug"))), "already there");
-    // The record makes it a real trash entry.
-    const QString info = VTPath::join({m_sandbox.homePath(QStringLiteral(".local/share/Trash/info")), names.filter(stamped).first() + QStringLiteral(".trashinfo")});
-    EXPECT_TRUE(FsTest::readFile(info).contains(QUrl::toPercentEncoding(path(QStringLiteral("Glow.fxplug")), "/")));
+    EXPECT_EQ(FsTest::readFile(trashFiles(QStringLiteral("Glow 2.fxplug"))), "a");
+    EXPECT_EQ(FsTest::readFile(trashFiles(QStringLiteral("Glow 3.fxplug"))), "b");
+    EXPECT_EQ(FsTest::readFile(trashFiles(QStringLiteral("Glow 4.fxplug"))), "c");
+    EXPECT_EQ(FsTest::readFile(trashFiles(QStringLiteral("Plain 2"))), "new");
+    // Each record names where its item came from.
+    const QString info = m_sandbox.homePath(QStringLiteral(".local/share/Trash/info/Glow 3.fxplug.trashinfo"));
+    EXPECT_TRUE(FsTest::readFile(info).contains(QUrl::toPercentEncoding(path(QStringLiteral("b/Glow.fxplug")), "/")));
 }
 
 TEST_F(SuperuserTest, DeleteOnRootRemovesTheDestinationNotTheSource)
@@ -260,6 +260,34 @@ TEST_F(UserTest, MovesCopiesFoldersAndTrashFallBackToTheHelper)
     // The user's own trash-cli lists the item with where it came from.
     const FsTest::Run list = FsTest::runAs(m_user, QStringLiteral("/usr/bin/trash-list"), {}, {QStringLiteral("HOME=") + home()});
     EXPECT_TRUE(list.out.contains(VTPath::join(folder, QStringLiteral("Old.fxplug")).toUtf8())) << list.out.toStdString() << list.err.toStdString();
+}
+
+TEST_F(UserTest, ThePrivilegedTrashKeepsTheTrashRules)
+{
+    const QString folder = path(QStringLiteral("Library/Plug-Ins/FxPlug"));
+    const QString trash = VTPath::join(home(), QStringLiteral(".local/share/Trash"));
+    const auto infos = [&trash] {
+        return QDir(VTPath::join(trash, QStringLiteral("info"))).entryList(QDir::Files | QDir::Hidden, QDir::Name);
+    };
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(folder, QStringLiteral("Glow.fxplug")), "one"));
+
+    // Refused rights: the item stays and no record is left behind.
+    FsTest::Run run = drive({QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Glow.fxplug"))}, QStringLiteral("false"));
+    EXPECT_EQ(run.out.trimmed(), "NO") << run.err.toStdString();
+    EXPECT_EQ(FsTest::readFile(VTPath::join(folder, QStringLiteral("Glow.fxplug"))), "one");
+    EXPECT_EQ(infos(), QStringList());
+
+    // Two items of one name within a second: the second takes the next
+    // free name and replaces nothing.
+    run = drive({QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Glow.fxplug"))});
+    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(folder, QStringLiteral("Glow.fxplug")), "two"));
+    run = drive({QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Glow.fxplug"))});
+    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_EQ(FsTest::readFile(VTPath::join(trash, QStringLiteral("files/Glow.fxplug"))), "one");
+    EXPECT_EQ(FsTest::readFile(VTPath::join(trash, QStringLiteral("files/Glow 2.fxplug"))), "two");
+    EXPECT_EQ(infos(), (QStringList{QStringLiteral("Glow 2.fxplug.trashinfo"), QStringLiteral("Glow.fxplug.trashinfo")}));
+    EXPECT_EQ(FsTest::statOf(VTPath::join(trash, QStringLiteral("info/Glow 2.fxplug.trashinfo"))).st_uid, m_user.uid);
 }
 
 TEST_F(UserTest, RefusedOrImpossibleAuthorizationAnswersNo)

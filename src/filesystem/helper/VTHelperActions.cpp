@@ -120,7 +120,7 @@ bool replaces(int sourceDir, const std::string &source, const Target &dest)
 
 int moveAction(const Parsed &p)
 {
-    if (!flagsAllowed(p.flags, "f") || p.operands.size() != 2 || !validPath(p.operands[0]) || !validPath(p.operands[1]))
+    if (!flagsAllowed(p.flags, "fn") || p.operands.size() != 2 || !validPath(p.operands[0]) || !validPath(p.operands[1]))
         return EINVAL;
     Target source, dest;
     if (const int error = resolve(p.operands[0], source))
@@ -129,6 +129,9 @@ int moveAction(const Parsed &p)
         return ENOENT;
     if (const int error = resolveDestination(p.operands[1], dest))
         return error;
+    // -n: nothing already there is ever replaced (the Trash asks for that).
+    if (has(p.flags, "n") && VTSafeFs::existsAt(dest.folder.get(), dest.name))
+        return EEXIST;
     const bool replace = replaces(source.folder.get(), source.name, dest);
     (void)VTSafeFs::setImmutableAt(source.folder.get(), source.name, false);
     if (replace)
