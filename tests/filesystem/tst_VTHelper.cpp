@@ -6,6 +6,7 @@
 #include "VTHelperClient.h"
 
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QThread>
 
@@ -80,6 +81,41 @@ TEST_F(HelperTest, PerformsEachAllowListedAction)
     EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path(QStringLiteral("copy"))}), 0);
     EXPECT_EQ(exec(Rm, {path(QStringLiteral("copy"))}), ENOENT);
     EXPECT_EQ(exec(Mv, {path(QStringLiteral("missing")), path(QStringLiteral("x"))}), ENOENT);
+}
+
+TEST_F(HelperTest, LockedFoldersAreLiftedForAStepAndLockedItemsInsideATreeAreNeverRemoved)
+{
+    const auto chattr = [](const char *flag, const QString &target) {
+        return FsTest::run(QStringLiteral("chattr"), {QString::fromLatin1(flag), target}).exitCode == 0;
+    };
+    const auto locked = [](const QString &target) {
+        return FsTest::run(QStringLiteral("lsattr"), {QStringLiteral("-d"), target}).out.split(' ').value(0).contains('i');
+    };
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("a/file")), "data"));
+    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("b"))));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("t/x/kept")), "locked"));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("t/other")), "other"));
+    ASSERT_TRUE(chattr("+i", path(QStringLiteral("a"))) && chattr("+i", path(QStringLiteral("b")))
+                && chattr("+i", path(QStringLiteral("t/x/kept"))))
+        << "chattr +i needs a file system with the immutable attribute and CAP_LINUX_IMMUTABLE";
+    const auto unlockAll = qScopeGuard([&] {
+        for (const char *item : {"a", "b", "t/x/kept"})
+            (void)chattr("-i", path(QString::fromLatin1(item)));
+    });
+
+    // Both folders whose entries change are locked; each is locked again after.
+    EXPECT_EQ(exec(Mv, {path(QStringLiteral("a/file")), path(QStringLiteral("b/file"))}), 0);
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("b/file"))), "data");
+    EXPECT_EQ(exec(Cp, {path(QStringLiteral("b/file")), path(QStringLiteral("b/copy"))}), 0);
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("b/copy"))), "data");
+    EXPECT_TRUE(locked(path(QStringLiteral("a"))));
+    EXPECT_TRUE(locked(path(QStringLiteral("b"))));
+
+    // A tree holding a locked item is refused whole, and the lock stays.
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path(QStringLiteral("t"))}), EPERM);
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("t/other"))), "other");
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("t/x/kept"))), "locked");
+    EXPECT_TRUE(locked(path(QStringLiteral("t/x/kept"))));
 }
 
 TEST_F(HelperTest, WhatLandsInARootFolderIsRootsAndWritableByRootOnly)

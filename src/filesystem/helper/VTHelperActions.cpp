@@ -118,6 +118,30 @@ bool replaces(int sourceDir, const std::string &source, const Target &dest)
     return VTSafeFs::statAt(sourceDir, source, from) == 0 && !S_ISDIR(from.st_mode) && !S_ISDIR(to.st_mode);
 }
 
+// A folder whose entries this step changes: an immutable attribute on it is
+// its owner's lock, lifted for the step and put back afterwards, so that a
+// locked folder does not stop a step taken with administrator rights.
+class FolderUnlock
+{
+public:
+    explicit FolderUnlock(int folderFd) : m_fd(folderFd)
+    {
+        bool locked = false;
+        m_relock = VTSafeFs::isImmutable(m_fd, locked) == 0 && locked && VTSafeFs::setImmutable(m_fd, false) == 0;
+    }
+    ~FolderUnlock()
+    {
+        if (m_relock)
+            (void)VTSafeFs::setImmutable(m_fd, true);
+    }
+    FolderUnlock(const FolderUnlock &) = delete;
+    FolderUnlock &operator=(const FolderUnlock &) = delete;
+
+private:
+    int m_fd;
+    bool m_relock = false;
+};
+
 int moveAction(const Parsed &p)
 {
     if (!flagsAllowed(p.flags, "fn") || p.operands.size() != 2 || !validPath(p.operands[0]) || !validPath(p.operands[1]))
@@ -136,6 +160,8 @@ int moveAction(const Parsed &p)
     (void)VTSafeFs::setImmutableAt(source.folder.get(), source.name, false);
     if (replace)
         (void)VTSafeFs::setImmutableAt(dest.folder.get(), dest.name, false);
+    const FolderUnlock from(source.folder.get());
+    const FolderUnlock to(dest.folder.get());
     return VTTreeCopy::moveItem(source.folder.get(), source.name, dest.folder.get(), dest.name, replace, p.operands[0],
                                 forAllUsers(dest));
 }
@@ -155,6 +181,7 @@ int copyAction(const Parsed &p)
     if (const int error = resolveDestination(p.operands[1], dest))
         return error;
     const bool replace = replaces(source.folder.get(), source.name, dest);
+    const FolderUnlock to(dest.folder.get());
     return VTTreeCopy::copyItem(source.folder.get(), source.name, dest.folder.get(), dest.name, replace, forAllUsers(dest));
 }
 
@@ -173,8 +200,21 @@ int removeAction(const Parsed &p)
             error = EINVAL;
         } else if ((error = resolve(path, target)) == 0
                    && (error = VTSafeFs::statAt(target.folder.get(), target.name, st)) == 0) {
+            const FolderUnlock parent(target.folder.get());
             if (!S_ISDIR(st.st_mode) || recursive) {
-                error = VTSafeFs::removeTree(target.folder.get(), target.name, true);
+                // The item named is unlocked as asked; a locked item inside
+                // a tree is its owner's protection: the whole removal is
+                // refused before anything goes.
+                bool wasLocked = false;
+                (void)VTSafeFs::isImmutableAt(target.folder.get(), target.name, wasLocked);
+                (void)VTSafeFs::setImmutableAt(target.folder.get(), target.name, false);
+                if (VTSafeFs::holdsLockedItem(target.folder.get(), target.name)) {
+                    if (wasLocked)
+                        (void)VTSafeFs::setImmutableAt(target.folder.get(), target.name, true);
+                    error = EPERM;
+                } else {
+                    error = VTSafeFs::removeTree(target.folder.get(), target.name, false);
+                }
             } else if (has(p.flags, "d")) {
                 (void)VTSafeFs::setImmutableAt(target.folder.get(), target.name, false);
                 error = ::unlinkat(target.folder.get(), target.name.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;

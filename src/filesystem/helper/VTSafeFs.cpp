@@ -224,6 +224,58 @@ int setImmutableAt(int dirFd, const std::string &name, bool locked)
     return ::ioctl(fd.get(), FS_IOC_SETFLAGS, &wanted) == 0 ? 0 : errno;
 }
 
+int isImmutable(int fd, bool &locked)
+{
+    int flags = 0;
+    locked = false;
+    if (::ioctl(fd, FS_IOC_GETFLAGS, &flags) != 0)
+        return flagsUnsupported(errno) ? 0 : errno;
+    locked = (flags & FS_IMMUTABLE_FL) != 0;
+    return 0;
+}
+
+int setImmutable(int fd, bool locked)
+{
+    int flags = 0;
+    if (::ioctl(fd, FS_IOC_GETFLAGS, &flags) != 0)
+        return (flagsUnsupported(errno) && !locked) ? 0 : errno;
+    const int wanted = locked ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
+    if (wanted == flags)
+        return 0;
+    return ::ioctl(fd, FS_IOC_SETFLAGS, &wanted) == 0 ? 0 : errno;
+}
+
+namespace {
+
+bool holdsLockedItem(int dirFd, const std::string &name, int depth)
+{
+    struct stat st {};
+    if (statAt(dirFd, name, st) != 0 || (!S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode)))
+        return false;
+    if (depth > 256)
+        return true;
+    Fd item(openItem(dirFd, name, st));
+    if (!item.valid())
+        return false;
+    bool locked = false;
+    if (isImmutable(item.get(), locked) == 0 && locked)
+        return true;
+    if (!S_ISDIR(st.st_mode))
+        return false;
+    for (const std::string &entry : listFolder(item.get(), nullptr)) {
+        if (holdsLockedItem(item.get(), entry, depth + 1))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+bool holdsLockedItem(int dirFd, const std::string &name)
+{
+    return holdsLockedItem(dirFd, name, 0);
+}
+
 int removeTree(int dirFd, const std::string &name, bool unlockEach)
 {
     struct stat st {};

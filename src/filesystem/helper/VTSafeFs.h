@@ -64,9 +64,16 @@ private:
 // never locked.
 [[nodiscard]] int isImmutableAt(int dirFd, const std::string &name, bool &locked);
 [[nodiscard]] int setImmutableAt(int dirFd, const std::string &name, bool locked);
+// The same on an open folder or file.
+[[nodiscard]] int isImmutable(int fd, bool &locked);
+[[nodiscard]] int setImmutable(int fd, bool locked);
+// True when the item or anything below it carries the immutable attribute
+// (links are not followed; walks stop at 256 levels and answer true there).
+[[nodiscard]] bool holdsLockedItem(int dirFd, const std::string &name);
 
 // Removes a file, link or whole folder tree without following any link.
 // With `unlockEach`, clears the immutable attribute of every item first.
+// (The helper never asks for that: it refuses a tree holding a locked item.)
 [[nodiscard]] int removeTree(int dirFd, const std::string &name, bool unlockEach = false);
 
 // flush of a folder's entries to disk.
