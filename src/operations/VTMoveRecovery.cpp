@@ -51,13 +51,18 @@ QStringList VTMoveRecovery::foldersWithLeftovers(const QStringList &roots)
     return found;
 }
 
-int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder)
+int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder,
+                                            const QStringList &trashFolders)
 {
     const VTMoveLock lock(lockFolder, VTMoveLock::Mode::Exclusive, false);
     if (!lock.isHeld()) {
         VTLog::appendLog(QStringLiteral("Moves are under way; leftovers of interrupted moves are left for later."));
         return 0;
     }
-    const QStringList folders = foldersWithLeftovers(roots);
-    return folders.isEmpty() ? 0 : VTFileManager::cleanUpInterruptedMoves(folders);
+    QStringList folders = foldersWithLeftovers(roots);
+    for (const QString &trash : trashFolders) {
+        if (!folders.contains(trash))
+            folders.append(trash);
+    }
+    return VTFileManager::cleanUpInterruptedMoves(folders);
 }

@@ -15,8 +15,11 @@ class VTMoveRecovery
 public:
     // The folders below `roots` (themselves included) that hold leftovers.
     [[nodiscard]] static QStringList foldersWithLeftovers(const QStringList &roots);
-    // Resolves them all, unless a move is under way anywhere (the lock on
-    // `lockFolder`, see VTMoveLock), in which case nothing is touched and a
-    // later run does it. Answers the number of leftovers resolved.
-    static int resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder);
+    // Resolves them all, and those in `trashFolders` (the files/ folders of
+    // trashes, which the privileged trash moves into; looked at alone, not
+    // walked), unless a move is under way anywhere (the lock on `lockFolder`,
+    // see VTMoveLock), in which case nothing is touched and a later run does
+    // it. Answers the number of leftovers resolved.
+    static int resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder,
+                                       const QStringList &trashFolders = {});
 };

@@ -12,7 +12,9 @@
 #include "VTMoveRecovery.h"
 #include "VTOperationFrame.h"
 #include "VTOperationThreads.h"
+#include "VTPath.h"
 #include "VTRemovalOperation.h"
+#include "VTTrash.h"
 
 VTOperations::VTOperations(OutlineViewController &catalogue, VTUserInterface &ui, bool hasGUI,
                            VTOperationContext::Steps steps)
@@ -51,8 +53,20 @@ int VTOperations::resolveInterruptedMovesOnce()
 {
     int resolved = 0;
     std::call_once(m_recovery, [this, &resolved] {
+        // The trashes that plug-ins go to: the home trash and the trash of
+        // each plug-in folder's file system.
+        QStringList trashFolders;
+        for (const QString &root : moveDestinationRoots()) {
+            const QString trash = VTTrash::trashForPath(root);
+            if (!trash.isEmpty() && !trashFolders.contains(VTPath::join(trash, QStringLiteral("files"))))
+                trashFolders.append(VTPath::join(trash, QStringLiteral("files")));
+        }
+        const QString home = VTPath::join(VTTrash::homeTrash(), QStringLiteral("files"));
+        if (!trashFolders.contains(home))
+            trashFolders.append(home);
         resolved = VTMoveRecovery::resolveInterruptedMoves(moveDestinationRoots(),
-                                                           VTGuardedMove::lockFolder(m_catalogue.disabledPath()));
+                                                           VTGuardedMove::lockFolder(m_catalogue.disabledPath()),
+                                                           trashFolders);
     });
     return resolved;
 }

@@ -262,3 +262,16 @@ TEST_F(RemovalTest, UnlockingStopsAtTheFirstMissingComponent)
     EXPECT_FALSE(VTFileManager::isFileLocked(file));
     EXPECT_TRUE(posted().isEmpty());
 }
+
+TEST_F(RemovalTest, AStartClearsWhatAnInterruptedTrashLeftInTheTrash)
+{
+    // A privileged trash across file systems copies into files/ under a
+    // temporary name first; a kill in the middle leaves that copy behind.
+    const QString files = m_sandbox.homePath(QStringLiteral(".local/share/Trash/files"));
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(files, QStringLiteral(".vtmove.0123456789abcdef/Contents/half")), "x"));
+    ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(files, QStringLiteral("Kept.fxplug/Contents/Info.plist")), "kept"));
+
+    EXPECT_EQ(operations().resolveInterruptedMovesOnce(), 1);
+    EXPECT_FALSE(exists(VTPath::join(files, QStringLiteral(".vtmove.0123456789abcdef"))));
+    EXPECT_TRUE(exists(VTPath::join(files, QStringLiteral("Kept.fxplug/Contents/Info.plist"))));
+}
