@@ -322,14 +322,27 @@ bool VTFileManager::compressFile(const QString &source, const QString &destinati
     return itemExists(destination);
 }
 
-int VTFileManager::cleanUpInterruptedMoves(const QStringList &folders)
+int VTFileManager::cleanUpInterruptedMoves(const QStringList &folders, const QString &disabledRoot)
 {
     int resolved = 0;
     for (const QString &folder : folders) {
         Fd fd(VTSafeFs::openFolder(native(folder), false));
         if (!fd.valid())
             continue;
-        const int count = VTTreeCopy::cleanUpFolder(fd.get(), false);
+        const auto mirrorCounterpart = [&folder, &disabledRoot](const std::string &source, const std::string &name) {
+            const QString destination =
+                VTPath::normalize(VTPath::join(folder, VTPath::fromNative(QByteArray::fromStdString(name))));
+            const QString counterpart = VTPath::isInside(destination, disabledRoot)
+                ? VTLocalPaths::unmirrorPath(disabledRoot, destination)
+                : VTLocalPaths::mirrorPath(disabledRoot, destination);
+            const bool accepted = !counterpart.isEmpty()
+                && VTPath::normalize(VTPath::fromNative(QByteArray::fromStdString(source))) == counterpart;
+            if (!accepted)
+                VTLog::appendLog(QStringLiteral("Left alone: a move journal in %1 names %2, not the counterpart of %3")
+                                     .arg(folder, VTPath::fromNative(QByteArray::fromStdString(source)), destination));
+            return accepted;
+        };
+        const int count = VTTreeCopy::cleanUpFolder(fd.get(), mirrorCounterpart);
         if (count > 0)
             VTLog::appendLog(QStringLiteral("Resolved %1 leftovers of interrupted moves in %2").arg(count).arg(folder));
         resolved += count;

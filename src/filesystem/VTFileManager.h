@@ -105,8 +105,11 @@ public:
     [[nodiscard]] static QStringList contentsOfDirectory(const QString &folder);
 
     // Resolves what interrupted moves left in these folders (one level).
-    // Returns the number of leftovers resolved.
-    static int cleanUpInterruptedMoves(const QStringList &folders);
+    // The source a journal names is finished off only when it is exactly
+    // the mirror counterpart, under `disabledRoot`, of the journal's
+    // destination (a disable or an enable); other moves are left whole at
+    // both ends. Returns the number of leftovers resolved.
+    static int cleanUpInterruptedMoves(const QStringList &folders, const QString &disabledRoot);
 
     // Waits until `condition` holds or `timeout` passes, keeping a window
     // responsive on the main thread; returns the condition's last value.

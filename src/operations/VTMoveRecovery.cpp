@@ -52,7 +52,7 @@ QStringList VTMoveRecovery::foldersWithLeftovers(const QStringList &roots)
 }
 
 int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder,
-                                            const QStringList &trashFolders)
+                                            const QString &disabledRoot, const QStringList &trashFolders)
 {
     const VTMoveLock lock(lockFolder, VTMoveLock::Mode::Exclusive, false);
     if (!lock.isHeld()) {
@@ -64,5 +64,5 @@ int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots, const QStr
         if (!folders.contains(trash))
             folders.append(trash);
     }
-    return VTFileManager::cleanUpInterruptedMoves(folders);
+    return VTFileManager::cleanUpInterruptedMoves(folders, disabledRoot);
 }

@@ -15,11 +15,13 @@ class VTMoveRecovery
 public:
     // The folders below `roots` (themselves included) that hold leftovers.
     [[nodiscard]] static QStringList foldersWithLeftovers(const QStringList &roots);
-    // Resolves them all, and those in `trashFolders` (the files/ folders of
+    // Resolves them all (a source is finished off only as the mirror
+    // counterpart, under `disabledRoot`, of its destination), and those in
+    // `trashFolders` (the files/ folders of
     // trashes, which the privileged trash moves into; looked at alone, not
     // walked), unless a move is under way anywhere (the lock on `lockFolder`,
     // see VTMoveLock), in which case nothing is touched and a later run does
     // it. Answers the number of leftovers resolved.
     static int resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder,
-                                       const QStringList &trashFolders = {});
+                                       const QString &disabledRoot, const QStringList &trashFolders = {});
 };

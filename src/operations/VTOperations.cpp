@@ -66,7 +66,7 @@ int VTOperations::resolveInterruptedMovesOnce()
             trashFolders.append(home);
         resolved = VTMoveRecovery::resolveInterruptedMoves(moveDestinationRoots(),
                                                            VTGuardedMove::lockFolder(m_catalogue.disabledPath()),
-                                                           trashFolders);
+                                                           m_catalogue.disabledPath(), trashFolders);
     });
     return resolved;
 }

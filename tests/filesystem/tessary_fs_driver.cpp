@@ -9,7 +9,7 @@
 //   authorize-user USER PASSWORD
 //   no-gui-move SRC DST     as a run without a window
 //   exec TOOL ARGS...       authExecTask, waiting; prints the status
-//   cleanup FOLDER          cleanUpInterruptedMoves
+//   cleanup FOLDER ROOT     cleanUpInterruptedMoves, ROOT the disabled root
 //   hold                    authStart, prints "ready", waits for end of input
 //   writable PATH | deletable PATH | lock PATH   the tests of that name
 
@@ -80,7 +80,7 @@ int main(int argc, char **argv)
         return status == 0 ? 0 : 1;
     }
     if (op == QLatin1String("cleanup"))
-        return answer(VTFileManager::cleanUpInterruptedMoves({arg(1)}) >= 0);
+        return answer(VTFileManager::cleanUpInterruptedMoves({arg(1)}, arg(2)) >= 0);
     if (op == QLatin1String("writable"))
         return answer(VTFileManager::isWritableFileAtPath(arg(1)));
     if (op == QLatin1String("deletable"))

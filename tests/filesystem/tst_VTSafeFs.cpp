@@ -208,7 +208,12 @@ TEST_F(SafeFsTest, CleanUpResolvesWhatInterruptedMovesLeft)
     ASSERT_EQ(VTTreeCopy::copyTree(src.get(), "Half.fxplug", dst.get(), "Half.fxplug"), 0);
     ASSERT_TRUE(QDir(path(QStringLiteral("src/Half.fxplug/Contents/Resources"))).removeRecursively());
 
-    EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), false), 5);
+    // The recovery accepts a source only as the counterpart of the
+    // destination; here: the same name in src/.
+    const VTTreeCopy::SourceCheck counterpart = [this](const std::string &source, const std::string &name) {
+        return source == native(path(QStringLiteral("src/") + QString::fromStdString(name)));
+    };
+    EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), counterpart), 5);
 
     QStringList left;
     for (const std::string &name : VTSafeFs::listFolder(dst.get()))
@@ -220,7 +225,45 @@ TEST_F(SafeFsTest, CleanUpResolvesWhatInterruptedMovesLeft)
     EXPECT_TRUE(FsTest::exists(path(QStringLiteral("src/Whole.fxplug/Contents/MacOS/Glow"))));
     EXPECT_FALSE(FsTest::exists(path(QStringLiteral("src/Done.fxplug"))));
     EXPECT_TRUE(FsTest::exists(path(QStringLiteral("src/Differs.fxplug/Contents/Info.plist"))));
-    EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), false), 0);
+    EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), counterpart), 0);
+}
+
+TEST_F(SafeFsTest, CleanUpNeverDeletesThroughAJournalItCannotTrust)
+{
+    // What a finished move would let the recovery delete: a source, and its
+    // copy beside the journal.
+    ASSERT_TRUE(FsTest::makeBundle(path(QStringLiteral("victim/Doc.fxplug"))));
+    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("dst"))));
+    Fd victim = open(QStringLiteral("victim"));
+    Fd dst = open(QStringLiteral("dst"));
+    ASSERT_EQ(VTTreeCopy::copyTree(victim.get(), "Doc.fxplug", dst.get(), "Doc.fxplug"), 0);
+    const auto plant = [&] {
+        std::string content = "VTMOVE1\n" + native(path(QStringLiteral("victim/Doc.fxplug")));
+        content += '\0';
+        content += "Doc.fxplug";
+        content += '\0';
+        return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.00000000000000b1.journal")), QByteArray::fromStdString(content));
+    };
+    const VTTreeCopy::SourceCheck anySource = [](const std::string &, const std::string &) { return true; };
+    const VTTreeCopy::SourceCheck noSource = [](const std::string &, const std::string &) { return false; };
+
+    // A source that is not the destination's counterpart.
+    ASSERT_TRUE(plant());
+    EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), noSource), 1);
+    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("victim/Doc.fxplug/Contents/Info.plist"))));
+    if (FsTest::isRoot()) {
+        // Another user's journal, and a folder others may write: left alone.
+        const FsTest::User nobody = FsTest::lookUpUser(QStringLiteral("nobody"));
+        ASSERT_TRUE(nobody.valid());
+        ASSERT_TRUE(plant());
+        ASSERT_TRUE(FsTest::chownPath(path(QStringLiteral("dst/.vtmove.00000000000000b1.journal")), nobody));
+        EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), anySource), 0);
+        EXPECT_TRUE(FsTest::exists(path(QStringLiteral("dst/.vtmove.00000000000000b1.journal"))));
+        ASSERT_TRUE(FsTest::chownPath(path(QStringLiteral("dst/.vtmove.00000000000000b1.journal")), FsTest::User{QStringLiteral("root"), 0, 0}));
+        ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("dst")), 0777));
+        EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), anySource), 0);
+        EXPECT_TRUE(FsTest::exists(path(QStringLiteral("victim/Doc.fxplug/Contents/Info.plist"))));
+    }
 }
 
 TEST_F(SafeFsTest, SameTreeNoticesEveryKindOfDifference)

@@ -444,12 +444,30 @@ int moveItem(int fromDir, const std::string &from, int toDir, const std::string 
     return 0;
 }
 
-int cleanUpFolder(int dirFd, bool noSymlinks)
+namespace {
+
+// Owned by this process's user or by root; for the superuser, by root.
+bool trustedOwner(uid_t owner)
+{
+    const uid_t me = ::geteuid();
+    return owner == 0 || (me != 0 && owner == me);
+}
+
+} // namespace
+
+int cleanUpFolder(int dirFd, const SourceCheck &mayRemoveSource)
 {
     int resolved = 0;
+    struct stat folder {};
+    const bool trustedFolder = ::fstat(dirFd, &folder) == 0 && trustedOwner(folder.st_uid)
+        && (folder.st_mode & (S_IWGRP | S_IWOTH)) == 0;
     const std::vector<std::string> entries = VTSafeFs::listFolder(dirFd);
     for (const std::string &entry : entries) {
         if (!isTemporaryName(entry) || !endsWith(entry, JournalSuffix))
+            continue;
+        struct stat journal {};
+        if (!trustedFolder || VTSafeFs::statAt(dirFd, entry, journal) != 0 || !S_ISREG(journal.st_mode)
+            || !trustedOwner(journal.st_uid))
             continue;
         const std::string temporary = entry.substr(0, entry.size() - std::strlen(JournalSuffix));
         std::string sourcePath, to;
@@ -457,11 +475,11 @@ int cleanUpFolder(int dirFd, bool noSymlinks)
             if (VTSafeFs::existsAt(dirFd, temporary)) {
                 // The copy never reached its name: the source is whole.
                 removeTemporary(dirFd, temporary);
-            } else if (VTSafeFs::existsAt(dirFd, to)) {
+            } else if (VTSafeFs::existsAt(dirFd, to) && mayRemoveSource && mayRemoveSource(sourcePath, to)) {
                 // The copy is in place; finish removing the source, as far
                 // as the destination really holds all of it.
                 std::string leaf;
-                Fd sourceDir(VTSafeFs::openParent(sourcePath, noSymlinks, leaf));
+                Fd sourceDir(VTSafeFs::openParent(sourcePath, true, leaf));
                 // Set aside first, as the move itself does.
                 const std::string aside = TemporaryPrefix + randomToken();
                 if (sourceDir.valid() && VTSafeFs::existsAt(sourceDir.get(), leaf)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 // Copies and moves of whole items (files, links, folder trees) that lose
@@ -58,9 +59,14 @@ inline constexpr const char JournalSuffix[] = ".journal";
 // temporary copies, and removes what is left of a source whose move reached
 // its destination, but only where every item left is also in the
 // destination with the same contents; anything else is kept.
-// `noSymlinks` applies to resolving the recorded source paths. Returns the
-// number of leftovers resolved.
-int cleanUpFolder(int dirFd, bool noSymlinks);
+// A journal is trusted only when it and the folder belong to this process's
+// user or to root (to root alone for the superuser) and nobody else may
+// write the folder, and only when `mayRemoveSource` accepts its recorded
+// source for its destination name; the recorded source is resolved without
+// links. Another's journal is left alone. Returns the number of leftovers
+// resolved.
+using SourceCheck = std::function<bool(const std::string &sourcePath, const std::string &destinationName)>;
+int cleanUpFolder(int dirFd, const SourceCheck &mayRemoveSource);
 
 // True when two items have the same names, types, link targets and contents
 // all the way down.
