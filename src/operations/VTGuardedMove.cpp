@@ -81,7 +81,13 @@ bool VTGuardedMove::moveFileFrom(const QString &source, const QString &destinati
     VTOperationFrame &frame = m_context.frame();
     if (frame.processingCancelled())
         return false;
-    const VTMoveLock lock(lockFolder(m_context.disabledPath()), VTMoveLock::Mode::Shared, true);
+    const VTMoveLock lock(VTMoveLock::userLockPath(), VTMoveLock::Mode::Shared, VTMoveLock::moveWait());
+    if (!lock.isHeld()) {
+        m_context.postAndLog(QStringLiteral("Error: File %1 was not moved: another Tessary process kept moves waiting "
+                                            "for too long.")
+                                 .arg(source));
+        return false;
+    }
 
     m_cleanup.unlockItemsInPath(source);
     m_cleanup.unlockItemsInPath(destination);
@@ -188,11 +194,6 @@ bool VTGuardedMove::moveWithAuthorization(const QString &source, const QString &
     }
     m_context.postAndLog(QStringLiteral("Error: File %1 could not be moved to %2.").arg(source, destination));
     return false;
-}
-
-QString VTGuardedMove::lockFolder(const QString &disabledPath)
-{
-    return VTPath::removeLastComponent(disabledPath);
 }
 
 int VTGuardedMove::componentCount(const QString &folder)

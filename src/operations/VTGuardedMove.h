@@ -24,10 +24,6 @@ public:
     // disabled-plugins root itself.
     void cleanupPluginPath(const QString &formerPath);
 
-    // The folder whose lock keeps moves and the clean-up of interrupted
-    // moves apart (see VTMoveLock): the one holding the disabled root.
-    [[nodiscard]] static QString lockFolder(const QString &disabledPath);
-
     // The number of path components of a folder, "/" counting as one.
     [[nodiscard]] static int componentCount(const QString &folder);
 

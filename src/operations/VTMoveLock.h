@@ -2,28 +2,37 @@
 
 #include <QString>
 
+#include <chrono>
+
 // Keeps the clean-up of interrupted moves apart from moves under way, in this
-// process and in any other Tessary process working on the same system (the
-// window and a command-line run of the task scheduler): each move holds the
-// lock shared, the clean-up needs it alone. The lock is an advisory lock on a
-// folder that is never removed (the one holding the disabled-plugins root),
-// so every process locks the same thing; where it cannot be opened nothing
-// is locked and the moves go on.
+// process and in any other Tessary process of the same user on the same
+// system (the window and a command-line run, also under sudo): each move
+// holds the lock shared, the clean-up needs it alone. The lock is an
+// advisory lock on a file of the user's own (mode 0600 in a folder of mode
+// 0700), so no other account can open it, let alone hold it; and no wait is
+// without end.
 class VTMoveLock
 {
 public:
     enum class Mode { Shared, Exclusive };
 
-    // Takes the lock on `folder`; waits for it when `wait`, else gives up at
-    // once when someone else holds it.
-    VTMoveLock(const QString &folder, Mode mode, bool wait);
+    // Takes the lock on the file at `path` (made when missing), waiting at
+    // most `maxWait` when someone else holds it. Where the file cannot be
+    // made or opened nothing is locked and the work goes on.
+    VTMoveLock(const QString &path, Mode mode, std::chrono::milliseconds maxWait);
     ~VTMoveLock();
 
     VTMoveLock(const VTMoveLock &) = delete;
     VTMoveLock &operator=(const VTMoveLock &) = delete;
 
-    // False when someone else held it and `wait` was not given.
+    // False when someone else still held it at the end of the wait.
     [[nodiscard]] bool isHeld() const { return m_held; }
+
+    // The current user's lock file, in the Library of the home.
+    [[nodiscard]] static QString userLockPath();
+    // How long a move waits for the lock: 30 seconds, or the milliseconds
+    // in TESSARY_MOVE_LOCK_WAIT_MS (read once; for tests).
+    [[nodiscard]] static std::chrono::milliseconds moveWait();
 
 private:
     int m_fd = -1;

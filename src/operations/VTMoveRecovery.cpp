@@ -9,6 +9,8 @@
 
 #include <QSet>
 
+#include <algorithm>
+
 #include <sys/stat.h>
 
 namespace {
@@ -51,18 +53,28 @@ QStringList VTMoveRecovery::foldersWithLeftovers(const QStringList &roots)
     return found;
 }
 
-int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder,
+int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots, const QString &lockFile,
                                             const QString &disabledRoot, const QStringList &trashFolders)
 {
-    const VTMoveLock lock(lockFolder, VTMoveLock::Mode::Exclusive, false);
+    const auto leftovers = [&roots, &trashFolders] {
+        QStringList folders = foldersWithLeftovers(roots);
+        for (const QString &trash : trashFolders) {
+            VTSafeFs::Fd fd(VTSafeFs::openFolder(VTPath::toNative(trash).toStdString(), false));
+            if (!fd.valid() || folders.contains(trash))
+                continue;
+            const std::vector<std::string> names = VTSafeFs::listFolder(fd.get());
+            if (std::any_of(names.begin(), names.end(), VTTreeCopy::isTemporaryName))
+                folders.append(trash);
+        }
+        return folders;
+    };
+    // Most starts find nothing, and then take no lock and make no lock file.
+    if (leftovers().isEmpty())
+        return 0;
+    const VTMoveLock lock(lockFile, VTMoveLock::Mode::Exclusive, std::chrono::milliseconds(0));
     if (!lock.isHeld()) {
         VTLog::appendLog(QStringLiteral("Moves are under way; leftovers of interrupted moves are left for later."));
         return 0;
     }
-    QStringList folders = foldersWithLeftovers(roots);
-    for (const QString &trash : trashFolders) {
-        if (!folders.contains(trash))
-            folders.append(trash);
-    }
-    return VTFileManager::cleanUpInterruptedMoves(folders, disabledRoot);
+    return VTFileManager::cleanUpInterruptedMoves(leftovers(), disabledRoot);
 }

@@ -19,9 +19,9 @@ public:
     // counterpart, under `disabledRoot`, of its destination), and those in
     // `trashFolders` (the files/ folders of
     // trashes, which the privileged trash moves into; looked at alone, not
-    // walked), unless a move is under way anywhere (the lock on `lockFolder`,
+    // walked), unless a move is under way anywhere (the lock file `lockFile`,
     // see VTMoveLock), in which case nothing is touched and a later run does
     // it. Answers the number of leftovers resolved.
-    static int resolveInterruptedMoves(const QStringList &roots, const QString &lockFolder,
+    static int resolveInterruptedMoves(const QStringList &roots, const QString &lockFile,
                                        const QString &disabledRoot, const QStringList &trashFolders = {});
 };

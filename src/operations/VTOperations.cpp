@@ -9,6 +9,7 @@
 #include "VTGuardedMove.h"
 #include "VTInstallOperation.h"
 #include "VTInstallRequests.h"
+#include "VTMoveLock.h"
 #include "VTMoveRecovery.h"
 #include "VTOperationFrame.h"
 #include "VTOperationThreads.h"
@@ -65,7 +66,7 @@ int VTOperations::resolveInterruptedMovesOnce()
         if (!trashFolders.contains(home))
             trashFolders.append(home);
         resolved = VTMoveRecovery::resolveInterruptedMoves(moveDestinationRoots(),
-                                                           VTGuardedMove::lockFolder(m_catalogue.disabledPath()),
+                                                           VTMoveLock::userLockPath(),
                                                            m_catalogue.disabledPath(), trashFolders);
     });
     return resolved;

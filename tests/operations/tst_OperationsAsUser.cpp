@@ -58,7 +58,8 @@ protected:
     FsTest::Run driver(const QStringList &arguments, bool authorize = false)
     {
         QStringList environment = {QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_sandbox.root(),
-                                   QStringLiteral("HOME=") + m_sandbox.home()};
+                                   QStringLiteral("HOME=") + m_sandbox.home(),
+                                   QStringLiteral("TESSARY_MOVE_LOCK_WAIT_MS=1000")};
         QStringList words = arguments;
         if (authorize) {
             environment << QStringLiteral("TESSARY_ESCALATE=sudo -n");
@@ -199,6 +200,41 @@ TEST_F(OperationsAsUserTest, ADestinationInTheWayIsNeverHandedToAdministratorRig
     EXPECT_TRUE(std::any_of(log.begin(), log.end(), [&](const QString &line) {
         return line.startsWith(QStringLiteral("Unable to move %1 to %2 - ").arg(a, inTheWay));
     })) << log.join(u'\n').toStdString();
+}
+
+TEST_F(OperationsAsUserTest, TheMoveLockIsTheUsersOwnAndAHeldLockEndsInAnError)
+{
+    const QString a = bundle(QStringLiteral("A"));
+    handOver();
+    // The first move makes the lock file, in a folder of the user's own.
+    ASSERT_EQ(answers(driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")})), QList<QByteArray>{"YES"});
+    const QString lock = m_sandbox.homePath(QStringLiteral("Library/Caches/com.vantorel.Tessary/moves.lock"));
+    EXPECT_EQ(FsTest::statOf(lock).st_uid, m_user.uid);
+    EXPECT_EQ(FsTest::statOf(lock).st_mode & 0777, 0600u);
+    EXPECT_EQ(FsTest::statOf(VTPath::removeLastComponent(lock)).st_mode & 0777, 0700u);
+    // Another account cannot even open it, so it cannot hold up this user.
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    EXPECT_NE(FsTest::runAs(other, QStringLiteral("/usr/bin/flock"), {QStringLiteral("-n"), lock, QStringLiteral("true")}, {})
+                  .exitCode,
+              0);
+
+    // Held by another process of the same user: the move gives up with an
+    // error at the end of its wait, and the plug-in stays whole.
+    FsTest::Process holder;
+    ASSERT_TRUE(holder.start(QStringLiteral("/usr/bin/setpriv"),
+                             {QStringLiteral("--reuid=%1").arg(m_user.uid), QStringLiteral("--regid=%1").arg(m_user.gid),
+                              QStringLiteral("--init-groups"), QStringLiteral("/usr/bin/flock"), QStringLiteral("-x"), lock,
+                              QStringLiteral("/bin/sh"), QStringLiteral("-c"), QStringLiteral("echo held; exec cat")}));
+    ASSERT_EQ(holder.readLine(30000), QByteArray("held"));
+    const FsTest::Run run = driver({QStringLiteral("enable"), QStringLiteral("A.fxplug")});
+    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString();
+    EXPECT_TRUE(posted(run).join(u'\n').contains(QStringLiteral("kept moves waiting"))) << run.out.toStdString();
+    EXPECT_TRUE(FsTest::exists(VTPath::join(mirror(a), QStringLiteral("Contents/Info.plist"))));
+    holder.closeInput();
+    (void)holder.finish(30000);
+    EXPECT_EQ(answers(driver({QStringLiteral("enable"), QStringLiteral("A.fxplug")})), QList<QByteArray>{"YES"});
+    EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
 }
 
 TEST_F(OperationsAsUserTest, AnImmutablePluginTheUserCannotUnlockStaysWhole)
