@@ -16,6 +16,7 @@
 #include <cstdio>
 
 #include <sys/stat.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -123,6 +124,10 @@ bool VTAuthorization::startHelper(const QStringList &command, const std::optiona
     if (password)
         entry = VTHelperClient::Password{*password, prompt};
     const bool started = helper->start(command, helperPath(), entry);
+    // Holding a root helper's channel, this process must not be open to
+    // ptrace or descriptor theft by other processes of the same user.
+    if (started)
+        (void)::prctl(PR_SET_DUMPABLE, 0);
     std::lock_guard lock(m_helperMutex);
     m_helper = started ? helper : nullptr;
     return started;

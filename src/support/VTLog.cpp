@@ -58,11 +58,12 @@ bool writeAll(int fd, const char *data, qsizetype size)
 
 // mkdir -p with plain system calls: it may run while the process exits, when
 // Qt's file-system helpers can no longer be relied on.
+// The log's own folder is the user's alone: logs name every privileged step.
 void makeFolders(const QByteArray &path)
 {
     for (qsizetype slash = path.indexOf('/', 1); slash > 0; slash = path.indexOf('/', slash + 1))
         ::mkdir(path.left(slash).constData(), 0755);
-    ::mkdir(path.constData(), 0755);
+    ::mkdir(path.constData(), 0700);
 }
 
 QByteArray numberedLog(const QByteArray &firstLog, int number)
@@ -258,7 +259,7 @@ void VTLog::startFile(bool truncated)
         if (::access(from.constData(), F_OK) == 0)
             ::rename(from.constData(), numberedLog(m_path, i + 1).constData());
     }
-    m_fd = ::open(m_path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    m_fd = ::open(m_path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (m_fd < 0) {
         fprintf(stderr, "Cannot write the log %s: %s\n", m_path.constData(), strerror(errno));
         return;
@@ -279,7 +280,7 @@ void VTLog::writeEntry(const QByteArray &entry)
         return;
     if (m_fd < 0) {
         // Reopened after finishWriting: keep appending to the same log.
-        m_fd = ::open(m_path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+        m_fd = ::open(m_path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
         if (m_fd < 0)
             return;
         struct stat info {};

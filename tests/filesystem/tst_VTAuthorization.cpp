@@ -388,6 +388,9 @@ TEST_F(UserTest, TheHelperEndsWithTheProgram)
                               QStringLiteral("PATH=/usr/bin:/bin:/usr/sbin:/sbin"), QStringLiteral("HOME=") + home(),
                               QStringLiteral("TESSARY_ESCALATE=sudo -n"), FsTest::driverPath(), QStringLiteral("hold")}));
     ASSERT_EQ(driver.readLine(20000), "ready");
+    // Holding the helper, the program is closed to ptrace by its own user:
+    // the kernel then gives its /proc entries to root.
+    EXPECT_EQ(FsTest::statOf(QStringLiteral("/proc/%1/environ").arg(driver.pid())).st_uid, 0u);
 
     auto helpers = [] {
         QStringList found;

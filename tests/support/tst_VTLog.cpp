@@ -115,6 +115,12 @@ TEST(VTLog, HeaderAndEntryFormat)
 
     const QStringList all = lines(path);
     ASSERT_EQ(all.size(), 8) << readWholeFile(path).toStdString();
+    // Logs name every privileged step: they are the user's alone.
+    struct stat file {}, folder {};
+    ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &file), 0);
+    ASSERT_EQ(::stat(QFile::encodeName(expectedFolder(sandbox)).constData(), &folder), 0);
+    EXPECT_EQ(file.st_mode & 0777, 0600u);
+    EXPECT_EQ(folder.st_mode & 0777, 0700u);
     EXPECT_TRUE(all[0].startsWith(QStringLiteral("Log started: "))) << all[0].toStdString();
     EXPECT_EQ(all[1], QStringLiteral("Version: ") + QStringLiteral(TESSARY_VERSION));
     EXPECT_EQ(all[2], QStringLiteral("Path: ") + QCoreApplication::applicationFilePath());

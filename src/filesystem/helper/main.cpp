@@ -10,9 +10,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
 namespace {
@@ -34,12 +36,42 @@ bool awaitStartLine()
     return false;
 }
 
+// Who asked for administrator rights: the escalation names the user
+// (pkexec and sudo each in their own variable); started directly, the real
+// user of this process.
+long requester()
+{
+    for (const char *name : {"PKEXEC_UID", "SUDO_UID"}) {
+        if (const char *value = std::getenv(name)) {
+            char *end = nullptr;
+            const long uid = std::strtol(value, &end, 10);
+            if (end != value && *end == '\0' && uid >= 0)
+                return uid;
+        }
+    }
+    return static_cast<long>(::getuid());
+}
+
+// Every request goes to the system log with the requester's uid.
+void logRequest(long uid, const std::vector<std::string> &arguments, int status)
+{
+    std::string text;
+    for (const std::string &argument : arguments) {
+        text += text.empty() ? "" : " ";
+        for (const char c : argument)
+            text += (static_cast<unsigned char>(c) < 0x20) ? '?' : c;
+    }
+    ::syslog(LOG_AUTHPRIV | LOG_NOTICE, "uid %ld: %s: status %d", uid, text.c_str(), status);
+}
+
 } // namespace
 
 int main()
 {
+    const long uid = requester();
     // The environment belongs to the caller: nothing here may depend on it.
     ::clearenv();
+    ::openlog("tessary-helper", LOG_PID, LOG_AUTHPRIV);
     ::umask(022);
     const pid_t parent = ::getppid();
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -60,6 +92,7 @@ int main()
     std::vector<std::string> arguments;
     while (VTHelperProtocol::readRequest(STDIN_FILENO, id, arguments)) {
         const int status = VTHelperActions::run(arguments);
+        logRequest(uid, arguments, status);
         if (!VTHelperProtocol::writeReply(STDOUT_FILENO, {id, static_cast<std::int32_t>(status)}))
             return 1;
     }
