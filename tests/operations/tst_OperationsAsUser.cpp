@@ -237,6 +237,33 @@ TEST_F(OperationsAsUserTest, TheMoveLockIsTheUsersOwnAndAHeldLockEndsInAnError)
     EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
 }
 
+TEST_F(OperationsAsUserTest, APluginAnotherUserPlantedInTheDisabledTreeIsNeverEnabledForAllUsers)
+{
+    const QString a = bundle(QStringLiteral("A"), QStringLiteral("Shared"));
+    handOver();
+    // A disabled folder that a second account may write (as a careless
+    // repair would leave it), and the host folder the user may not write.
+    const QString hosts = VTPath::removeLastComponent(a);
+    const QString disabledFolder = mirror(hosts);
+    ASSERT_TRUE(VTTestSandbox::makeFolder(disabledFolder));
+    ASSERT_TRUE(FsTest::chmodPath(disabledFolder, 01777));
+    ASSERT_TRUE(FsTest::chownPath(hosts, FsTest::User{QStringLiteral("root"), 0, 0}));
+    ASSERT_TRUE(FsTest::chmodPath(hosts, 0755));
+    const FsTest::User planter = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(planter.valid());
+    const FsTest::Run plant = FsTest::runAs(planter, QStringLiteral("/bin/sh"),
+                                            {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/Evil.fxplug/Contents\" && echo code > \"$0/Evil.fxplug/Contents/bin\""),
+                                             disabledFolder},
+                                            {});
+    ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
+
+    const FsTest::Run run = driver({QStringLiteral("enable"), QStringLiteral("Evil.fxplug")}, true);
+    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_FALSE(FsTest::exists(VTPath::join(hosts, QStringLiteral("Evil.fxplug"))));
+    EXPECT_TRUE(FsTest::exists(VTPath::join(disabledFolder, QStringLiteral("Evil.fxplug/Contents/bin"))));
+    EXPECT_FALSE(posted(run).isEmpty()) << "the refusal is reported";
+}
+
 TEST_F(OperationsAsUserTest, AnImmutablePluginTheUserCannotUnlockStaysWhole)
 {
     const QString a = bundle(QStringLiteral("A"));

@@ -118,6 +118,50 @@ bool replaces(int sourceDir, const std::string &source, const Target &dest)
     return VTSafeFs::statAt(sourceDir, source, from) == 0 && !S_ISDIR(from.st_mode) && !S_ISDIR(to.st_mode);
 }
 
+// Anything in the tree that a user other than root and the requester owns,
+// or that group or others may write: something another user could have put
+// there or changed.
+int foreignInTree(int dirFd, const std::string &name, uid_t requester, int depth)
+{
+    struct stat st {};
+    if (const int error = VTSafeFs::statAt(dirFd, name, st))
+        return error;
+    if (st.st_uid != 0 && st.st_uid != requester)
+        return EPERM;
+    if (S_ISLNK(st.st_mode))
+        return 0;
+    if (st.st_mode & (S_IWGRP | S_IWOTH))
+        return EPERM;
+    if (!S_ISDIR(st.st_mode))
+        return 0;
+    if (depth >= 256)
+        return ELOOP;
+    Fd folder(::openat(dirFd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder.valid())
+        return errno;
+    int listError = 0;
+    for (const std::string &entry : VTSafeFs::listFolder(folder.get(), &listError)) {
+        if (const int error = foreignInTree(folder.get(), entry, requester, depth + 1))
+            return error;
+    }
+    return listError;
+}
+
+// What goes into a folder that is not the requester's own must be beyond
+// the reach of other users, where it comes from and all the way down.
+int checkArrival(const Target &source, const Target &dest, uid_t requester)
+{
+    struct stat to {}, from {};
+    if (::fstat(dest.folder.get(), &to) != 0 || ::fstat(source.folder.get(), &from) != 0)
+        return errno;
+    if (requester != 0 && to.st_uid == requester)
+        return 0;
+    const bool othersMayWrite = (from.st_mode & (S_IWGRP | S_IWOTH)) && !(from.st_mode & S_ISVTX);
+    if ((from.st_uid != 0 && from.st_uid != requester) || othersMayWrite)
+        return EPERM;
+    return foreignInTree(source.folder.get(), source.name, requester, 0);
+}
+
 // A folder whose entries this step changes: an immutable attribute on it is
 // its owner's lock, lifted for the step and put back afterwards, so that a
 // locked folder does not stop a step taken with administrator rights.
@@ -142,7 +186,7 @@ private:
     bool m_relock = false;
 };
 
-int moveAction(const Parsed &p)
+int moveAction(const Parsed &p, uid_t requester)
 {
     if (!flagsAllowed(p.flags, "fn") || p.operands.size() != 2 || !validPath(p.operands[0]) || !validPath(p.operands[1]))
         return EINVAL;
@@ -156,6 +200,8 @@ int moveAction(const Parsed &p)
     // -n: nothing already there is ever replaced (the Trash asks for that).
     if (has(p.flags, "n") && VTSafeFs::existsAt(dest.folder.get(), dest.name))
         return EEXIST;
+    if (const int error = checkArrival(source, dest, requester))
+        return error;
     const bool replace = replaces(source.folder.get(), source.name, dest);
     (void)VTSafeFs::setImmutableAt(source.folder.get(), source.name, false);
     if (replace)
@@ -166,7 +212,7 @@ int moveAction(const Parsed &p)
                                 forAllUsers(dest));
 }
 
-int copyAction(const Parsed &p)
+int copyAction(const Parsed &p, uid_t requester)
 {
     if (!flagsAllowed(p.flags, "fpRr") || p.operands.size() != 2 || !validPath(p.operands[0]) || !validPath(p.operands[1]))
         return EINVAL;
@@ -179,6 +225,8 @@ int copyAction(const Parsed &p)
     if (S_ISDIR(st.st_mode) && !has(p.flags, "Rr"))
         return EISDIR;
     if (const int error = resolveDestination(p.operands[1], dest))
+        return error;
+    if (const int error = checkArrival(source, dest, requester))
         return error;
     const bool replace = replaces(source.folder.get(), source.name, dest);
     const FolderUnlock to(dest.folder.get());
@@ -347,15 +395,15 @@ int touchAction(const Parsed &p)
 
 } // namespace
 
-int run(const std::vector<std::string> &arguments)
+int run(const std::vector<std::string> &arguments, uid_t requester)
 {
     Parsed p;
     if (!parse(arguments, p))
         return EPERM;
     if (p.tool == "mv")
-        return moveAction(p);
+        return moveAction(p, requester);
     if (p.tool == "cp")
-        return copyAction(p);
+        return copyAction(p, requester);
     if (p.tool == "rm")
         return removeAction(p);
     if (p.tool == "mkdir")

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 // The privileged helper's whole repertoire: the allow-listed tools mv, cp, rm,
 // mkdir, chown, chmod and touch, performed in-process with symlink-safe calls
 // instead of executing anything. A request is the argument vector the tool
@@ -27,8 +29,16 @@
 // on what rm removes, where the program unlocks too.
 namespace VTHelperActions {
 
+// mv and cp into a folder that is not the requester's own (a root-owned host
+// folder, another user's home) refuse, with EPERM, anything another user
+// could have planted or changed: a source whose folder belongs to someone
+// other than root and the requester or is writable by others (without the
+// sticky bit), or a tree holding an item owned by someone else or writable
+// by group or others.
+//
 // 0 on success, an errno value otherwise (EPERM for a tool that is not
-// allowed, EINVAL for options or operands that are not).
-[[nodiscard]] int run(const std::vector<std::string> &arguments);
+// allowed, EINVAL for options or operands that are not). `requester` is the
+// uid of the user who asked for administrator rights.
+[[nodiscard]] int run(const std::vector<std::string> &arguments, uid_t requester);
 
 } // namespace VTHelperActions

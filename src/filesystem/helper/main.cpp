@@ -91,7 +91,7 @@ int main()
     std::uint32_t id = 0;
     std::vector<std::string> arguments;
     while (VTHelperProtocol::readRequest(STDIN_FILENO, id, arguments)) {
-        const int status = VTHelperActions::run(arguments);
+        const int status = VTHelperActions::run(arguments, static_cast<uid_t>(uid));
         logRequest(uid, arguments, status);
         if (!VTHelperProtocol::writeReply(STDOUT_FILENO, {id, static_cast<std::int32_t>(status)}))
             return 1;
