@@ -3,18 +3,23 @@
 #include "VTAuthorization.h"
 #include "VTFileManager.h"
 #include "VTFolderCleanup.h"
+#include "VTLocalPaths.h"
 #include "VTLog.h"
 #include "VTMoveLock.h"
 #include "VTOperationContext.h"
 #include "VTOperationFrame.h"
 #include "VTPath.h"
 #include "VTPlainFiles.h"
+#include "VTSafeFs.h"
 #include "VTTreeCopy.h"
 
 #include <QDirIterator>
 #include <QFileInfo>
 
 #include <cerrno>
+
+#include <pwd.h>
+#include <unistd.h>
 
 namespace {
 
@@ -86,6 +91,14 @@ bool VTGuardedMove::moveFileFrom(const QString &source, const QString &destinati
         m_context.postAndLog(QStringLiteral("Error: File %1 was not moved: another Tessary process kept moves waiting "
                                             "for too long.")
                                  .arg(source));
+        return false;
+    }
+
+    // A plug-in going where hosts load it (an enable, an access change) must
+    // be beyond other users' reach, wherever it comes from.
+    if (!VTPath::isInside(destination, m_context.disabledPath()) && withinOthersReach(source)) {
+        m_context.postAndLog(
+            QStringLiteral("Error: File %1 was not moved: another user could have changed it.").arg(source));
         return false;
     }
 
@@ -194,6 +207,21 @@ bool VTGuardedMove::moveWithAuthorization(const QString &source, const QString &
     }
     m_context.postAndLog(QStringLiteral("Error: File %1 could not be moved to %2.").arg(source, destination));
     return false;
+}
+
+bool VTGuardedMove::withinOthersReach(const QString &source)
+{
+    std::string leaf;
+    VTSafeFs::Fd folder(VTSafeFs::openParent(VTPath::toNative(VTPath::normalize(source)).toStdString(), true, leaf));
+    if (!folder.valid())
+        return false; // the move itself reports what is wrong with the path
+    uid_t actingFor = ::geteuid();
+    if (actingFor == 0) {
+        const QString console = VTLocalPaths::currentConsoleUser();
+        if (const passwd *entry = console.isEmpty() ? nullptr : ::getpwnam(console.toLocal8Bit().constData()))
+            actingFor = entry->pw_uid;
+    }
+    return VTSafeFs::beyondOthers(folder.get(), leaf, actingFor) != 0;
 }
 
 int VTGuardedMove::componentCount(const QString &folder)

@@ -28,6 +28,10 @@ public:
     [[nodiscard]] static int componentCount(const QString &folder);
 
 private:
+    // True when another user could have planted or changed what `source`
+    // holds (see VTSafeFs::beyondOthers), judged for the user this run acts
+    // for.
+    [[nodiscard]] static bool withinOthersReach(const QString &source);
     bool moveWithPermissions(const QString &source, const QString &destination, const QString &folder);
     bool moveWithAuthorization(const QString &source, const QString &destination, const QString &folder);
     bool makeContainingFolder(const QString &folder);

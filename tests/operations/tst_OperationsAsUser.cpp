@@ -264,6 +264,32 @@ TEST_F(OperationsAsUserTest, APluginAnotherUserPlantedInTheDisabledTreeIsNeverEn
     EXPECT_FALSE(posted(run).isEmpty()) << "the refusal is reported";
 }
 
+TEST_F(OperationsAsUserTest, APlantInTheUsersOwnMirrorIsNotEnabledIntoTheUsersHome)
+{
+    // No administrator rights involved: the user's own plug-in folder, and
+    // the mirror of it in a disabled tree that a second account may write.
+    VTBundleOptions options;
+    options.group = QStringLiteral("Mine");
+    const QString own = m_builder->addBundle(FxPlug, CurrentUser, QStringLiteral("Own"), options);
+    handOver();
+    const QString disabledFolder = mirror(VTPath::removeLastComponent(own));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(disabledFolder));
+    ASSERT_TRUE(FsTest::chmodPath(disabledFolder, 01777));
+    const FsTest::User planter = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(planter.valid());
+    const FsTest::Run plant = FsTest::runAs(planter, QStringLiteral("/bin/sh"),
+                                            {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/Evil.fxplug/Contents\" && echo code > \"$0/Evil.fxplug/Contents/bin\""),
+                                             disabledFolder},
+                                            {});
+    ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
+
+    const FsTest::Run run = driver({QStringLiteral("enable"), QStringLiteral("Evil.fxplug")});
+    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_FALSE(FsTest::exists(VTPath::join(VTPath::removeLastComponent(own), QStringLiteral("Evil.fxplug"))));
+    EXPECT_TRUE(posted(run).join(u'\n').contains(QStringLiteral("another user could have changed it")))
+        << run.out.toStdString();
+}
+
 TEST_F(OperationsAsUserTest, AnImmutablePluginTheUserCannotUnlockStaysWhole)
 {
     const QString a = bundle(QStringLiteral("A"));

@@ -118,48 +118,16 @@ bool replaces(int sourceDir, const std::string &source, const Target &dest)
     return VTSafeFs::statAt(sourceDir, source, from) == 0 && !S_ISDIR(from.st_mode) && !S_ISDIR(to.st_mode);
 }
 
-// Anything in the tree that a user other than root and the requester owns,
-// or that group or others may write: something another user could have put
-// there or changed.
-int foreignInTree(int dirFd, const std::string &name, uid_t requester, int depth)
-{
-    struct stat st {};
-    if (const int error = VTSafeFs::statAt(dirFd, name, st))
-        return error;
-    if (st.st_uid != 0 && st.st_uid != requester)
-        return EPERM;
-    if (S_ISLNK(st.st_mode))
-        return 0;
-    if (st.st_mode & (S_IWGRP | S_IWOTH))
-        return EPERM;
-    if (!S_ISDIR(st.st_mode))
-        return 0;
-    if (depth >= 256)
-        return ELOOP;
-    Fd folder(::openat(dirFd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder.valid())
-        return errno;
-    int listError = 0;
-    for (const std::string &entry : VTSafeFs::listFolder(folder.get(), &listError)) {
-        if (const int error = foreignInTree(folder.get(), entry, requester, depth + 1))
-            return error;
-    }
-    return listError;
-}
-
 // What goes into a folder that is not the requester's own must be beyond
 // the reach of other users, where it comes from and all the way down.
 int checkArrival(const Target &source, const Target &dest, uid_t requester)
 {
-    struct stat to {}, from {};
-    if (::fstat(dest.folder.get(), &to) != 0 || ::fstat(source.folder.get(), &from) != 0)
+    struct stat to {};
+    if (::fstat(dest.folder.get(), &to) != 0)
         return errno;
     if (requester != 0 && to.st_uid == requester)
         return 0;
-    const bool othersMayWrite = (from.st_mode & (S_IWGRP | S_IWOTH)) && !(from.st_mode & S_ISVTX);
-    if ((from.st_uid != 0 && from.st_uid != requester) || othersMayWrite)
-        return EPERM;
-    return foreignInTree(source.folder.get(), source.name, requester, 0);
+    return VTSafeFs::beyondOthers(source.folder.get(), source.name, requester);
 }
 
 // A folder whose entries this step changes: an immutable attribute on it is

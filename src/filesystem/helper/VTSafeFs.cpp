@@ -276,6 +276,47 @@ bool holdsLockedItem(int dirFd, const std::string &name)
     return holdsLockedItem(dirFd, name, 0);
 }
 
+namespace {
+
+int foreignInTree(int dirFd, const std::string &name, uid_t owner, int depth)
+{
+    struct stat st {};
+    if (const int error = statAt(dirFd, name, st))
+        return error;
+    if (st.st_uid != 0 && st.st_uid != owner)
+        return EPERM;
+    if (S_ISLNK(st.st_mode))
+        return 0;
+    if (st.st_mode & (S_IWGRP | S_IWOTH))
+        return EPERM;
+    if (!S_ISDIR(st.st_mode))
+        return 0;
+    if (depth >= 256)
+        return ELOOP;
+    Fd folder(::openat(dirFd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder.valid())
+        return errno;
+    int listError = 0;
+    for (const std::string &entry : listFolder(folder.get(), &listError)) {
+        if (const int error = foreignInTree(folder.get(), entry, owner, depth + 1))
+            return error;
+    }
+    return listError;
+}
+
+} // namespace
+
+int beyondOthers(int dirFd, const std::string &name, uid_t owner)
+{
+    struct stat folder {};
+    if (::fstat(dirFd, &folder) != 0)
+        return errno;
+    const bool othersMayWrite = (folder.st_mode & (S_IWGRP | S_IWOTH)) && !(folder.st_mode & S_ISVTX);
+    if ((folder.st_uid != 0 && folder.st_uid != owner) || othersMayWrite)
+        return EPERM;
+    return foreignInTree(dirFd, name, owner, 0);
+}
+
 int removeTree(int dirFd, const std::string &name, bool unlockEach)
 {
     struct stat st {};

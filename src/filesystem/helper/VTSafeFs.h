@@ -71,6 +71,13 @@ private:
 // (links are not followed; walks stop at 256 levels and answer true there).
 [[nodiscard]] bool holdsLockedItem(int dirFd, const std::string &name);
 
+// 0 when nothing of the item `name` in the open folder `dirFd` is within
+// another user's reach: the folder belongs to root or `owner` and others may
+// not write it (unless it is sticky), and everything in the item's tree
+// belongs to root or `owner` and is not writable by group or others. EPERM
+// otherwise (or the error of the walk; ELOOP past 256 levels).
+[[nodiscard]] int beyondOthers(int dirFd, const std::string &name, uid_t owner);
+
 // Removes a file, link or whole folder tree without following any link.
 // With `unlockEach`, clears the immutable attribute of every item first.
 // (The helper never asks for that: it refuses a tree holding a locked item.)
