@@ -1,17 +1,16 @@
-// The smallest hand-over between two threads through Qt alone: a queued call
-// to an object in another thread. No data of this program is shared, yet
-// ThreadSanitizer reports a race when it watches the accesses that Debian's
-// uninstrumented Qt makes through the sanitizer's interceptors (the event is
-// allocated by the poster and deleted by the receiver, handed over under
-// Qt's futex-based locks, which the sanitizer cannot see). The suite runs it
-// both ways to show that ignore_noninstrumented_modules=1 removes exactly
-// this kind of report.
+// The smallest hand-over between two threads through Qt alone: events
+// posted to an object in another thread. No data of this program is shared,
+// yet ThreadSanitizer reports a race when it watches what Debian's
+// uninstrumented Qt does through the sanitizer's interceptors: each event is
+// allocated here and deleted by Qt in the receiving thread, handed over
+// under Qt's futex-based locks, which the sanitizer cannot see. The suite
+// runs it both ways to show that ignore_noninstrumented_modules=1 removes
+// exactly this kind of report.
 
 #include <QCoreApplication>
+#include <QEvent>
 #include <QObject>
 #include <QThread>
-
-#include <atomic>
 
 int main(int argc, char **argv)
 {
@@ -20,10 +19,11 @@ int main(int argc, char **argv)
     QObject receiver;
     receiver.moveToThread(&worker);
     worker.start();
-    std::atomic<int> calls{0};
-    for (int i = 0; i < 100; ++i)
-        QMetaObject::invokeMethod(&receiver, [&calls] { ++calls; }, Qt::QueuedConnection);
-    QMetaObject::invokeMethod(&receiver, [&worker] { worker.quit(); }, Qt::QueuedConnection);
+    for (int i = 0; i < 200; ++i)
+        QCoreApplication::postEvent(&receiver, new QEvent(QEvent::User));
+    // Let the worker take them before it is told to stop.
+    QThread::msleep(100);
+    worker.quit();
     worker.wait();
-    return calls == 100 ? 0 : 1;
+    return 0;
 }
