@@ -6,6 +6,8 @@
 
 #include "InstallTestSupport.h"
 
+#include <sys/stat.h>
+
 using namespace InstallTest;
 
 namespace {
@@ -245,6 +247,32 @@ TEST_F(InstallOperationTest, ASourceThatVanishesWhileTheQuestionIsOpenLeavesTheO
     EXPECT_TRUE(trashedOriginals().isEmpty());
     EXPECT_TRUE(postedHere.contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(source)));
     EXPECT_EQ(hookUi.alerts().value(1), QStringLiteral("Installation failed|The following plugins failed to install: \nBlur.fxplug"));
+}
+
+TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAndUntrashed)
+{
+    // A pipe inside the download cannot be copied, so the copy fails after
+    // the overwrite was confirmed.
+    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
+    ASSERT_TRUE(builder().ok());
+    const auto infoOf = [](const QString &bundle) {
+        QFile file(VTPath::join(bundle, QStringLiteral("Contents/Info.plist")));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    const QByteArray before = infoOf(existing);
+    const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(VTPath::join(source, QStringLiteral("Contents/pipe"))).constData(), 0600), 0);
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    installation().installPlugins({source}, nullptr, true, true);
+
+    EXPECT_FALSE(before.isEmpty());
+    EXPECT_EQ(infoOf(existing), before);
+    EXPECT_FALSE(exists(VTPath::join(existing, QStringLiteral("Contents/pipe"))));
+    EXPECT_TRUE(trashedOriginals().isEmpty());
+    EXPECT_EQ(QDir(VTPath::removeLastComponent(existing)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList{QStringLiteral("Blur.fxplug")});
+    EXPECT_TRUE(alerts().contains(QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|")));
 }
 
 TEST_F(InstallOperationTest, InstallingAPluginFromItsOwnPlaceNeverTrashesIt)
