@@ -1,6 +1,7 @@
 #include "VTAuthorization.h"
 
 #include "VTFileManager.h"
+#include "VTHelperActions.h"
 #include "VTHelperClient.h"
 #include "VTLocalPaths.h"
 #include "VTLog.h"
@@ -14,9 +15,14 @@
 #include <QProcess>
 
 #include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
 
-#include <sys/stat.h>
+#include <pwd.h>
+
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -47,6 +53,25 @@ const QString Move = QStringLiteral("/bin/mv");
 const QString Copy = QStringLiteral("/bin/cp");
 const QString Remove = QStringLiteral("/bin/rm");
 const QString MakeFolder = QStringLiteral("/bin/mkdir");
+
+// A superuser run needs no helper but keeps its rules: the same allow-listed
+// actions, in this process, with no link followed on the way and nothing
+// another user could have planted let into a protected folder. They act for
+// the console user where there is one.
+int runAsTheHelperWould(const QString &tool, const QStringList &parameters)
+{
+    std::vector<std::string> arguments{VTPath::toNative(tool).toStdString()};
+    for (const QString &parameter : parameters)
+        arguments.push_back(VTPath::toNative(parameter).toStdString());
+    uid_t actingFor = 0;
+    const QString console = VTLocalPaths::currentConsoleUser();
+    if (const passwd *entry = console.isEmpty() ? nullptr : ::getpwnam(console.toLocal8Bit().constData()))
+        actingFor = entry->pw_uid;
+    const int status = VTHelperActions::run(arguments, actingFor);
+    if (status != 0)
+        VTLog::appendLog(QStringLiteral("%1 %2: %3").arg(tool, parameters.join(u' '), QString::fromLocal8Bit(std::strerror(status))));
+    return status;
+}
 
 } // namespace
 
@@ -201,10 +226,7 @@ int VTAuthorization::authExecTask(const QString &tool, const QStringList &parame
         return StatusToolMissing;
     }
     if (isSuperuser()) {
-        if (async)
-            (void)VTTaskEx::runTaskAndReturn(tool, parameters);
-        else
-            (void)VTTaskEx::runTask(tool, parameters);
+        (void)runAsTheHelperWould(tool, parameters);
         return StatusSuccess;
     }
     if (!isAuthorized())
@@ -247,7 +269,7 @@ bool VTAuthorization::authMoveFile(const QString &oldPath, const QString &newPat
         return false;
     const QStringList arguments = {QStringLiteral("-f"), QStringLiteral("--"), oldPath, newPath};
     if (isSuperuser()) {
-        (void)VTTaskEx::runTaskAndReturn(Move, arguments);
+        (void)runAsTheHelperWould(Move, arguments);
         return true;
     }
     return authExecTask(Move, arguments) == StatusSuccess;
@@ -268,7 +290,7 @@ bool VTAuthorization::authCopyFile(const QString &source, const QString &destina
     const QStringList arguments = {QStringLiteral("-f"), QStringLiteral("-p"), QStringLiteral("-R"), QStringLiteral("--"),
                                    source, destination};
     if (isSuperuser()) {
-        (void)VTTaskEx::runTaskAndReturn(Copy, arguments);
+        (void)runAsTheHelperWould(Copy, arguments);
         return true;
     }
     return authExecTask(Copy, arguments) == StatusSuccess;
@@ -278,7 +300,7 @@ bool VTAuthorization::authCreateDir(const QString &path)
 {
     const QStringList arguments = {QStringLiteral("-p"), QStringLiteral("--"), path};
     if (isSuperuser()) {
-        (void)VTTaskEx::runTaskAndReturn(MakeFolder, arguments);
+        (void)runAsTheHelperWould(MakeFolder, arguments);
         return true;
     }
     if (authExecTask(MakeFolder, arguments) != StatusSuccess)

@@ -57,10 +57,10 @@ int makeFolderWithParents(const QString &path)
 int copyItem(const QString &source, const QString &destination)
 {
     std::string from, to;
-    Fd fromDir(VTSafeFs::openParent(native(source), false, from));
+    Fd fromDir(VTSafeFs::openParent(native(source), VTSafeFs::linksRefused(), from));
     if (!fromDir.valid())
         return -fromDir.get();
-    Fd toDir(VTSafeFs::openParent(native(destination), false, to));
+    Fd toDir(VTSafeFs::openParent(native(destination), VTSafeFs::linksRefused(), to));
     if (!toDir.valid())
         return -toDir.get();
     return VTTreeCopy::copyItem(fromDir.get(), from, toDir.get(), to, false);
@@ -69,7 +69,7 @@ int copyItem(const QString &source, const QString &destination)
 int removeItem(const QString &path)
 {
     std::string leaf;
-    Fd folder(VTSafeFs::openParent(native(path), false, leaf));
+    Fd folder(VTSafeFs::openParent(native(path), VTSafeFs::linksRefused(), leaf));
     if (!folder.valid())
         return -folder.get();
     const int error = VTSafeFs::removeTree(folder.get(), leaf);
@@ -102,10 +102,10 @@ bool VTFileManager::itemExists(const QString &path)
 int VTFileManager::moveItem(const QString &oldPath, const QString &newPath)
 {
     std::string from, to;
-    Fd fromDir(VTSafeFs::openParent(native(oldPath), false, from));
+    Fd fromDir(VTSafeFs::openParent(native(oldPath), VTSafeFs::linksRefused(), from));
     if (!fromDir.valid())
         return -fromDir.get();
-    Fd toDir(VTSafeFs::openParent(native(newPath), false, to));
+    Fd toDir(VTSafeFs::openParent(native(newPath), VTSafeFs::linksRefused(), to));
     if (!toDir.valid())
         return -toDir.get();
     return VTTreeCopy::moveItem(fromDir.get(), from, toDir.get(), to, false, native(oldPath));
@@ -326,7 +326,7 @@ int VTFileManager::cleanUpInterruptedMoves(const QStringList &folders, const QSt
 {
     int resolved = 0;
     for (const QString &folder : folders) {
-        Fd fd(VTSafeFs::openFolder(native(folder), false));
+        Fd fd(VTSafeFs::openFolder(native(folder), VTSafeFs::linksRefused()));
         if (!fd.valid())
             continue;
         const auto mirrorCounterpart = [&folder, &disabledRoot](const std::string &source, const std::string &name) {

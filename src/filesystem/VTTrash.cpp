@@ -148,7 +148,7 @@ bool VTTrash::prepareTrash(const QString &trash)
         for (const QString &folder : std::as_const(missing))
             ::mkdir(native(folder).c_str(), 0700);
     }
-    Fd parentFd(VTSafeFs::openFolder(native(parent), false));
+    Fd parentFd(VTSafeFs::openFolder(native(parent), VTSafeFs::linksRefused()));
     if (!parentFd.valid() || ::fstat(parentFd.get(), &above) != 0)
         return false;
     Fd trashFd(openOwnFolder(parentFd.get(), name.toLocal8Bit().constData()));
@@ -202,7 +202,7 @@ QByteArray VTTrash::candidateName(const QByteArray &name, int n)
 
 bool VTTrash::writeInfo(const QString &trash, const QString &name, const QString &originalPath)
 {
-    Fd trashFd(VTSafeFs::openFolder(native(trash), false));
+    Fd trashFd(VTSafeFs::openFolder(native(trash), VTSafeFs::linksRefused()));
     if (!trashFd.valid())
         return false;
     Fd info(::openat(trashFd.get(), "info", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -232,7 +232,7 @@ int placeInTrash(const QString &path, const QString &trash, const Placement &pla
 {
     if (trash.isEmpty() || !VTTrash::prepareTrash(trash))
         return NoTrash;
-    Fd trashFd(VTSafeFs::openFolder(native(trash), false));
+    Fd trashFd(VTSafeFs::openFolder(native(trash), VTSafeFs::linksRefused()));
     if (!trashFd.valid())
         return NoTrash;
     struct stat st {};
@@ -279,7 +279,7 @@ int placeInTrash(const QString &path, const QString &trash, const Placement &pla
 bool VTTrash::trashItem(const QString &path, QString *trashedPath)
 {
     std::string leaf;
-    Fd parent(VTSafeFs::openParent(native(VTPath::normalize(path)), false, leaf));
+    Fd parent(VTSafeFs::openParent(native(VTPath::normalize(path)), VTSafeFs::linksRefused(), leaf));
     if (!parent.valid())
         return false;
     return placeInTrash(path, trashForPath(path),

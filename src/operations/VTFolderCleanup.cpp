@@ -123,8 +123,15 @@ void VTFolderCleanup::unlockItemsInPath(const QString &path)
         const bool known = attributes.stx_attributes_mask & STATX_ATTR_IMMUTABLE;
         if (!known || !(attributes.stx_attributes & STATX_ATTR_IMMUTABLE))
             continue;
-        // An absolute name makes the folder descriptor irrelevant.
-        if (const int error = VTSafeFs::setImmutableAt(AT_FDCWD, bytes.toStdString(), false)) {
+        // Through its folder, resolved by the process's link rule.
+        std::string leaf;
+        VTSafeFs::Fd parent(current == QLatin1String("/")
+                                ? VTSafeFs::Fd(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+                                : VTSafeFs::Fd(VTSafeFs::openParent(bytes.toStdString(), VTSafeFs::linksRefused(), leaf)));
+        const int error = !parent.valid() ? -parent.get()
+            : leaf.empty()                ? VTSafeFs::setImmutable(parent.get(), false)
+                                          : VTSafeFs::setImmutableAt(parent.get(), leaf, false);
+        if (error) {
             m_context.postAndLog(
                 QStringLiteral("Unable to unlock item %1 - %2").arg(current, VTPlainFiles::describe(error)));
         }

@@ -57,10 +57,10 @@ int makeFolders(const QString &path)
 int move(const QString &from, const QString &to)
 {
     std::string fromLeaf, toLeaf;
-    VTSafeFs::Fd fromDir(VTSafeFs::openParent(native(from), false, fromLeaf));
+    VTSafeFs::Fd fromDir(VTSafeFs::openParent(native(from), VTSafeFs::linksRefused(), fromLeaf));
     if (!fromDir.valid())
         return -fromDir.get();
-    VTSafeFs::Fd toDir(VTSafeFs::openParent(native(to), false, toLeaf));
+    VTSafeFs::Fd toDir(VTSafeFs::openParent(native(to), VTSafeFs::linksRefused(), toLeaf));
     if (!toDir.valid())
         return -toDir.get();
     return VTTreeCopy::moveItem(fromDir.get(), fromLeaf, toDir.get(), toLeaf, false, native(from));
@@ -69,7 +69,7 @@ int move(const QString &from, const QString &to)
 int list(const QString &folder, QStringList &names)
 {
     names.clear();
-    VTSafeFs::Fd fd(VTSafeFs::openFolder(native(folder), false));
+    VTSafeFs::Fd fd(VTSafeFs::openFolder(native(folder), VTSafeFs::linksRefused()));
     if (!fd.valid())
         return -fd.get();
     int error = 0;

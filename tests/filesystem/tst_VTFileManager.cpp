@@ -314,3 +314,20 @@ TEST_F(FileManagerTest, WritableAndDeletableFollowPermissionsAndStickyFolders)
 }
 
 } // namespace
+
+TEST_F(FileManagerTest, ASuperuserFollowsNoLinkPlantedInAPath)
+{
+    if (!FsTest::isRoot())
+        GTEST_SKIP() << "the link rule differs for the superuser only";
+    // Another user's link where a folder of the path should be.
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Glow.fxplug")), "glow"));
+    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("victim"))));
+    ASSERT_EQ(::symlink(VTPath::toNative(path(QStringLiteral("victim"))).constData(),
+                        VTPath::toNative(path(QStringLiteral("trap"))).constData()),
+              0);
+    // Neither the plain move nor the privileged one behind it goes through.
+    (void)VTFileManager::moveFile(path(QStringLiteral("Glow.fxplug")), path(QStringLiteral("trap/Glow.fxplug")), true);
+    (void)VTFileManager::copyFile(path(QStringLiteral("Glow.fxplug")), path(QStringLiteral("trap/Copy.fxplug")), true);
+    EXPECT_TRUE(QDir(path(QStringLiteral("victim"))).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("Glow.fxplug"))), "glow");
+}

@@ -47,6 +47,12 @@ private:
 // component where the kernel lacks openat2). Returns the descriptor or -errno.
 [[nodiscard]] int openFolder(const std::string &path, bool noSymlinks);
 
+// The link rule of a process's own file operations: a superuser process
+// takes no symbolic link on the way, as its privileged helper does, so that
+// another user's link cannot steer root; anyone else may have links in the
+// path to their own files (a home on another disk).
+[[nodiscard]] bool linksRefused();
+
 // Opens the folder holding the last component of `path` and gives that
 // component in `leaf`. The path must be clean and not "/".
 [[nodiscard]] int openParent(const std::string &path, bool noSymlinks, std::string &leaf);
