@@ -5,8 +5,10 @@
 // folder that cannot be made.
 
 #include "InstallTestSupport.h"
+#include "VTFileManager.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace InstallTest;
 
@@ -273,6 +275,27 @@ TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAnd
     EXPECT_EQ(QDir(VTPath::removeLastComponent(existing)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
               QStringList{QStringLiteral("Blur.fxplug")});
     EXPECT_TRUE(alerts().contains(QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|")));
+
+    // A copy that can be made but a Trash that takes nothing: the old copy
+    // comes back to its place and the new one is withdrawn.
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "locking the Trash takes the superuser";
+    ASSERT_TRUE(QFile::remove(VTPath::join(source, QStringLiteral("Contents/pipe"))));
+    const QString trash = VTTrash::trashForPath(existing);
+    ASSERT_TRUE(VTTrash::prepareTrash(trash));
+    const QString trashFiles = VTPath::join(trash, QStringLiteral("files"));
+    ASSERT_TRUE(VTFileManager::lockFile(trashFiles)) << "chattr +i on " << trashFiles.toStdString();
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    installation().installPlugins({source}, nullptr, true, true);
+
+    (void)VTFileManager::unlockFile(trashFiles);
+    EXPECT_EQ(infoOf(existing), before);
+    EXPECT_FALSE(OpsTest::sameTree(source, existing));
+    EXPECT_TRUE(trashedOriginals().isEmpty()) << "the record of a failed trash is taken back";
+    EXPECT_EQ(QDir(VTPath::removeLastComponent(existing)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList{QStringLiteral("Blur.fxplug")});
+    EXPECT_TRUE(posted().contains(QStringLiteral("Unable to trash old file %1. Plugin not installed: %2").arg(existing, source)));
 }
 
 TEST_F(InstallOperationTest, InstallingAPluginFromItsOwnPlaceNeverTrashesIt)
