@@ -185,7 +185,12 @@ bool VTGuardedMove::moveWithAuthorization(const QString &source, const QString &
     // one is visibly under way.
     // A leftover of an earlier move looks the same but never changes: the
     // wait ends once nothing has changed for the stall limit.
-    const auto arrived = [&destination] { return VTPlainFiles::exists(destination); };
+    // Arrived means moved: the destination there and the source gone. A
+    // folder someone else put at the destination in the meantime is not
+    // the plug-in (the helper refuses to move into it).
+    const auto arrived = [&source, &destination] {
+        return VTPlainFiles::exists(destination) && !VTPlainFiles::exists(source);
+    };
     if (!VTPlainFiles::waitFor(1, arrived)) {
         QList<qint64> footprint = copyFootprint(folder);
         int stillFor = 0;
@@ -201,7 +206,7 @@ bool VTGuardedMove::moveWithAuthorization(const QString &source, const QString &
             }
         }
     }
-    if (VTPlainFiles::exists(destination)) {
+    if (arrived()) {
         m_cleanup.removeEmptyFolder(VTPath::removeLastComponent(source), true);
         return true;
     }
