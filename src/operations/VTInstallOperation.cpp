@@ -278,9 +278,19 @@ void VTInstallOperation::installPlugin(const QString &source, const VTInstallDes
             sourceMissing(source, run);
             return;
         }
-        if (existing == installed && VTFileManager::isDeletableFileAtPath(installed)) {
-            if (!replaceInPlace(source, installed))
+        // Where this user may change the destination, the new copy goes in
+        // first, so that any failure leaves the old one installed.
+        const bool atDestination = VTPlainFiles::exists(installed);
+        if (atDestination ? VTFileManager::isDeletableFileAtPath(installed) : VTFileManager::isWritableFileAtPath(folder)) {
+            if (!(atDestination ? replaceInPlace(source, installed) : copyPlugin(source, installed))) {
                 run.failures.append(fileName);
+            } else if (existing != installed && !trashOldCopy(existing)) {
+                if (!atDestination)
+                    (void)VTFileManager::removeFile(installed, false);
+                m_context.postAndLog(
+                    QStringLiteral("Unable to trash old file %1. Plugin not installed: %2").arg(existing, source));
+                run.failures.append(fileName);
+            }
             frame.incrementProgress();
             return;
         }

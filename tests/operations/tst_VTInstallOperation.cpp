@@ -298,6 +298,21 @@ TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAnd
     EXPECT_TRUE(posted().contains(QStringLiteral("Unable to trash old file %1. Plugin not installed: %2").arg(existing, source)));
 }
 
+TEST_F(InstallOperationTest, ACopyElsewhereIsTrashedOnlyOnceTheNewOneIsInstalled)
+{
+    const QString allUsers = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Blur"));
+    ASSERT_TRUE(builder().ok());
+    const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(VTPath::join(source, QStringLiteral("Contents/pipe"))).constData(), 0600), 0);
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    installation().installPlugins({source}, nullptr, true, true);
+
+    EXPECT_TRUE(exists(VTPath::join(allUsers, QStringLiteral("Contents/Info.plist"))));
+    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
+    EXPECT_TRUE(trashedOriginals().isEmpty());
+}
+
 TEST_F(InstallOperationTest, InstallingAPluginFromItsOwnPlaceNeverTrashesIt)
 {
     const QString installed = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
