@@ -113,19 +113,46 @@ void VTAuthorization::consoleLog(const QString &text)
     std::fflush(stderr);
 }
 
+namespace {
+
+// What runs as root must be beyond other users' reach: the helper file and
+// the folder holding it belong to root or to this user, and neither group
+// nor others may write them.
+bool trustworthy(const QString &helper)
+{
+    const uid_t me = ::geteuid();
+    for (const QString &path : {helper, VTPath::removeLastComponent(helper)}) {
+        struct stat st {};
+        if (::stat(VTPath::toNative(path).constData(), &st) != 0 || (st.st_uid != 0 && st.st_uid != me)
+            || (st.st_mode & (S_IWGRP | S_IWOTH)))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
 QString VTAuthorization::helperPath()
 {
     const QString name = QStringLiteral("tessary-helper");
+    QStringList candidates;
     if (QCoreApplication::instance()) {
         // Beside the program in its bundle, or where an install puts it
         // (<prefix>/lib/tessary beside <prefix>/bin).
         const QString folder = QCoreApplication::applicationDirPath();
-        for (const QString &candidate : {VTPath::join(folder, name), VTPath::join(folder, QStringLiteral("../lib/tessary/") + name)}) {
-            if (QFileInfo(candidate).isExecutable())
-                return QFileInfo(candidate).absoluteFilePath();
-        }
+        candidates << VTPath::join(folder, name) << VTPath::join(folder, QStringLiteral("../lib/tessary/") + name);
     }
-    return QStringLiteral(TESSARY_HELPER_BUILD_PATH);
+    candidates << QStringLiteral(TESSARY_HELPER_BUILD_PATH);
+    for (const QString &candidate : std::as_const(candidates)) {
+        const QFileInfo info(candidate);
+        if (!info.isExecutable())
+            continue;
+        const QString path = info.canonicalFilePath();
+        if (trustworthy(path))
+            return path;
+        VTLog::appendLog(QStringLiteral("Not using the helper %1: others may change it").arg(path));
+    }
+    return QString();
 }
 
 bool VTAuthorization::isAuthorized() const
@@ -148,7 +175,8 @@ bool VTAuthorization::startHelper(const QStringList &command, const std::optiona
     std::optional<VTHelperClient::Password> entry;
     if (password)
         entry = VTHelperClient::Password{*password, prompt};
-    const bool started = helper->start(command, helperPath(), entry);
+    const QString path = helperPath();
+    const bool started = !path.isEmpty() && helper->start(command, path, entry);
     // Holding a root helper's channel, this process must not be open to
     // ptrace or descriptor theft by other processes of the same user.
     if (started)

@@ -78,7 +78,9 @@ public:
     // `async`, returns once the request is handed over.
     [[nodiscard]] int authExecTask(const QString &tool, const QStringList &parameters, bool async = true);
 
-    // The helper executable: beside the program, else the one in the build.
+    // The helper executable: beside the program, else the one in the build;
+    // only one that root or this user owns and nobody else may change (empty
+    // when there is none).
     [[nodiscard]] static QString helperPath();
     // A line on the system console (standard error).
     static void consoleLog(const QString &text);
