@@ -9,6 +9,7 @@
 #include "VTInstallDestination.h"
 #include "VTLog.h"
 #include "VTMainThread.h"
+#include "VTMoveLock.h"
 #include "VTOperationContext.h"
 #include "VTOperationFrame.h"
 #include "VTPath.h"
@@ -345,6 +346,14 @@ bool VTInstallOperation::replaceInPlace(const QString &source, const QString &in
     // Under the temporary prefix of moves, so that start-up recovery removes
     // what a kill leaves there: the unfinished new copy while the old one is
     // still installed, or the old one once the new one has taken its place.
+    // Held like a move's, so that no recovery runs meanwhile.
+    const VTMoveLock lock(VTMoveLock::userLockPath(), VTMoveLock::Mode::Shared, VTMoveLock::moveWait());
+    if (!lock.isHeld()) {
+        m_context.postAndLog(QStringLiteral("Error: Plugin %1 was not installed: another Tessary process kept moves "
+                                            "waiting for too long.")
+                                 .arg(source));
+        return false;
+    }
     const QString beside =
         VTPath::join(VTPath::removeLastComponent(installed),
                      QStringLiteral(".vtmove.%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0')));
