@@ -23,8 +23,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 
 using namespace std::chrono_literals;

@@ -1,7 +1,8 @@
 // Installation on a sandboxed system: where each kind lands, copies that
 // leave the source alone, groups made from plain folders, Motion template
 // folders, the overwrite question and its "Ignore", the Trash for replaced
-// copies, sources that vanish, the progress threshold and the containing
+// copies, a replacement that fails part-way (the old copy stays installed),
+// sources that vanish, the progress threshold and the containing
 // folder that cannot be made.
 
 #include "InstallTestSupport.h"
