@@ -56,6 +56,11 @@ private:
     [[nodiscard]] bool confirmOverwrite(const QString &fileName, const QString &existing);
     // Sends an existing copy to the Trash; false when it is still there.
     [[nodiscard]] bool trashOldCopy(const QString &path);
+    // Replaces the copy at `installed` (in a folder this user may change):
+    // the new copy is made beside it, takes its place in one step, and the
+    // old one goes to the Trash; when anything fails the old one stays
+    // installed. False on failure, reported.
+    [[nodiscard]] bool replaceInPlace(const QString &source, const QString &installed);
     [[nodiscard]] bool copyPlugin(const QString &source, const QString &destination);
     void reportUnmadeFolder(const QString &folder);
     void reportFailures(const QStringList &failures);

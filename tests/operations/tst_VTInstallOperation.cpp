@@ -1,10 +1,15 @@
 // Installation on a sandboxed system: where each kind lands, copies that
 // leave the source alone, groups made from plain folders, Motion template
 // folders, the overwrite question and its "Ignore", the Trash for replaced
-// copies, sources that vanish, the progress threshold and the containing
+// copies, a replacement that fails part-way (the old copy stays installed),
+// sources that vanish, the progress threshold and the containing
 // folder that cannot be made.
 
 #include "InstallTestSupport.h"
+#include "VTFileManager.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace InstallTest;
 
@@ -245,6 +250,68 @@ TEST_F(InstallOperationTest, ASourceThatVanishesWhileTheQuestionIsOpenLeavesTheO
     EXPECT_TRUE(trashedOriginals().isEmpty());
     EXPECT_TRUE(postedHere.contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(source)));
     EXPECT_EQ(hookUi.alerts().value(1), QStringLiteral("Installation failed|The following plugins failed to install: \nBlur.fxplug"));
+}
+
+TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAndUntrashed)
+{
+    // A pipe inside the download cannot be copied, so the copy fails after
+    // the overwrite was confirmed.
+    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
+    ASSERT_TRUE(builder().ok());
+    const auto infoOf = [](const QString &bundle) {
+        QFile file(VTPath::join(bundle, QStringLiteral("Contents/Info.plist")));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    const QByteArray before = infoOf(existing);
+    const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(VTPath::join(source, QStringLiteral("Contents/pipe"))).constData(), 0600), 0);
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    installation().installPlugins({source}, nullptr, true, true);
+
+    EXPECT_FALSE(before.isEmpty());
+    EXPECT_EQ(infoOf(existing), before);
+    EXPECT_FALSE(exists(VTPath::join(existing, QStringLiteral("Contents/pipe"))));
+    EXPECT_TRUE(trashedOriginals().isEmpty());
+    EXPECT_EQ(QDir(VTPath::removeLastComponent(existing)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList{QStringLiteral("Blur.fxplug")});
+    EXPECT_TRUE(alerts().contains(QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|")));
+
+    // A copy that can be made but a Trash that takes nothing: the old copy
+    // comes back to its place and the new one is withdrawn.
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "locking the Trash takes the superuser";
+    ASSERT_TRUE(QFile::remove(VTPath::join(source, QStringLiteral("Contents/pipe"))));
+    const QString trash = VTTrash::trashForPath(existing);
+    ASSERT_TRUE(VTTrash::prepareTrash(trash));
+    const QString trashFiles = VTPath::join(trash, QStringLiteral("files"));
+    ASSERT_TRUE(VTFileManager::lockFile(trashFiles)) << "chattr +i on " << trashFiles.toStdString();
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    installation().installPlugins({source}, nullptr, true, true);
+
+    (void)VTFileManager::unlockFile(trashFiles);
+    EXPECT_EQ(infoOf(existing), before);
+    EXPECT_FALSE(OpsTest::sameTree(source, existing));
+    EXPECT_TRUE(trashedOriginals().isEmpty()) << "the record of a failed trash is taken back";
+    EXPECT_EQ(QDir(VTPath::removeLastComponent(existing)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList{QStringLiteral("Blur.fxplug")});
+    EXPECT_TRUE(posted().contains(QStringLiteral("Unable to trash old file %1. Plugin not installed: %2").arg(existing, source)));
+}
+
+TEST_F(InstallOperationTest, ACopyElsewhereIsTrashedOnlyOnceTheNewOneIsInstalled)
+{
+    const QString allUsers = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Blur"));
+    ASSERT_TRUE(builder().ok());
+    const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(VTPath::join(source, QStringLiteral("Contents/pipe"))).constData(), 0600), 0);
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    installation().installPlugins({source}, nullptr, true, true);
+
+    EXPECT_TRUE(exists(VTPath::join(allUsers, QStringLiteral("Contents/Info.plist"))));
+    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
+    EXPECT_TRUE(trashedOriginals().isEmpty());
 }
 
 TEST_F(InstallOperationTest, InstallingAPluginFromItsOwnPlaceNeverTrashesIt)
