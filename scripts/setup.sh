@@ -15,8 +15,9 @@ packages=(
   # real clients the tests use
   trash-cli attr e2fsprogs sudo dbus dbus-x11 xvfb xauth poppler-utils
   util-linux procps python3 time
-  # the window's icon theme (built-in icons stand in for missing ones)
-  adwaita-icon-theme
+  # the window's icon theme (built-in icons stand in for missing ones) and the
+  # SVG image and icon-engine plug-ins that let Qt load its SVG icons
+  adwaita-icon-theme libqt6svg6
   # the privileged helper is started through pkexec by default
   pkexec
   # fonts for readable screenshots and printed lists
