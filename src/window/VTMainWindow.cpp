@@ -7,6 +7,7 @@
 #include "VTGroupItem.h"
 #include "VTIconProvider.h"
 #include "VTInstallRequests.h"
+#include "VTPluginExport.h"
 #include "VTPluginItem.h"
 #include "VTPluginKind.h"
 #include "VTUserDefaults.h"
@@ -16,6 +17,7 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QHeaderView>
@@ -24,6 +26,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
+#include <QSaveFile>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QTreeView>
@@ -198,6 +201,9 @@ void VTMainWindow::createActions()
     for (QAction *placeholder : {a.crashTester, a.validateAudioUnits, a.buildInstaller, a.print})
         placeholder->setEnabled(false);
 
+    a.exportList = new QAction(tr("Export..."), this);
+    connect(a.exportList, &QAction::triggered, this, &VTMainWindow::exportList);
+
     a.quit = new QAction(tr("Quit"), this);
     a.quit->setShortcut(QKeySequence::Quit);
     connect(a.quit, &QAction::triggered, this, &QWidget::close);
@@ -211,7 +217,7 @@ void VTMainWindow::createMenus()
     QMenu *file = menuBar()->addMenu(tr("&File"));
     file->addActions({a.install, a.addGroup});
     file->addSeparator();
-    file->addActions({a.buildInstaller, a.print});
+    file->addActions({a.buildInstaller, a.exportList, a.print});
     file->addSeparator();
     file->addAction(a.quit);
 
@@ -418,6 +424,30 @@ void VTMainWindow::install()
     const QStringList files = QFileDialog::getOpenFileNames(this, tr("Install Plug-ins"));
     if (!files.isEmpty())
         m_controller.installRequests().postInstallNewPlugins(files);
+}
+
+void VTMainWindow::exportList()
+{
+    const QString jsonFilter = tr("JSON (*.json)");
+    const QString csvFilter = tr("CSV (*.csv)");
+    QString chosenFilter;
+    QString path = QFileDialog::getSaveFileName(this, tr("Export Plug-in List"), QString(),
+                                                jsonFilter + QStringLiteral(";;") + csvFilter, &chosenFilter);
+    if (path.isEmpty())
+        return;
+    // The suffix decides; without one, the chosen filter does and lends its suffix.
+    const QString suffix = QFileInfo(path).suffix().toLower();
+    const bool csv = suffix == QLatin1String("csv") || (suffix != QLatin1String("json") && chosenFilter == csvFilter);
+    if (suffix != QLatin1String("csv") && suffix != QLatin1String("json"))
+        path += csv ? QStringLiteral(".csv") : QStringLiteral(".json");
+
+    const QList<PluginPtr> plugins = m_controller.allPlugins();
+    QSaveFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(csv ? VTPluginExport::csv(plugins) : VTPluginExport::json(plugins));
+    if (!file.commit())
+        m_ui.runAlert({tr("The plug-in list could not be exported."),
+                       tr("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString()), {}, true});
 }
 
 void VTMainWindow::showInFileManager()

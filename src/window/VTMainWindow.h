@@ -44,6 +44,7 @@ public:
         QAction *validateAudioUnits = nullptr;
         QAction *buildInstaller = nullptr;
         QAction *print = nullptr;
+        QAction *exportList = nullptr;
         QAction *quit = nullptr;
     };
 
@@ -81,6 +82,7 @@ private:
     void showContextMenu(const QPoint &position);
     void addGroup();
     void install();
+    void exportList();
     void showInFileManager();
 
     AppController &m_controller;
