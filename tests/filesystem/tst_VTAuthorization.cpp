@@ -19,6 +19,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <sys/resource.h>
 
 using namespace std::chrono_literals;
 
@@ -377,6 +378,47 @@ TEST_F(UserTest, ThePermissionRepairRunsInTheHelper)
     // Tools outside the list are refused by the helper itself.
     run = drive({QStringLiteral("exec"), QStringLiteral("/bin/ls"), vendor});
     EXPECT_EQ(run.out.trimmed(), QByteArray::number(EPERM));
+}
+
+// Another account's tree, too deep for the walk or for the descriptors the
+// helper may open, ends the repair in a failure the program can report:
+// never a crash, never a success for a walk that stopped half-way.
+TEST_F(UserTest, ARepairOverAnotherAccountsDeepTreeFailsInsteadOfCrashingOrPretending)
+{
+    const FsTest::User planter = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(planter.valid());
+    const QString vendor = path(QStringLiteral("Library/Application Support/Vantorel"));
+    auto plant = [&](const QString &name, int depth) {
+        const QString top = VTPath::join(vendor, name);
+        QString deepest = top;
+        for (int i = 0; i < depth; ++i)
+            deepest += QStringLiteral("/d");
+        EXPECT_TRUE(QDir().mkpath(deepest));
+        EXPECT_TRUE(FsTest::writeFile(VTPath::join(deepest, QStringLiteral("file")), "x"));
+        EXPECT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), planter.name, top}).exitCode, 0);
+        return deepest;
+    };
+    const QString tooDeep = plant(QStringLiteral("tooDeep"), 300);
+    for (const QStringList &repair : {QStringList{QStringLiteral("/usr/sbin/chown"), QStringLiteral("-R"), m_user.name},
+                                      QStringList{QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("a+rw")}}) {
+        const FsTest::Run run = drive(QStringList{QStringLiteral("exec")} + repair + QStringList{VTPath::join(vendor, QStringLiteral("tooDeep"))});
+        EXPECT_EQ(run.out.trimmed(), QByteArray::number(ELOOP)) << run.err.toStdString();
+    }
+    EXPECT_EQ(FsTest::statOf(VTPath::join(tooDeep, QStringLiteral("file"))).st_uid, planter.uid);
+
+    // Within the depth limit but beyond the helper's descriptors: the
+    // escalation keeps the caller's limit, so the walk runs out part-way.
+    const QString deep = plant(QStringLiteral("deep"), 200);
+    struct rlimit saved {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    struct rlimit low = saved;
+    low.rlim_cur = 64;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    const FsTest::Run run = drive({QStringLiteral("exec"), QStringLiteral("/usr/sbin/chown"), QStringLiteral("-R"), m_user.name,
+                                   VTPath::join(vendor, QStringLiteral("deep"))});
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &saved), 0);
+    EXPECT_EQ(run.out.trimmed(), QByteArray::number(EMFILE)) << run.err.toStdString();
+    EXPECT_EQ(FsTest::statOf(VTPath::join(deep, QStringLiteral("file"))).st_uid, planter.uid);
 }
 
 TEST_F(UserTest, TheHelperEndsWithTheProgram)
