@@ -380,6 +380,25 @@ TEST_F(UserTest, ThePermissionRepairRunsInTheHelper)
     EXPECT_EQ(run.out.trimmed(), QByteArray::number(EPERM));
 }
 
+TEST_F(UserTest, AHelperOthersCouldChangeIsPassedOver)
+{
+    // The driver and a helper beside it in a folder anyone may write: the
+    // program passes that helper over and starts the trusted one.
+    const QString folder = path(QStringLiteral("open-bin"));
+    ASSERT_TRUE(QDir().mkpath(folder));
+    const QString driver = VTPath::join(folder, QFileInfo(FsTest::driverPath()).fileName());
+    const QString planted = VTPath::join(folder, QStringLiteral("tessary-helper"));
+    ASSERT_TRUE(QFile::copy(FsTest::driverPath(), driver));
+    ASSERT_TRUE(QFile::copy(FsTest::helperPath(), planted));
+    ASSERT_TRUE(FsTest::chmodPath(folder, 0777));
+    const FsTest::Run run = FsTest::runAs(m_user, driver, {QStringLiteral("exec"), QStringLiteral("/bin/mkdir"), path(QStringLiteral("made"))},
+                                          {QStringLiteral("HOME=") + home(), QStringLiteral("TESSARY_ESCALATE=sudo -n"),
+                                           QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_dir.path()});
+    EXPECT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
+    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("made"))));
+    EXPECT_TRUE(log().contains(QStringLiteral("Not using the helper %1: others may change it").arg(planted))) << log().toStdString();
+}
+
 // Another account's tree, too deep for the walk or for the descriptors the
 // helper may open, ends the repair in a failure the program can report:
 // never a crash, never a success for a walk that stopped half-way.
