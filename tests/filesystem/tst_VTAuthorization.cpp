@@ -380,6 +380,30 @@ TEST_F(UserTest, ThePermissionRepairRunsInTheHelper)
     EXPECT_EQ(run.out.trimmed(), QByteArray::number(EPERM));
 }
 
+// The helper learns its requester from the escalation before it clears the
+// environment: the user's own home counts as the user's, another account's
+// does not.
+TEST_F(UserTest, TheHelperKnowsWhoAsks)
+{
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    const QString otherHome = path(QStringLiteral("other-home"));
+    const QString mine = VTPath::join(home(), QStringLiteral("Library/Plug-Ins/FxPlug/Mine.fxplug"));
+    const QString theirs = VTPath::join(otherHome, QStringLiteral("Library/Plug-Ins/FxPlug/Theirs.fxplug"));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(mine, QStringLiteral("file")), "x"));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(theirs, QStringLiteral("file")), "x"));
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, VTPath::join(home(), QStringLiteral("Library"))}).exitCode, 0);
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), other.name, otherHome}).exitCode, 0);
+    ASSERT_TRUE(FsTest::chmodPath(otherHome, 0755));
+
+    FsTest::Run run = drive({QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("go-rx"), mine});
+    EXPECT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
+    EXPECT_EQ(FsTest::statOf(VTPath::join(mine, QStringLiteral("file"))).st_mode & 07777, 0600u);
+    run = drive({QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("go-rx"), theirs});
+    EXPECT_EQ(run.out.trimmed(), QByteArray::number(EPERM)) << run.err.toStdString();
+    EXPECT_EQ(FsTest::statOf(VTPath::join(theirs, QStringLiteral("file"))).st_mode & 07777, 0644u);
+}
+
 TEST_F(UserTest, AHelperOthersCouldChangeIsPassedOver)
 {
     // The driver and a helper beside it in a folder anyone may write: the
