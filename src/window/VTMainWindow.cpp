@@ -2,6 +2,7 @@
 
 #include "AppController.h"
 #include "OutlineViewController.h"
+#include "VTAUValidationWindow.h"
 #include "VTCatalogueDelegate.h"
 #include "VTCatalogueModel.h"
 #include "VTFolderWatcher.h"
@@ -225,7 +226,8 @@ void VTMainWindow::createActions()
     a.buildInstaller = make(tr("Build Installer..."), C::BuildInstaller);
     a.print = make(tr("Print..."), C::Print, QKeySequence::Print);
     connect(a.print, &QAction::triggered, this, &VTMainWindow::printList);
-    for (QAction *placeholder : {a.crashTester, a.validateAudioUnits, a.buildInstaller})
+    connect(a.validateAudioUnits, &QAction::triggered, this, [this] { auValidationWindow().validateAU(); });
+    for (QAction *placeholder : {a.crashTester, a.buildInstaller})
         placeholder->setEnabled(false);
 
     a.exportList = new QAction(tr("Export..."), this);
@@ -489,6 +491,13 @@ QString VTMainWindow::exportListTo(QString path, bool csvChosen)
     m_ui.runAlert({tr("The plug-in list could not be exported."),
                    tr("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString()), {}, true});
     return QString();
+}
+
+VTAUValidationWindow &VTMainWindow::auValidationWindow()
+{
+    if (!m_auValidation)
+        m_auValidation = new VTAUValidationWindow(m_controller, this);
+    return *m_auValidation;
 }
 
 void VTMainWindow::printList()

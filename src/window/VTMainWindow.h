@@ -15,6 +15,7 @@ class QMenu;
 class QPrinter;
 class QProgressBar;
 class QTreeView;
+class VTAUValidationWindow;
 class VTCatalogueModel;
 class VTFolderWatcher;
 class VTWidgetInterface;
@@ -62,6 +63,8 @@ public:
     [[nodiscard]] QLabel *statisticsLine() const { return m_statistics; }
     [[nodiscard]] const Actions &actions() const { return m_actions; }
     [[nodiscard]] VTFolderWatcher &folderWatcher() const { return *m_watcher; }
+    // The Audio Unit validation window, made on first use.
+    VTAUValidationWindow &auValidationWindow();
 
     // Writes every plug-in record to `path` as JSON or CSV: the suffix
     // decides, else `csvChosen`, and the format's suffix is added. The path
@@ -109,6 +112,7 @@ private:
     VTFolderWatcher *m_watcher;
     std::unique_ptr<QPrinter> m_printer; // keeps the choices between prints
     int m_scrollToRestore = -1;
+    VTAUValidationWindow *m_auValidation = nullptr;
     Actions m_actions;
     bool m_isLoading = false;
     int m_busy = 0;

@@ -5,6 +5,7 @@
 #include "CatalogueTestSupport.h"
 
 #include "AppController.h"
+#include "VTAUValidationWindow.h"
 #include "VTMainThread.h"
 #include "VTFolderWatcher.h"
 #include "VTLocalPaths.h"
@@ -15,6 +16,8 @@
 #include "VTWidgetInterface.h"
 
 #include <QApplication>
+#include <QClipboard>
+#include <QTableView>
 #include <QHeaderView>
 #include <QJsonDocument>
 #include <QLineEdit>
@@ -366,6 +369,37 @@ TEST_F(MainWindowTest, PrintSheetPrintsTheListAndExportWritesTheChosenFormat)
     // A folder that does not exist: an alert, nothing written.
     answerNextAlertWith(QStringLiteral("OK"));
     EXPECT_TRUE(m_window->exportListTo(VTPath::join(m_env.path(), QStringLiteral("missing/list.csv")), false).isEmpty());
+}
+
+TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsTheSelection)
+{
+    m_window->actions().validateAudioUnits->trigger();
+    VTAUValidationWindow &validation = m_window->auValidationWindow();
+    EXPECT_TRUE(validation.isVisible());
+    const auto settled = [&] {
+        const auto &units = validation.model().units();
+        return !validation.running() && !units.empty()
+            && std::none_of(units.begin(), units.end(),
+                            [](const VTAudioUnitPtr &unit) { return unit->status() == QLatin1String("Validating..."); });
+    };
+    ASSERT_TRUE(waitUntil(settled));
+    QStringList statuses;
+    for (const VTAudioUnitPtr &unit : validation.model().units())
+        statuses.append(unit->status());
+    EXPECT_TRUE(statuses.contains(QStringLiteral("OK")) && statuses.contains(QStringLiteral("Fatal Error"))) << statuses.join(u',').toStdString();
+
+    VTAUInspectorWindow *inspector = validation.inspector();
+    for (const int row : {0, 1}) {
+        const VTAudioUnitPtr unit = validation.model().unitAt(row);
+        validation.table()->selectRow(row);
+        if (row == 0)
+            validation.auInspect(); // later rows: the open inspector follows
+        ASSERT_TRUE(waitUntil([&] { return !inspector->busy() && inspector->report().contains(unit->idCode()); }))
+            << inspector->report().toStdString();
+        EXPECT_EQ(inspector->windowTitle(), unit->title() + QStringLiteral(" - Inspector"));
+    }
+    inspector->copyButton()->click();
+    EXPECT_EQ(QApplication::clipboard()->text(), inspector->report());
 }
 
 int main(int argc, char **argv)
