@@ -165,7 +165,10 @@ VTMainWindow::VTMainWindow(AppController &controller, VTWidgetInterface &ui, QWi
         m_controller.reloadData();
     });
     connect(&m_controller, &AppController::reloadFinished, this, [this] {
-        m_watcher->setFolders(m_controller.shownFolders());
+        // The tree is read between reloads only; a reload already under
+        // way sets the folders when it ends.
+        if (!m_controller.outlineViewController().isReloading())
+            m_watcher->setFolders(m_controller.shownFolders());
         if (m_scrollToRestore >= 0)
             m_tree->verticalScrollBar()->setValue(std::exchange(m_scrollToRestore, -1));
     });
