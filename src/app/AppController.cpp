@@ -6,13 +6,18 @@
 #include "VTCatalogueView.h"
 #include "VTConsoleInterface.h"
 #include "VTGroupItem.h"
+#include "VTLocalPaths.h"
 #include "VTLog.h"
+#include "VTPath.h"
+#include "VTPluginFolders.h"
+#include "VTPluginItem.h"
 #include "VTMainThread.h"
 #include "VTOperationThreads.h"
 #include "VTOperations.h"
 #include "VTUserDefaults.h"
 
 #include <QCoreApplication>
+#include <QSet>
 
 std::unique_ptr<AppController> AppController::initWithoutGUI()
 {
@@ -122,6 +127,19 @@ void AppController::processPluginAtPath(const QString &path)
 QList<PluginPtr> AppController::allPlugins() const
 {
     return m_catalogue->allPlugins();
+}
+
+QStringList AppController::shownFolders() const
+{
+    const QString disabled = m_catalogue->disabledPath();
+    QSet<QString> folders;
+    for (const VTPluginFolders::Folder &folder : m_catalogue->pluginFolderDict()->folders()) {
+        folders.insert(folder.path);
+        folders.insert(VTLocalPaths::mirrorPath(disabled, folder.path));
+    }
+    for (const PluginPtr &plugin : m_catalogue->allPlugins())
+        folders.insert(VTPath::removeLastComponent(plugin->actualPath()));
+    return QStringList(folders.begin(), folders.end());
 }
 
 void AppController::refreshPluginStats()

@@ -66,6 +66,9 @@ public:
     // Classifies one path and adds it to the tree.
     void processPluginAtPath(const QString &path);
     [[nodiscard]] QList<PluginPtr> allPlugins() const;
+    // The folders the tree shows: every plug-in folder, its disabled mirror
+    // and each folder holding a plug-in. Main thread, between reloads.
+    [[nodiscard]] QStringList shownFolders() const;
     void refreshPluginStats();
     [[nodiscard]] static int countTotalItemsInArray(const QList<ItemPtr> &items, int stopAt = -1);
     [[nodiscard]] static int countTotalEnabledItemsInArray(const QList<ItemPtr> &items, int stopAt = -1);

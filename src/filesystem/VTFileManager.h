@@ -25,6 +25,9 @@ public:
     // fxplug, vst, vst3, framework, kext, avx, dpm, aaxplugin) or one that
     // holds Contents/Info.plist.
     [[nodiscard]] static bool isPackageAtPath(const QString &path);
+    // An extension (any case) that makes a folder a bundle: app, bundle,
+    // plugin, component, fxplug, vst, vst3, framework, kext, avx, dpm, aaxplugin.
+    [[nodiscard]] static bool isBundleExtension(const QString &extension);
 
     // The Trash. A missing item counts as trashed.
     static bool trashFile(const QString &path);

@@ -72,16 +72,21 @@ bool VTFileManager::isDirectoryAtPath(const QString &path)
     return !path.isEmpty() && ::stat(native(path).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-bool VTFileManager::isPackageAtPath(const QString &path)
+bool VTFileManager::isBundleExtension(const QString &extension)
 {
-    if (!isDirectoryAtPath(path))
-        return false;
     static const QSet<QString> bundleExtensions = {
         QStringLiteral("app"),       QStringLiteral("bundle"), QStringLiteral("plugin"), QStringLiteral("component"),
         QStringLiteral("fxplug"),    QStringLiteral("vst"),    QStringLiteral("vst3"),   QStringLiteral("framework"),
         QStringLiteral("kext"),      QStringLiteral("avx"),    QStringLiteral("dpm"),    QStringLiteral("aaxplugin"),
     };
-    if (bundleExtensions.contains(VTPath::extension(path).toLower()))
+    return bundleExtensions.contains(extension.toLower());
+}
+
+bool VTFileManager::isPackageAtPath(const QString &path)
+{
+    if (!isDirectoryAtPath(path))
+        return false;
+    if (isBundleExtension(VTPath::extension(path)))
         return true;
     return fileExistsAtPath(VTPath::join(path, QStringLiteral("Contents/Info.plist")));
 }

@@ -11,33 +11,59 @@
 
 #include <algorithm>
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
-void collect(const QString &folder, QStringList &found, QSet<QString> &seen)
+// Every folder below `folder` (opened as `fd`, which this takes over) that
+// holds a leftover of an interrupted move. One listing per folder; the
+// entries' types come from the listing, so plain files cost nothing. Links
+// are not followed and nothing is ever moved into a bundle, so neither is
+// entered.
+void collect(int fd, const QString &folder, QStringList &found, QSet<QString> &seen)
 {
     const QString clean = VTPath::normalize(folder);
-    if (seen.contains(clean))
+    if (fd < 0 || seen.contains(clean)) {
+        if (fd >= 0)
+            ::close(fd);
         return;
+    }
     seen.insert(clean);
-    VTSafeFs::Fd fd(VTSafeFs::openFolder(VTPath::toNative(clean).toStdString(), false));
-    if (!fd.valid())
+    DIR *dir = ::fdopendir(fd);
+    if (!dir) {
+        ::close(fd);
         return;
+    }
     bool hasLeftovers = false;
-    for (const std::string &name : VTSafeFs::listFolder(fd.get())) {
+    std::vector<std::string> folders;
+    while (const dirent *entry = ::readdir(dir)) {
+        const std::string name = entry->d_name;
+        if (name == "." || name == "..")
+            continue;
         if (VTTreeCopy::isTemporaryName(name)) {
             hasLeftovers = true;
             continue;
         }
-        struct stat st {};
-        if (VTSafeFs::statAt(fd.get(), name, st) != 0 || !S_ISDIR(st.st_mode))
+        unsigned char type = entry->d_type;
+        if (type == DT_UNKNOWN) {
+            struct stat st {};
+            type = VTSafeFs::statAt(::dirfd(dir), name, st) == 0 && S_ISDIR(st.st_mode) ? DT_DIR : DT_REG;
+        }
+        if (type != DT_DIR || VTFileManager::isBundleExtension(VTPath::extension(QString::fromUtf8(name))))
             continue;
-        const QString child = VTPath::join(clean, VTPath::fromNative(QByteArray::fromStdString(name)));
-        // Nothing is ever moved into a bundle.
-        if (!VTFileManager::isPackageAtPath(child))
-            collect(child, found, seen);
+        struct stat info {};
+        if (::fstatat(::dirfd(dir), (name + "/Contents/Info.plist").c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0)
+            continue; // a bundle without a bundle extension
+        folders.push_back(name);
     }
+    for (const std::string &name : folders) {
+        const int child = ::openat(::dirfd(dir), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        collect(child, VTPath::join(clean, VTPath::fromNative(QByteArray::fromStdString(name))), found, seen);
+    }
+    ::closedir(dir);
     if (hasLeftovers)
         found.append(clean);
 }
@@ -49,7 +75,7 @@ QStringList VTMoveRecovery::foldersWithLeftovers(const QStringList &roots)
     QStringList found;
     QSet<QString> seen;
     for (const QString &root : roots)
-        collect(root, found, seen);
+        collect(VTSafeFs::openFolder(VTPath::toNative(VTPath::normalize(root)).toStdString(), false), root, found, seen);
     return found;
 }
 

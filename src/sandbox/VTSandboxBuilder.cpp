@@ -500,6 +500,18 @@ QString VTSandboxBuilder::addSystemVersion(const QString &productVersion)
     return path;
 }
 
+QString VTSandboxBuilder::addAudioUnitValidator(const QStringList &listing, const QStringList &statuses)
+{
+    const QString folder = VTPath::join(root(), QStringLiteral("usr/bin"));
+    const QString tool = VTPath::join(folder, QStringLiteral("auval"));
+    QFile script(QStringLiteral(":/sandbox/auval-standin.sh"));
+    if (!m_files.makePath(folder) || !script.open(QIODevice::ReadOnly) || !m_files.writeFile(tool, script.readAll(), 0755)
+        || !m_files.writeFile(VTPath::join(folder, QStringLiteral("auval-listing.txt")), listing.join(u'\n').toUtf8())
+        || !m_files.writeFile(VTPath::join(folder, QStringLiteral("auval-status.txt")), statuses.join(u'\n').toUtf8() + '\n'))
+        return fail(m_files.lastError().isEmpty() ? QStringLiteral("the stand-in validator could not be written") : m_files.lastError());
+    return tool;
+}
+
 QString VTSandboxBuilder::addFinalCutExpress()
 {
     if (m_manifest.countOfKind(FxScript) > 0)

@@ -91,6 +91,11 @@ public:
     // system's version ("10.14.6").
     QString addSystemVersion(const QString &productVersion);
 
+    // usr/bin/auval: the stand-in Audio Unit validator, which lists
+    // `listing` for "-a" and answers "-v TYPE SUB MANU" with the exit status
+    // of the matching "TYPE SUB MANU STATUS" line of `statuses` (else 0).
+    QString addAudioUnitValidator(const QStringList &listing, const QStringList &statuses);
+
     // Makes every kind's folder in both trees where it is missing.
     void createAllFolders();
     // Slice alignment of universal executables as a power of two (default 12).

@@ -154,6 +154,17 @@ void demo(VTSandboxBuilder &b)
     b.addMotionTemplate(CurrentUser, str("Titles"), str("My Title"), motion(str("Mine")));
     b.addMotionTemplate(CurrentUser, str("Effects"), str("Retro"), motion());
     b.disable(b.folder(MotionTemplate, CurrentUser) + str("/Effects.localized/Retro"));
+
+    // The validator's own listing (banner, units, closing line) with mixed
+    // outcomes; the system's DLS synthesizer is never validated.
+    b.addAudioUnitValidator(
+        {QString(), str("    * * * * * * * * * * * * * * * * * *"), str("     AU Validation Tool"), str("     Version: 1.8.0"),
+         str("    * * * * * * * * * * * * * * * * * *"), QString(), str("    Audio Units:"), str("    ----------"), QString(),
+         str("aufx Cm64 Vtrl - Vantorel: Compressor 64"), str("aufx Rvrb Vtrl - Vantorel: Reverb Room"),
+         str("aufx Chrs Glss - Glass Audio: G5 Chorus"), str("aufx Tape Glss - Glass Audio: Tape Echo"),
+         str("aufx Dlay Olds - Old Sound: Old Delay"), str("aumu dls  appl - Apple: DLSMusicDevice"),
+         str("aumu Drum Beat - Beat Works: Drum Machine"), str("* * PASS")},
+        {str("aufx Chrs Glss 2"), str("aufx Dlay Olds 4"), str("aumu Drum Beat 3")});
 }
 
 void scaled(VTSandboxBuilder &b, int count, quint32 seed)

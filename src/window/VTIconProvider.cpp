@@ -166,4 +166,20 @@ QIcon commandIcon(Command command)
     return standard(QStyle::SP_FileIcon);
 }
 
+QIcon validationStatusIcon(const QString &status)
+{
+    if (status == QLatin1String("OK"))
+        return themed(QStringLiteral("status-ok"), names({"emblem-ok-symbolic", "emblem-default", "dialog-ok"}),
+                      [] { return standard(QStyle::SP_DialogApplyButton); });
+    if (status == QLatin1String("Validating..."))
+        return QIcon();
+    static const QStringList failures = {QStringLiteral("General Error"), QStringLiteral("Fatal Error"),
+                                         QStringLiteral("Unauthorized"), QStringLiteral("Failed")};
+    if (failures.contains(status))
+        return themed(QStringLiteral("status-error"), names({"dialog-error", "emblem-error"}),
+                      [] { return standard(QStyle::SP_MessageBoxCritical); });
+    return themed(QStringLiteral("status-warning"), names({"dialog-warning", "emblem-important"}),
+                  [] { return standard(QStyle::SP_MessageBoxWarning); });
+}
+
 } // namespace VTIconProvider

@@ -30,5 +30,8 @@ enum class Command {
 // The access column: 0 all users, 1 current user, anything else mixed.
 [[nodiscard]] QIcon accessIcon(qint64 access);
 [[nodiscard]] QIcon commandIcon(Command command);
+// An Audio Unit validation status: a tick for "OK", none while validating,
+// an error sign for the failures, a warning for anything else ("Unknown").
+[[nodiscard]] QIcon validationStatusIcon(const QString &status);
 
 } // namespace VTIconProvider

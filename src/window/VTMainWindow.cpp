@@ -2,14 +2,18 @@
 
 #include "AppController.h"
 #include "OutlineViewController.h"
+#include "VTAUValidationWindow.h"
 #include "VTCatalogueDelegate.h"
 #include "VTCatalogueModel.h"
+#include "VTFolderWatcher.h"
 #include "VTGroupItem.h"
 #include "VTIconProvider.h"
 #include "VTInstallRequests.h"
 #include "VTPluginExport.h"
 #include "VTPluginItem.h"
 #include "VTPluginKind.h"
+#include "VTPrint.h"
+#include "VTTreeModel.h"
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
 
@@ -25,7 +29,10 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPrintDialog>
+#include <QPrinter>
 #include <QProgressBar>
+#include <QScrollBar>
 #include <QSaveFile>
 #include <QStatusBar>
 #include <QToolBar>
@@ -58,12 +65,13 @@ VTMainWindow::VTMainWindow(AppController &controller, VTWidgetInterface &ui, QWi
     : QMainWindow(parent)
     , m_controller(controller)
     , m_ui(ui)
-    , m_model(new VTCatalogueModel(controller.outlineViewController(), this))
+    , m_model(new VTTreeModel(controller, this))
     , m_tree(new QTreeView(this))
     , m_search(new QLineEdit(this))
     , m_filter(new QComboBox(this))
     , m_statistics(new QLabel(this))
     , m_loading(new QProgressBar(this))
+    , m_watcher(new VTFolderWatcher(std::chrono::milliseconds(800), this))
 {
     setWindowTitle(QStringLiteral("Tessary"));
     setWindowIcon(VTIconProvider::kindIcon(VTPluginKind::FxPlug));
@@ -79,6 +87,12 @@ VTMainWindow::VTMainWindow(AppController &controller, VTWidgetInterface &ui, QWi
     m_tree->setAlternatingRowColors(true);
     m_tree->setContextMenuPolicy(Qt::CustomContextMenu);
     m_tree->setIconSize(QSize(20, 20));
+    // Groups are renamed in place (F2 or a click on a selected name); rows are
+    // dragged between groups, and files dropped from a file manager install.
+    m_tree->setEditTriggers(QAbstractItemView::EditKeyPressed | QAbstractItemView::SelectedClicked);
+    m_tree->setDragDropMode(QAbstractItemView::DragDrop);
+    m_tree->setDefaultDropAction(Qt::MoveAction);
+    m_tree->setDropIndicatorShown(true);
     QHeaderView *header = m_tree->header();
     header->setSectionsClickable(true);
     header->setSortIndicatorShown(false);
@@ -142,6 +156,22 @@ VTMainWindow::VTMainWindow(AppController &controller, VTWidgetInterface &ui, QWi
     m_controller.setWindowSteps({[this] { enableAndConfigureButtons(); },
                                  [this] { m_actions.enableDisable->setEnabled(false); }});
     m_controller.setCatalogueView(this);
+
+    // Changes made outside the program: a quiet moment after them, the tree
+    // is reloaded where the user left it (expansion and selection are kept
+    // by every reload; the scroll position by this one).
+    connect(m_watcher, &VTFolderWatcher::foldersChanged, this, [this] {
+        m_scrollToRestore = m_tree->verticalScrollBar()->value();
+        m_controller.reloadData();
+    });
+    connect(&m_controller, &AppController::reloadFinished, this, [this] {
+        // The tree is read between reloads only; a reload already under
+        // way sets the folders when it ends.
+        if (!m_controller.outlineViewController().isReloading())
+            m_watcher->setFolders(m_controller.shownFolders());
+        if (m_scrollToRestore >= 0)
+            m_tree->verticalScrollBar()->setValue(std::exchange(m_scrollToRestore, -1));
+    });
     enableAndConfigureButtons();
 }
 
@@ -198,7 +228,9 @@ void VTMainWindow::createActions()
     a.validateAudioUnits = make(tr("Validate Audio Units..."), C::Validate);
     a.buildInstaller = make(tr("Build Installer..."), C::BuildInstaller);
     a.print = make(tr("Print..."), C::Print, QKeySequence::Print);
-    for (QAction *placeholder : {a.crashTester, a.validateAudioUnits, a.buildInstaller, a.print})
+    connect(a.print, &QAction::triggered, this, &VTMainWindow::printList);
+    connect(a.validateAudioUnits, &QAction::triggered, this, [this] { auValidationWindow().validateAU(); });
+    for (QAction *placeholder : {a.crashTester, a.buildInstaller})
         placeholder->setEnabled(false);
 
     a.exportList = new QAction(tr("Export..."), this);
@@ -291,6 +323,7 @@ void VTMainWindow::enableAndConfigureButtons()
     a.remove->setEnabled(any);
     a.addGroup->setEnabled(idle && selection.size() <= 1);
     a.showInFileManager->setEnabled(selection.size() == 1 && selection.first()->isPlugin());
+    a.print->setEnabled(idle);
     for (QAction *action : {a.deleteAllDisabled, a.install, a.reload, a.select32BitOnly, a.select64BitOnly,
                             a.selectPPCOnly, a.selectIntelOnly})
         action->setEnabled(idle);
@@ -371,6 +404,7 @@ void VTMainWindow::setCatalogueLoading(bool loading)
     m_search->setEnabled(!loading);
     m_filter->setEnabled(!loading);
     m_tree->setEnabled(!loading);
+    m_watcher->setDeferred(loading);
     m_loading->setVisible(loading || m_busy > 0);
     enableAndConfigureButtons();
 }
@@ -378,6 +412,7 @@ void VTMainWindow::setCatalogueLoading(bool loading)
 void VTMainWindow::setBusy(bool busy)
 {
     m_busy = std::max(0, m_busy + (busy ? 1 : -1));
+    m_watcher->setSuspended(m_busy > 0);
     m_loading->setVisible(m_isLoading || m_busy > 0);
 }
 
@@ -415,8 +450,13 @@ void VTMainWindow::addGroup()
 {
     const QList<ItemPtr> selection = selectedItems();
     const GroupPtr group = m_controller.addGroup(selection.isEmpty() ? ItemPtr() : selection.first());
-    if (group)
-        selectItems({group});
+    if (!group)
+        return;
+    selectItems({group});
+    // The new group's name is ready to be typed over.
+    const QModelIndex name = m_model->indexForItem(group.get());
+    if (name.isValid())
+        m_tree->edit(name);
 }
 
 void VTMainWindow::install()
@@ -431,13 +471,17 @@ void VTMainWindow::exportList()
     const QString jsonFilter = tr("JSON (*.json)");
     const QString csvFilter = tr("CSV (*.csv)");
     QString chosenFilter;
-    QString path = QFileDialog::getSaveFileName(this, tr("Export Plug-in List"), QString(),
-                                                jsonFilter + QStringLiteral(";;") + csvFilter, &chosenFilter);
-    if (path.isEmpty())
-        return;
-    // The suffix decides; without one, the chosen filter does and lends its suffix.
+    const QString path = QFileDialog::getSaveFileName(this, tr("Export Plug-in List"), QString(),
+                                                      jsonFilter + QStringLiteral(";;") + csvFilter, &chosenFilter);
+    if (!path.isEmpty())
+        (void)exportListTo(path, chosenFilter == csvFilter);
+}
+
+QString VTMainWindow::exportListTo(QString path, bool csvChosen)
+{
+    // The suffix decides; without one, the chosen format does and lends its suffix.
     const QString suffix = QFileInfo(path).suffix().toLower();
-    const bool csv = suffix == QLatin1String("csv") || (suffix != QLatin1String("json") && chosenFilter == csvFilter);
+    const bool csv = suffix == QLatin1String("csv") || (suffix != QLatin1String("json") && csvChosen);
     if (suffix != QLatin1String("csv") && suffix != QLatin1String("json"))
         path += csv ? QStringLiteral(".csv") : QStringLiteral(".json");
 
@@ -445,9 +489,37 @@ void VTMainWindow::exportList()
     QSaveFile file(path);
     if (file.open(QIODevice::WriteOnly))
         file.write(csv ? VTPluginExport::csv(plugins) : VTPluginExport::json(plugins));
-    if (!file.commit())
-        m_ui.runAlert({tr("The plug-in list could not be exported."),
-                       tr("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString()), {}, true});
+    if (file.commit())
+        return path;
+    m_ui.runAlert({tr("The plug-in list could not be exported."),
+                   tr("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString()), {}, true});
+    return QString();
+}
+
+VTAUValidationWindow &VTMainWindow::auValidationWindow()
+{
+    if (!m_auValidation)
+        m_auValidation = new VTAUValidationWindow(m_controller, this);
+    return *m_auValidation;
+}
+
+void VTMainWindow::printList()
+{
+    if (!m_printer)
+        m_printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
+    const QString jobTitle = QString::fromLatin1(VTPrint::PluginListJobTitle);
+    m_printer->setDocName(jobTitle);
+    auto *dialog = new QPrintDialog(m_printer.get(), this);
+    dialog->setWindowTitle(tr("Print Plug-in List"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowModality(Qt::WindowModal);
+    connect(dialog, &QDialog::accepted, this, [this, jobTitle] {
+        const QString html = VTPrint::generateHTMLForPrinting(m_controller.allPlugins());
+        if (!VTPrint::shared().printHTMLString(html, jobTitle, *m_printer))
+            m_ui.runAlert({tr("The plug-in list could not be printed."),
+                           tr("The printer %1 could not be used.").arg(m_printer->printerName()), {}, true});
+    });
+    dialog->open();
 }
 
 void VTMainWindow::showInFileManager()

@@ -4,15 +4,20 @@
 
 #include <QMainWindow>
 
+#include <memory>
+
 class AppController;
 class QAction;
 class QComboBox;
 class QLabel;
 class QLineEdit;
 class QMenu;
+class QPrinter;
 class QProgressBar;
 class QTreeView;
+class VTAUValidationWindow;
 class VTCatalogueModel;
+class VTFolderWatcher;
 class VTWidgetInterface;
 
 // The main window: the catalogue tree with its five columns, the toolbar,
@@ -57,6 +62,14 @@ public:
     [[nodiscard]] QComboBox *filterPopUp() const { return m_filter; }
     [[nodiscard]] QLabel *statisticsLine() const { return m_statistics; }
     [[nodiscard]] const Actions &actions() const { return m_actions; }
+    [[nodiscard]] VTFolderWatcher &folderWatcher() const { return *m_watcher; }
+    // The Audio Unit validation window, made on first use.
+    VTAUValidationWindow &auValidationWindow();
+
+    // Writes every plug-in record to `path` as JSON or CSV: the suffix
+    // decides, else `csvChosen`, and the format's suffix is added. The path
+    // written, or empty after a window-modal alert saying why not.
+    QString exportListTo(QString path, bool csvChosen);
 
     // Which commands the selection allows, and the toggles' labels; the one
     // place where that is decided.
@@ -83,6 +96,8 @@ private:
     void addGroup();
     void install();
     void exportList();
+    // The print sheet; the plug-in list goes to the printer or PDF chosen.
+    void printList();
     void showInFileManager();
 
     AppController &m_controller;
@@ -94,6 +109,10 @@ private:
     QLabel *m_statistics;
     QProgressBar *m_loading;
     QMenu *m_contextMenu = nullptr;
+    VTFolderWatcher *m_watcher;
+    std::unique_ptr<QPrinter> m_printer; // keeps the choices between prints
+    int m_scrollToRestore = -1;
+    VTAUValidationWindow *m_auValidation = nullptr;
     Actions m_actions;
     bool m_isLoading = false;
     int m_busy = 0;

@@ -39,6 +39,8 @@ void VTProgressSheet::begin()
 
 void VTProgressSheet::setIndeterminate()
 {
+    m_maximum = 0;
+    m_value = 0;
     m_bar->setRange(0, 0);
 }
 
@@ -52,7 +54,8 @@ void VTProgressSheet::setDeterminate(qint64 maximum)
 
 void VTProgressSheet::increment()
 {
-    if (m_bar->maximum() == 0)
+    // A step counted before any maximum was set (or while busy) shows nothing.
+    if (m_maximum == 0)
         return;
     m_value = std::min(m_value + 1, m_maximum);
     m_bar->setValue(int(m_value * m_bar->maximum() / m_maximum));

@@ -1,6 +1,7 @@
 #include "VTWindowApplication.h"
 
 #include "AppController.h"
+#include "VTAUValidationWindow.h"
 #include "VTLog.h"
 #include "VTMainThread.h"
 #include "VTMainWindow.h"
@@ -13,6 +14,7 @@
 #include <QDir>
 #include <QLineEdit>
 #include <QTimer>
+#include <QTableView>
 #include <QTreeView>
 
 #include <cstdio>
@@ -24,25 +26,26 @@
 namespace {
 
 // With TESSARY_SCREENSHOTS=DIR the window photographs itself after the first
-// reload (tree expanded, a search, the progress sheet, an alert sheet),
+// reload (tree expanded, a search, the progress sheet, an alert sheet, the
+// Audio Unit validation window and its inspector),
 // saves the PNG files into DIR and quits: scripts/screenshots.sh uses it.
 void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetInterface &ui, const QString &folder)
 {
     QDir().mkpath(folder);
-    const auto save = [&window, folder](const QString &name) {
+    const auto saveWindow = [folder](QWidget &shown, const QString &name) {
         QApplication::processEvents();
         // The whole screen, so that window-modal dialogs are in the picture.
-        const QPixmap shot = window.screen()->grabWindow(0, window.x(), window.y(),
-                                                         window.frameGeometry().width(),
-                                                         window.frameGeometry().height());
+        const QPixmap shot = shown.screen()->grabWindow(0, shown.x(), shown.y(), shown.frameGeometry().width(),
+                                                        shown.frameGeometry().height());
         shot.save(folder + QLatin1Char('/') + name);
     };
+    const auto save = [&window, saveWindow](const QString &name) { saveWindow(window, name); };
     window.tree()->expandAll();
-    QTimer::singleShot(400, &window, [&, save] {
+    QTimer::singleShot(400, &window, [&, save, saveWindow] {
         save(QStringLiteral("main-window.png"));
         window.searchField()->setText(qEnvironmentVariable("TESSARY_SCREENSHOT_SEARCH", QStringLiteral("color")));
         window.tree()->expandAll();
-        QTimer::singleShot(400, &window, [&, save] {
+        QTimer::singleShot(400, &window, [&, save, saveWindow] {
             save(QStringLiteral("search.png"));
             window.searchField()->clear();
             ui.showProgressSheet();
@@ -50,7 +53,7 @@ void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetIn
             ui.updateProgressText(QStringLiteral("Moving files..."));
             for (int i = 0; i < 5; ++i)
                 ui.incrementProgress();
-            QTimer::singleShot(600, &window, [&, save] {
+            QTimer::singleShot(600, &window, [&, save, saveWindow] {
                 save(QStringLiteral("progress-sheet.png"));
                 ui.endProgressSheet();
                 QTimer::singleShot(600, &window, [save] {
@@ -64,7 +67,31 @@ void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetIn
                              QStringLiteral("The plug-in is moved to the Trash."),
                              {QStringLiteral("Remove"), QStringLiteral("Cancel")}, true});
                 (void)controller;
-                QApplication::quit();
+                // The validation window once every unit has its status,
+                // then the inspector of the first unit.
+                VTAUValidationWindow &validation = window.auValidationWindow();
+                validation.move(window.x() + 60, window.y() + 60);
+                validation.validateAU();
+                auto *poll = new QTimer(&window);
+                QObject::connect(poll, &QTimer::timeout, &window, [&validation, saveWindow, poll] {
+                    const auto &units = validation.model().units();
+                    const bool done = !validation.running() && !units.empty()
+                        && std::none_of(units.begin(), units.end(), [](const VTAudioUnitPtr &unit) {
+                               return unit->status() == QLatin1String("Validating...");
+                           });
+                    VTAUInspectorWindow *inspector = validation.inspector();
+                    if (done && !inspector->isVisible()) {
+                        saveWindow(validation, QStringLiteral("au-validation.png"));
+                        validation.table()->selectRow(0);
+                        inspector->move(validation.x() + 80, validation.y() + 80);
+                        validation.auInspect();
+                    } else if (inspector->isVisible() && !inspector->busy() && !inspector->report().isEmpty()) {
+                        poll->stop();
+                        saveWindow(*inspector, QStringLiteral("au-inspector.png"));
+                        QApplication::quit();
+                    }
+                });
+                poll->start(200);
             });
         });
     });

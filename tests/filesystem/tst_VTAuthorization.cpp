@@ -19,6 +19,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <sys/resource.h>
 
 using namespace std::chrono_literals;
 
@@ -377,6 +378,90 @@ TEST_F(UserTest, ThePermissionRepairRunsInTheHelper)
     // Tools outside the list are refused by the helper itself.
     run = drive({QStringLiteral("exec"), QStringLiteral("/bin/ls"), vendor});
     EXPECT_EQ(run.out.trimmed(), QByteArray::number(EPERM));
+}
+
+// The helper learns its requester from the escalation before it clears the
+// environment: the user's own home counts as the user's, another account's
+// does not.
+TEST_F(UserTest, TheHelperKnowsWhoAsks)
+{
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    const QString otherHome = path(QStringLiteral("other-home"));
+    const QString mine = VTPath::join(home(), QStringLiteral("Library/Plug-Ins/FxPlug/Mine.fxplug"));
+    const QString theirs = VTPath::join(otherHome, QStringLiteral("Library/Plug-Ins/FxPlug/Theirs.fxplug"));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(mine, QStringLiteral("file")), "x"));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(theirs, QStringLiteral("file")), "x"));
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, VTPath::join(home(), QStringLiteral("Library"))}).exitCode, 0);
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), other.name, otherHome}).exitCode, 0);
+    ASSERT_TRUE(FsTest::chmodPath(otherHome, 0755));
+
+    FsTest::Run run = drive({QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("go-rx"), mine});
+    EXPECT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
+    EXPECT_EQ(FsTest::statOf(VTPath::join(mine, QStringLiteral("file"))).st_mode & 07777, 0600u);
+    run = drive({QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("go-rx"), theirs});
+    EXPECT_EQ(run.out.trimmed(), QByteArray::number(EPERM)) << run.err.toStdString();
+    EXPECT_EQ(FsTest::statOf(VTPath::join(theirs, QStringLiteral("file"))).st_mode & 07777, 0644u);
+}
+
+TEST_F(UserTest, AHelperOthersCouldChangeIsPassedOver)
+{
+    // The driver and a helper beside it in a folder anyone may write: the
+    // program passes that helper over and starts the trusted one.
+    const QString folder = path(QStringLiteral("open-bin"));
+    ASSERT_TRUE(QDir().mkpath(folder));
+    const QString driver = VTPath::join(folder, QFileInfo(FsTest::driverPath()).fileName());
+    const QString planted = VTPath::join(folder, QStringLiteral("tessary-helper"));
+    ASSERT_TRUE(QFile::copy(FsTest::driverPath(), driver));
+    ASSERT_TRUE(QFile::copy(FsTest::helperPath(), planted));
+    ASSERT_TRUE(FsTest::chmodPath(folder, 0777));
+    const FsTest::Run run = FsTest::runAs(m_user, driver, {QStringLiteral("exec"), QStringLiteral("/bin/mkdir"), path(QStringLiteral("made"))},
+                                          {QStringLiteral("HOME=") + home(), QStringLiteral("TESSARY_ESCALATE=sudo -n"),
+                                           QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_dir.path()});
+    EXPECT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
+    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("made"))));
+    EXPECT_TRUE(log().contains(QStringLiteral("Not using the helper %1: others may change it").arg(planted))) << log().toStdString();
+}
+
+// Another account's tree, too deep for the walk or for the descriptors the
+// helper may open, ends the repair in a failure the program can report:
+// never a crash, never a success for a walk that stopped half-way.
+TEST_F(UserTest, ARepairOverAnotherAccountsDeepTreeFailsInsteadOfCrashingOrPretending)
+{
+    const FsTest::User planter = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(planter.valid());
+    const QString vendor = path(QStringLiteral("Library/Application Support/Vantorel"));
+    auto plant = [&](const QString &name, int depth) {
+        const QString top = VTPath::join(vendor, name);
+        QString deepest = top;
+        for (int i = 0; i < depth; ++i)
+            deepest += QStringLiteral("/d");
+        EXPECT_TRUE(QDir().mkpath(deepest));
+        EXPECT_TRUE(FsTest::writeFile(VTPath::join(deepest, QStringLiteral("file")), "x"));
+        EXPECT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), planter.name, top}).exitCode, 0);
+        return deepest;
+    };
+    const QString tooDeep = plant(QStringLiteral("tooDeep"), 300);
+    for (const QStringList &repair : {QStringList{QStringLiteral("/usr/sbin/chown"), QStringLiteral("-R"), m_user.name},
+                                      QStringList{QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("a+rw")}}) {
+        const FsTest::Run run = drive(QStringList{QStringLiteral("exec")} + repair + QStringList{VTPath::join(vendor, QStringLiteral("tooDeep"))});
+        EXPECT_EQ(run.out.trimmed(), QByteArray::number(ELOOP)) << run.err.toStdString();
+    }
+    EXPECT_EQ(FsTest::statOf(VTPath::join(tooDeep, QStringLiteral("file"))).st_uid, planter.uid);
+
+    // Within the depth limit but beyond the helper's descriptors: the
+    // escalation keeps the caller's limit, so the walk runs out part-way.
+    const QString deep = plant(QStringLiteral("deep"), 200);
+    struct rlimit saved {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    struct rlimit low = saved;
+    low.rlim_cur = 64;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    const FsTest::Run run = drive({QStringLiteral("exec"), QStringLiteral("/usr/sbin/chown"), QStringLiteral("-R"), m_user.name,
+                                   VTPath::join(vendor, QStringLiteral("deep"))});
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &saved), 0);
+    EXPECT_EQ(run.out.trimmed(), QByteArray::number(EMFILE)) << run.err.toStdString();
+    EXPECT_EQ(FsTest::statOf(VTPath::join(deep, QStringLiteral("file"))).st_uid, planter.uid);
 }
 
 TEST_F(UserTest, TheHelperEndsWithTheProgram)

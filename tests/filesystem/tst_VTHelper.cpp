@@ -37,7 +37,8 @@ protected:
     }
 
     int exec(const QString &tool, const QStringList &arguments) { return m_client.execute(QStringList{tool} + arguments, true); }
-    QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
+    // Inside a Library folder, where recursive actions are allowed.
+    QString path(const QString &relative) const { return VTPath::join(m_dir.path(), QStringLiteral("Library/Tests/") + relative); }
 
     QTemporaryDir m_dir;
     VTHelperClient m_client;
@@ -164,6 +165,25 @@ TEST_F(HelperTest, RefusesEverythingOutsideTheAllowList)
     EXPECT_EQ(exec(Mv, {path(QStringLiteral("x/../f")), path(QStringLiteral("g"))}), EINVAL);
     EXPECT_EQ(exec(Rm, {QStringLiteral("-Rf"), QStringLiteral("/nonexistent-top-level")}), EINVAL);
     EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), QStringLiteral("/nonexistent-top-level")}), EINVAL);
+    // Recursive actions only below a Library folder or in a Trash, whose
+    // owner is root or the requester and which nobody else can write.
+    const QString outside = VTPath::join(m_dir.path(), QStringLiteral("etc/conf"));
+    const QString openLibrary = VTPath::join(m_dir.path(), QStringLiteral("open/Library/Tests/tree"));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(outside, QStringLiteral("file")), "keep"));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(openLibrary, QStringLiteral("file")), "keep"));
+    ASSERT_EQ(::chmod(VTPath::toNative(VTPath::join(m_dir.path(), QStringLiteral("open"))).constData(), 0777), 0);
+    for (const QString &tree : {outside, openLibrary}) {
+        SCOPED_TRACE(tree.toStdString());
+        EXPECT_EQ(exec(Rm, {QStringLiteral("-Rf"), tree}), EPERM);
+        EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), tree}), EPERM);
+        EXPECT_EQ(exec(Chown, {QStringLiteral("-R"), QStringLiteral("nobody"), tree}), EPERM);
+        EXPECT_EQ(FsTest::readFile(VTPath::join(tree, QStringLiteral("file"))), "keep");
+        EXPECT_EQ(FsTest::statOf(VTPath::join(tree, QStringLiteral("file"))).st_uid, 0u);
+    }
+    const QString trashed = VTPath::join(m_dir.path(), QStringLiteral(".local/share/Trash/files/old"));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(trashed, QStringLiteral("file")), "x"));
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rf"), trashed}), 0);
+    EXPECT_FALSE(FsTest::exists(trashed));
     EXPECT_EQ(exec(Chmod, {QStringLiteral("u+s"), f}), EINVAL);
     EXPECT_EQ(exec(Chmod, {QStringLiteral("4755"), f}), EINVAL);
     EXPECT_EQ(exec(Chown, {QStringLiteral("no-such-user-here"), f}), EINVAL);

@@ -1,22 +1,38 @@
-// The main window on the demo sandbox: the status check box moves files, a
-// header click sorts and is remembered, alerts are window-modal sheets.
+// The main window on the demo sandbox, driven as a person does: the status
+// check box, header clicks, search, renaming, drags and file drops, the
+// progress sheet's Cancel, the watched folders, print and export.
 
 #include "CatalogueTestSupport.h"
 
 #include "AppController.h"
+#include "VTAUValidationWindow.h"
 #include "VTMainThread.h"
+#include "VTFolderWatcher.h"
+#include "VTLocalPaths.h"
 #include "VTMainWindow.h"
+#include "VTProgressSheet.h"
+#include "VTTestProcess.h"
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
 
 #include <QApplication>
+#include <QClipboard>
+#include <QTableView>
 #include <QHeaderView>
+#include <QJsonDocument>
+#include <QLineEdit>
+#include <QMimeData>
+#include <QPrintDialog>
+#include <QPrinter>
+#include <QProgressBar>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTest>
 #include <QTimer>
 #include <QTreeView>
+#include <QUrl>
 
 #include <future>
 
@@ -67,6 +83,40 @@ protected:
             QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
         return done();
     }
+
+    // Answers the next alert sheet with the button titled `title`, from a
+    // timer inside the sheet's own event loop.
+    void answerNextAlertWith(const QString &title)
+    {
+        auto *answerer = new QTimer(m_window.get());
+        answerer->setInterval(20);
+        QObject::connect(answerer, &QTimer::timeout, answerer, [answerer, title] {
+            for (QWidget *widget : QApplication::topLevelWidgets()) {
+                auto *box = qobject_cast<QMessageBox *>(widget);
+                if (!box || !box->isVisible())
+                    continue;
+                for (QAbstractButton *button : box->buttons()) {
+                    if (button->text() == title) {
+                        answerer->deleteLater();
+                        answerer->stop();
+                        button->click();
+                        return;
+                    }
+                }
+            }
+        });
+        answerer->start();
+    }
+
+    // The plug-in record of that name; none while a reload (the watcher's,
+    // say) builds the tree, which only this thread may read between reloads.
+    PluginPtr plugin(const QString &fileName, qint64 enabled = -1)
+    {
+        if (reloading())
+            return nullptr;
+        return pluginNamed(m_controller->outlineViewController().allPlugins(), fileName, enabled);
+    }
+    bool reloading() const { return m_controller->outlineViewController().isReloading(); }
 
     VTWidgetInterface *m_ui = nullptr;
     std::unique_ptr<AppController> m_controller;
@@ -171,6 +221,190 @@ TEST_F(MainWindowTest, AnAlertFromAWorkerIsAWindowModalSheet)
     EXPECT_EQ(parent, m_window.get());
     titles.sort();
     EXPECT_EQ(titles, (QStringList{QStringLiteral("Cancel"), QStringLiteral("Keep Both"), QStringLiteral("Replace")}));
+}
+
+TEST_F(MainWindowTest, SearchKeepsTheGroupOfAMatchAndRenamingInPlaceRenamesTheFolder)
+{
+    VTCatalogueModel &model = m_window->model();
+    m_window->searchField()->setText(QStringLiteral("warp"));
+    OutlineViewController &tree = m_controller->outlineViewController();
+    const GroupPtr color = tree.groupMatchingSubdir(QStringLiteral("Color"));
+    ASSERT_TRUE(color);
+    const QModelIndex group = model.indexForItem(color.get());
+    ASSERT_TRUE(group.isValid()) << "the group of a match stays";
+    QStringList shown;
+    for (int row = 0; row < model.rowCount(group); ++row)
+        shown.append(model.index(row, VTCatalogueModel::ColName, group).data().toString());
+    EXPECT_EQ(shown, QStringList{QStringLiteral("Color Warp")});
+    EXPECT_FALSE(model.indexForItem(plugin(QStringLiteral("Gaussian Blur.fxplug")).get()).isValid());
+    m_window->searchField()->clear();
+
+    // F2 on the group's name, a new name, Return: its folder is renamed.
+    const GroupPtr renamedGroup = tree.groupMatchingSubdir(QStringLiteral("Color"));
+    ASSERT_TRUE(renamedGroup);
+    const QString folder = renamedGroup->groupPath();
+    QTreeView *view = m_window->tree();
+    const QModelIndex name = model.indexForItem(renamedGroup.get());
+    ASSERT_TRUE(name.isValid());
+    view->setCurrentIndex(name);
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_F2);
+    auto *editor = view->viewport()->findChild<QLineEdit *>();
+    ASSERT_TRUE(editor) << "the name cell opens for editing";
+    EXPECT_EQ(editor->text(), QStringLiteral("Color"));
+    editor->setText(QStringLiteral("Colour"));
+    QTest::keyClick(editor, Qt::Key_Return);
+    const QString renamed = VTPath::join(VTPath::removeLastComponent(folder), QStringLiteral("Colour"));
+    EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(VTPath::join(renamed, QStringLiteral("Color Warp.fxplug"))); }));
+    EXPECT_FALSE(QFileInfo::exists(folder));
+}
+
+TEST_F(MainWindowTest, ARowDraggedOntoAGroupAndAFileDroppedOnTheTreeEndUpInPlace)
+{
+    VTCatalogueModel &model = m_window->model();
+    OutlineViewController &tree = m_controller->outlineViewController();
+    const PluginPtr blur = plugin(QStringLiteral("Gaussian Blur.fxplug"));
+    const GroupPtr color = tree.groupMatchingSubdir(QStringLiteral("Color"));
+    ASSERT_TRUE(blur && color);
+    const QString before = blur->actualPath();
+
+    // The drag's data is the records' archive; a drop onto a plug-in is refused.
+    std::unique_ptr<QMimeData> drag(model.mimeData({model.indexForItem(blur.get())}));
+    ASSERT_TRUE(drag && drag->hasFormat(QStringLiteral("VTPboardType")));
+    EXPECT_FALSE(model.canDropMimeData(drag.get(), Qt::MoveAction, -1, -1,
+                                       model.indexForItem(plugin(QStringLiteral("Tint.fxplug")).get())));
+    ASSERT_TRUE(model.canDropMimeData(drag.get(), Qt::MoveAction, -1, -1, model.indexForItem(color.get())));
+    (void)model.dropMimeData(drag.get(), Qt::MoveAction, -1, -1, model.indexForItem(color.get()));
+    const QString moved = VTPath::join(color->groupPath(), QStringLiteral("Gaussian Blur.fxplug"));
+    EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(moved) && !QFileInfo::exists(before); })) << moved.toStdString();
+
+    // Files from a file manager: unknown files are refused, a bundle is
+    // installed after the access question.
+    const QString download = VTPath::join(m_env.path(), QStringLiteral("Downloads/Drop Glow.fxplug"));
+    ASSERT_TRUE(VTTestSandbox::makeBundle(download, {{QStringLiteral("CFBundleShortVersionString"), QStringLiteral("3.1")}}));
+    const QString notes = VTPath::join(m_env.path(), QStringLiteral("Downloads/notes.pdf"));
+    ASSERT_TRUE(VTTestSandbox::makeFile(notes, "x"));
+    QMimeData files;
+    files.setUrls({QUrl::fromLocalFile(notes)});
+    EXPECT_FALSE(model.canDropMimeData(&files, Qt::CopyAction, -1, -1, QModelIndex()));
+    files.setUrls({QUrl::fromLocalFile(download)});
+    answerNextAlertWith(QStringLiteral("Current User"));
+    ASSERT_TRUE(model.dropMimeData(&files, Qt::CopyAction, -1, -1, QModelIndex()));
+    const QString installed = m_env.homePath(QStringLiteral("Library/Plug-Ins/FxPlug/Drop Glow.fxplug"));
+    EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(VTPath::join(installed, QStringLiteral("Contents/Info.plist"))); }))
+        << installed.toStdString();
+    EXPECT_TRUE(waitUntil([&] { return plugin(QStringLiteral("Drop Glow.fxplug")) != nullptr; }));
+}
+
+TEST_F(MainWindowTest, CancelOnTheProgressSheetStopsTheBatchAfterTheCurrentItem)
+{
+    // Six enabled plug-ins at the top level: a batch with a progress sheet.
+    QList<ItemPtr> batch;
+    for (const ItemPtr &item : m_controller->outlineViewController().dataArray()) {
+        if (const PluginPtr p = item->asPlugin(); p && p->pluginEnabled() == 1 && !p->isLocked() && batch.size() < 6)
+            batch.append(item);
+    }
+    ASSERT_EQ(batch.size(), 6);
+    QStringList paths;
+    for (const ItemPtr &item : batch)
+        paths.append(item->asPlugin()->actualPath());
+    m_window->selectItems(batch);
+
+    // The sheet exists before the batch; Cancel is pressed while the first
+    // item's progress step holds the worker.
+    m_ui->showProgressSheet();
+    m_ui->endProgressSheet();
+    VTProgressSheet *sheet = m_ui->progressSheet();
+    ASSERT_TRUE(sheet);
+    QObject::connect(sheet->progressBar(), &QProgressBar::valueChanged, sheet, [sheet](int value) {
+        if (value > 0 && sheet->cancelButton()->isEnabled())
+            sheet->cancelButton()->click();
+    });
+    ASSERT_EQ(m_window->actions().enableDisable->text(), QStringLiteral("Disable"));
+    m_window->actions().enableDisable->trigger();
+    ASSERT_TRUE(waitUntil([&] { return m_controller->waitForOperations(0ms); }));
+    int moved = 0;
+    for (const QString &path : paths) {
+        const QString disabled = VTLocalPaths::mirrorPath(m_controller->outlineViewController().disabledPath(), path);
+        EXPECT_NE(QFileInfo::exists(path), QFileInfo::exists(disabled)) << "whole, in one place: " << path.toStdString();
+        moved += QFileInfo::exists(disabled) ? 1 : 0;
+    }
+    EXPECT_EQ(moved, 1);
+}
+
+TEST_F(MainWindowTest, AChangeMadeOutsideTheProgramReloadsTheTree)
+{
+    EXPECT_TRUE(waitUntil([&] { return !m_window->folderWatcher().folders().isEmpty(); }));
+    const QString added = m_env.systemPath(QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Outside.fxplug"));
+    ASSERT_TRUE(VTTestSandbox::makeBundle(added, {}));
+    EXPECT_TRUE(waitUntil([&] { return plugin(QStringLiteral("Outside.fxplug")) != nullptr; }));
+    ASSERT_TRUE(QDir(added).removeRecursively());
+    EXPECT_TRUE(waitUntil([&] { return !reloading() && plugin(QStringLiteral("Outside.fxplug")) == nullptr; }));
+}
+
+TEST_F(MainWindowTest, PrintSheetPrintsTheListAndExportWritesTheChosenFormat)
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("pdftotext")).isEmpty())
+        GTEST_SKIP() << "pdftotext (poppler-utils) is not installed";
+    m_window->actions().print->trigger();
+    QPrintDialog *dialog = m_window->findChild<QPrintDialog *>();
+    ASSERT_TRUE(dialog);
+    EXPECT_EQ(dialog->windowModality(), Qt::WindowModal);
+    EXPECT_TRUE(dialog->isVisible());
+    EXPECT_EQ(dialog->printer()->docName(), QStringLiteral("Tessary Plugin List"));
+    // What the dialog's PDF choice sets, then the dialog's OK.
+    const QString pdf = VTPath::join(m_env.path(), QStringLiteral("list.pdf"));
+    dialog->printer()->setOutputFormat(QPrinter::PdfFormat);
+    dialog->printer()->setOutputFileName(pdf);
+    dialog->done(QDialog::Accepted);
+    const VTTest::Run text = VTTest::run(QStringLiteral("pdftotext"), {pdf, QStringLiteral("-")});
+    EXPECT_TRUE(text.out.contains("Tessary Plugin List")) << text.out.toStdString();
+    EXPECT_TRUE(text.out.contains("Color Warp")) << text.out.toStdString();
+
+    // No suffix: the chosen format lends its own; a suffix decides.
+    const QString csv = m_window->exportListTo(VTPath::join(m_env.path(), QStringLiteral("list")), true);
+    EXPECT_EQ(csv, VTPath::join(m_env.path(), QStringLiteral("list.csv")));
+    QFile csvFile(csv);
+    ASSERT_TRUE(csvFile.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(csvFile.readLine().startsWith("name,"));
+    const QString json = m_window->exportListTo(VTPath::join(m_env.path(), QStringLiteral("list.JSON")), true);
+    QFile jsonFile(json);
+    ASSERT_TRUE(jsonFile.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(QJsonDocument::fromJson(jsonFile.readAll()).isArray());
+    // A folder that does not exist: an alert, nothing written.
+    answerNextAlertWith(QStringLiteral("OK"));
+    EXPECT_TRUE(m_window->exportListTo(VTPath::join(m_env.path(), QStringLiteral("missing/list.csv")), false).isEmpty());
+}
+
+TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsTheSelection)
+{
+    m_window->actions().validateAudioUnits->trigger();
+    VTAUValidationWindow &validation = m_window->auValidationWindow();
+    EXPECT_TRUE(validation.isVisible());
+    const auto settled = [&] {
+        const auto &units = validation.model().units();
+        return !validation.running() && !units.empty()
+            && std::none_of(units.begin(), units.end(),
+                            [](const VTAudioUnitPtr &unit) { return unit->status() == QLatin1String("Validating..."); });
+    };
+    ASSERT_TRUE(waitUntil(settled));
+    QStringList statuses;
+    for (const VTAudioUnitPtr &unit : validation.model().units())
+        statuses.append(unit->status());
+    EXPECT_TRUE(statuses.contains(QStringLiteral("OK")) && statuses.contains(QStringLiteral("Fatal Error"))) << statuses.join(u',').toStdString();
+
+    VTAUInspectorWindow *inspector = validation.inspector();
+    for (const int row : {0, 1}) {
+        const VTAudioUnitPtr unit = validation.model().unitAt(row);
+        validation.table()->selectRow(row);
+        if (row == 0)
+            validation.auInspect(); // later rows: the open inspector follows
+        ASSERT_TRUE(waitUntil([&] { return !inspector->busy() && inspector->report().contains(unit->idCode()); }))
+            << inspector->report().toStdString();
+        EXPECT_EQ(inspector->windowTitle(), unit->title() + QStringLiteral(" - Inspector"));
+    }
+    inspector->copyButton()->click();
+    EXPECT_EQ(QApplication::clipboard()->text(), inspector->report());
 }
 
 int main(int argc, char **argv)

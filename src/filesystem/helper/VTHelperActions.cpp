@@ -76,6 +76,46 @@ bool deepEnough(const std::string &path)
     return VTSafeFs::components(path).size() >= 2;
 }
 
+// A folder that only root or the requester can change, reached without
+// links: what lies below it cannot be swapped by anyone else.
+bool heldByRootOrRequester(const std::vector<std::string> &parts, std::size_t count, uid_t requester)
+{
+    std::string folder;
+    for (std::size_t i = 0; i < count; ++i)
+        folder += "/" + parts[i];
+    Fd fd(VTSafeFs::openFolder(folder.empty() ? "/" : folder, NoSymlinks));
+    struct stat st {};
+    return fd.valid() && ::fstat(fd.get(), &st) == 0 && (st.st_uid == 0 || st.st_uid == requester)
+        && (st.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+// Recursive changes and removals stay inside the folders this program
+// manages: below a folder of a Library (plug-in folders, the vendor folder)
+// or inside a Trash's files, where the Library or Trash lies in a folder that
+// only root or the requester can change. A forged request cannot walk /etc
+// or another user's home.
+bool withinManagedFolders(const std::string &path, uid_t requester)
+{
+    const std::vector<std::string> parts = VTSafeFs::components(path);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        std::size_t owner = parts.size(); // components before the managed folder
+        std::size_t needed = 0;
+        if (parts[i] == "Library") {
+            owner = i;
+            needed = i + 3; // Library/<folder>/<item>
+        } else if (parts[i] == "files" && i >= 1 && (parts[i - 1] == "Trash" || parts[i - 1].rfind(".Trash-", 0) == 0)) {
+            owner = i - 1;
+            needed = i + 2;
+        } else if (parts[i] == "files" && i >= 2 && parts[i - 2] == ".Trash") {
+            owner = i - 2;
+            needed = i + 2;
+        }
+        if (owner < parts.size() && parts.size() >= needed && heldByRootOrRequester(parts, owner, requester))
+            return true;
+    }
+    return false;
+}
+
 struct Target {
     Fd folder;
     std::string name;
@@ -201,7 +241,7 @@ int copyAction(const Parsed &p, uid_t requester)
     return VTTreeCopy::copyItem(source.folder.get(), source.name, dest.folder.get(), dest.name, replace, forAllUsers(dest));
 }
 
-int removeAction(const Parsed &p)
+int removeAction(const Parsed &p, uid_t requester)
 {
     if (!flagsAllowed(p.flags, "Rrdf") || p.operands.empty())
         return EINVAL;
@@ -214,6 +254,8 @@ int removeAction(const Parsed &p)
         struct stat st {};
         if (!validPath(path) || (recursive && !deepEnough(path))) {
             error = EINVAL;
+        } else if (recursive && !withinManagedFolders(path, requester)) {
+            error = EPERM;
         } else if ((error = resolve(path, target)) == 0
                    && (error = VTSafeFs::statAt(target.folder.get(), target.name, st)) == 0) {
             const FolderUnlock parent(target.folder.get());
@@ -309,7 +351,7 @@ bool lookUpOwner(const std::string &spec, uid_t &uid, gid_t &gid)
 
 // chown and chmod share their shape: an owner or mode, then paths.
 template<typename Change>
-int changeAction(const Parsed &p, const Change &change)
+int changeAction(const Parsed &p, uid_t requester, const Change &change)
 {
     if (!flagsAllowed(p.flags, "R") || p.operands.size() < 2)
         return EINVAL;
@@ -321,6 +363,8 @@ int changeAction(const Parsed &p, const Change &change)
         Target target;
         if (!validPath(path) || (recursive && !deepEnough(path)))
             error = EINVAL;
+        else if (recursive && !withinManagedFolders(path, requester))
+            error = EPERM;
         else if ((error = resolve(path, target)) == 0)
             error = change(target.folder.get(), target.name, recursive);
         if (error && !firstError)
@@ -373,7 +417,7 @@ int run(const std::vector<std::string> &arguments, uid_t requester)
     if (p.tool == "cp")
         return copyAction(p, requester);
     if (p.tool == "rm")
-        return removeAction(p);
+        return removeAction(p, requester);
     if (p.tool == "mkdir")
         return makeFolderAction(p);
     if (p.tool == "chown") {
@@ -381,7 +425,7 @@ int run(const std::vector<std::string> &arguments, uid_t requester)
         gid_t gid;
         if (p.operands.empty() || !lookUpOwner(p.operands[0], uid, gid))
             return EINVAL;
-        return changeAction(p, [uid, gid](int dir, const std::string &name, bool recursive) {
+        return changeAction(p, requester, [uid, gid](int dir, const std::string &name, bool recursive) {
             return VTSafeFs::chownAt(dir, name, uid, gid, recursive);
         });
     }
@@ -389,7 +433,7 @@ int run(const std::vector<std::string> &arguments, uid_t requester)
         VTSafeFs::ModeChange mode;
         if (p.operands.empty() || !VTSafeFs::parseModeChange(p.operands[0], mode))
             return EINVAL;
-        return changeAction(p, [&mode](int dir, const std::string &name, bool recursive) {
+        return changeAction(p, requester, [&mode](int dir, const std::string &name, bool recursive) {
             return VTSafeFs::chmodAt(dir, name, mode, recursive);
         });
     }

@@ -13,9 +13,10 @@
 // only those listed below; every operand must be a clean absolute path, so
 // no path can ever be read as an option.
 //
-//   mv [-f] SOURCE DEST            rename, or the journaled copy across file
-//                                  systems; an existing folder DEST receives
-//                                  SOURCE inside it; a file DEST is replaced
+//   mv [-fn] SOURCE DEST           rename, or the journaled copy across file
+//                                  systems; DEST names the item itself: a
+//                                  folder there is EEXIST, a file DEST is
+//                                  replaced (never with -n)
 //   cp [-fpRr] SOURCE DEST         copy (modes, owners, times, user.* xattrs)
 //                                  into place through a temporary name
 //   rm [-Rrdf] PATH...             remove without following links
@@ -35,6 +36,11 @@ namespace VTHelperActions {
 // other than root and the requester or is writable by others (without the
 // sticky bit), or a tree holding an item owned by someone else or writable
 // by group or others.
+//
+// rm -R, chown -R and chmod -R act only below a folder of a Library
+// (Library/<folder>/<item>) or inside a Trash's files folder, where that
+// Library or Trash lies in a folder owned by root or the requester and not
+// writable by group or others; elsewhere they refuse with EPERM.
 //
 // 0 on success, an errno value otherwise (EPERM for a tool that is not
 // allowed, EINVAL for options or operands that are not). `requester` is the

@@ -1,16 +1,21 @@
 // tessary-helper: the privileged end of the program's administrator rights.
 // Started once through the escalation command, it reads requests from
 // standard input and performs only the allow-listed actions (see
-// VTHelperActions.h and VTHelperProtocol.h). It ends at end of input and when
-// its parent ends.
+// VTHelperActions.h and VTHelperProtocol.h). It ends at end of input, when
+// its parent ends, and at the latest 30 seconds after the program is gone.
 
 #include "VTHelperActions.h"
 #include "VTHelperProtocol.h"
 
+#include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include <poll.h>
 
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -64,6 +69,22 @@ void logRequest(long uid, const std::vector<std::string> &arguments, int status)
     ::syslog(LOG_AUTHPRIV | LOG_NOTICE, "uid %ld: %s: status %d", uid, text.c_str(), status);
 }
 
+// Under sudo the parent is sudo, which waits for us, so the death signal
+// never comes when the program ends. Once the program's end of the socket is
+// gone, the request under way gets a grace period to finish cleanly (an
+// interrupted move is recovered from its journal at the next start); a
+// helper stuck longer than that ends instead of staying behind as root.
+void endSoonAfterTheProgram()
+{
+    std::thread([] {
+        pollfd watched{STDIN_FILENO, POLLRDHUP, 0};
+        while (::poll(&watched, 1, -1) < 0 && errno == EINTR) {
+        }
+        std::this_thread::sleep_for(std::chrono::seconds(30));
+        ::_exit(1);
+    }).detach();
+}
+
 } // namespace
 
 int main()
@@ -87,6 +108,7 @@ int main()
         return 1;
     if (!awaitStartLine())
         return 1;
+    endSoonAfterTheProgram();
 
     std::uint32_t id = 0;
     std::vector<std::string> arguments;
