@@ -393,6 +393,30 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
         statuses.append(unit->status());
     EXPECT_TRUE(statuses.contains(QStringLiteral("OK")) && statuses.contains(QStringLiteral("Fatal Error"))) << statuses.join(u',').toStdString();
 
+    // The table's own header: a click sorts ascending, a second one toggles.
+    QHeaderView *header = validation.table()->horizontalHeader();
+    const auto clickStatusHeader = [header] {
+        const int x = header->sectionViewportPosition(VTAUValTableModel::ColStatus) + header->sectionSize(VTAUValTableModel::ColStatus) / 2;
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(x, header->height() / 2));
+    };
+    const auto shownStatuses = [&validation] {
+        QStringList shown;
+        for (int row = 0; row < validation.model().rowCount(); ++row)
+            shown.append(validation.model().index(row, VTAUValTableModel::ColStatus).data().toString());
+        return shown;
+    };
+    std::sort(statuses.begin(), statuses.end(), [](const QString &a, const QString &b) { return a.compare(b, Qt::CaseInsensitive) < 0; });
+    clickStatusHeader();
+    EXPECT_EQ(shownStatuses(), statuses);
+    EXPECT_EQ(header->sortIndicatorOrder(), Qt::AscendingOrder);
+    clickStatusHeader();
+    std::reverse(statuses.begin(), statuses.end());
+    EXPECT_EQ(shownStatuses(), statuses);
+    EXPECT_EQ(header->sortIndicatorSection(), int(VTAUValTableModel::ColStatus));
+    EXPECT_EQ(header->sortIndicatorOrder(), Qt::DescendingOrder);
+    EXPECT_EQ(VTUserDefaults::value(QStringLiteral("auValSortedColumn")).toString(), QStringLiteral("colStatus"));
+    EXPECT_TRUE(VTUserDefaults::value(QStringLiteral("auValSortedDescending")).toBool());
+
     VTAUInspectorWindow *inspector = validation.inspector();
     for (const int row : {0, 1}) {
         const VTAudioUnitPtr unit = validation.model().unitAt(row);
