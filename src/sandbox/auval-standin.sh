@@ -57,7 +57,12 @@ step "Opening the unit" "$([ "$status" = 4 ] && echo "could not open" || echo "d
 step "Initialising it" "$([ "$status" = 5 ] && echo "could not initialise" || echo "done")"
 step "Reading its properties" "done"
 step "Checking its parameters" "$([ "$status" = 1 ] && echo "2 out of range" || echo "done")"
-step "Rendering test signals" "$([ "$status" = 2 ] && echo "crashed" || echo "done")"
+case $status in
+    0 | 1 | 4 | 5) rendered=done ;;
+    2) rendered=crashed ;;
+    *) rendered="unexpected result" ;;
+esac
+step "Rendering test signals" "$rendered"
 echo
 if [ "$status" = 0 ]; then
     echo "Result: passed"

@@ -81,8 +81,12 @@ void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetIn
                            });
                     VTAUInspectorWindow *inspector = validation.inspector();
                     if (done && !inspector->isVisible()) {
+                        // The first unit that did not pass, selected, and its report.
+                        const auto failed = std::find_if(units.begin(), units.end(), [](const VTAudioUnitPtr &unit) {
+                            return unit->status() != QLatin1String("OK");
+                        });
+                        validation.table()->selectRow(failed == units.end() ? 0 : int(failed - units.begin()));
                         saveWindow(validation, QStringLiteral("au-validation.png"));
-                        validation.table()->selectRow(0);
                         inspector->move(validation.x() + 80, validation.y() + 80);
                         validation.auInspect();
                     } else if (inspector->isVisible() && !inspector->busy() && !inspector->report().isEmpty()) {
