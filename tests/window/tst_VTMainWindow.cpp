@@ -8,6 +8,7 @@
 #include "VTAUValidationWindow.h"
 #include "VTMainThread.h"
 #include "VTFolderWatcher.h"
+#include "VTIconProvider.h"
 #include "VTLocalPaths.h"
 #include "VTMainWindow.h"
 #include "VTProgressSheet.h"
@@ -416,6 +417,15 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
     EXPECT_EQ(header->sortIndicatorOrder(), Qt::DescendingOrder);
     EXPECT_EQ(VTUserDefaults::value(QStringLiteral("auValSortedColumn")).toString(), QStringLiteral("colStatus"));
     EXPECT_TRUE(VTUserDefaults::value(QStringLiteral("auValSortedDescending")).toBool());
+
+    // Status icons: none while validating, one error sign for every failure,
+    // a warning for "Unknown" (where status 3 lands), a tick for "OK".
+    const auto icon = [](const char *status) { return VTIconProvider::validationStatusIcon(QString::fromLatin1(status)); };
+    EXPECT_TRUE(icon("Validating...").isNull());
+    for (const char *failure : {"General Error", "Fatal Error", "Unauthorized"})
+        EXPECT_EQ(icon(failure).cacheKey(), icon("Failed").cacheKey()) << failure;
+    const QSet<qint64> distinct = {icon("OK").cacheKey(), icon("Failed").cacheKey(), icon("Unknown").cacheKey()};
+    EXPECT_EQ(distinct.size(), 3);
 
     VTAUInspectorWindow *inspector = validation.inspector();
     for (const int row : {0, 1}) {
