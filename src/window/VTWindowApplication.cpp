@@ -5,6 +5,7 @@
 #include "VTLog.h"
 #include "VTMainThread.h"
 #include "VTMainWindow.h"
+#include "VTPreferencesWindow.h"
 #include "VTStartupChecks.h"
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
@@ -66,6 +67,18 @@ void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetIn
                 ui.runAlert({QStringLiteral("Are you sure you wish to remove Synth One?"),
                              QStringLiteral("The plug-in is moved to the Trash."),
                              {QStringLiteral("Remove"), QStringLiteral("Cancel")}, true});
+                VTPreferencesWindow &preferences = window.preferencesWindow();
+                preferences.move(window.x() + 80, window.y() + 80);
+                saveWindow(preferences, QStringLiteral("preferences.png"));
+                preferences.close();
+                QTimer::singleShot(600, &window, [save] {
+                    save(QStringLiteral("repair-alert.png"));
+                    for (QWidget *widget : QApplication::topLevelWidgets()) {
+                        if (widget->isVisible() && widget->windowModality() == Qt::WindowModal)
+                            widget->close();
+                    }
+                });
+                ui.runAlert(VTStartupChecks::repairAlert());
                 (void)controller;
                 // The validation window once every unit has its status,
                 // then the inspector of the first unit.
