@@ -2,10 +2,12 @@
 
 #include "AppController.h"
 #include "VTAUValidationWindow.h"
+#include "VTInstallRequests.h"
 #include "VTLog.h"
 #include "VTMainThread.h"
 #include "VTMainWindow.h"
 #include "VTPreferencesWindow.h"
+#include "VTSingleInstance.h"
 #include "VTStartupChecks.h"
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
@@ -186,6 +188,13 @@ int run(int &argc, char **argv)
         }
     }
 
+    // Paths given to a window start are files to install. When a window
+    // already runs in this session, it takes them and this start ends.
+    const QStringList opened = VTSingleInstance::absolutePaths(QApplication::arguments().mid(1));
+    VTSingleInstance instance;
+    if (!instance.claim() && instance.handOver(opened))
+        return 0;
+
     VTLog::createNewLog(QStringLiteral("Tessary"));
     VTUserDefaults::registerApplicationDefaults();
     VTMainThread::setEventLoopRunning(true);
@@ -201,6 +210,16 @@ int run(int &argc, char **argv)
         const bool started = VTStartupChecks::run(controller);
         if (started)
             VTLog::appendLog(QStringLiteral("Preparing to display window..."));
+        // Opened files go to installation once the first list stands.
+        QObject::connect(&instance, &VTSingleInstance::filesOpened, &window, [&controller, &window](const QStringList &paths) {
+            window.raise();
+            window.activateWindow();
+            controller.installRequests().openFiles(paths);
+        });
+        if (started && !opened.isEmpty()) {
+            QObject::connect(&controller, &AppController::reloadFinished, &instance,
+                             [&instance, opened] { instance.openFiles(opened); }, Qt::SingleShotConnection);
+        }
         if (const QString folder = qEnvironmentVariable("TESSARY_SCREENSHOTS"); !folder.isEmpty()) {
             QObject::connect(&controller, &AppController::reloadFinished, &window,
                              [&controller, &window, &widgets, folder] {
