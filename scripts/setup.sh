@@ -22,6 +22,9 @@ packages=(
   pkexec
   # fonts for readable screenshots and printed lists
   fonts-dejavu-core
+  # checks of the Debian package and its desktop entry, and the desktop's
+  # type and entry databases the package registers with
+  lintian desktop-file-utils xdg-utils shared-mime-info
 )
 
 missing=()

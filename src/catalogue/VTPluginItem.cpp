@@ -275,6 +275,16 @@ QString VTPluginItem::pluginPath() const
 void VTPluginItem::updateActualPath()
 {
     const QString computed = pluginPath();
+    {
+        // Unset or already there: the computed path is the answer whatever
+        // the disk says, so the disk is not asked (a reload places
+        // thousands of records).
+        std::lock_guard lock(m_mutex);
+        if (m_actualPath.isEmpty() || m_actualPath == computed) {
+            m_actualPath = computed;
+            return;
+        }
+    }
     // The disk is asked without holding the mutex; a file that appears or
     // goes in between is seen by the next call, as with any check of the disk.
     const bool exists = QFileInfo::exists(computed);
@@ -292,7 +302,21 @@ QString VTPluginItem::pluginTypeName() const
 void VTPluginItem::setLockStatus()
 {
     const QString path = actualPath();
-    if (!path.isEmpty() && QFileInfo::exists(VTPath::join(path, QStringLiteral(".fxfactory.plist")))) {
+    // Asked again for the same place (once made, once placed in the tree),
+    // the disk's answer stands; the flags are set from it each time.
+    std::optional<bool> managed;
+    {
+        std::lock_guard lock(m_mutex);
+        if (!path.isEmpty() && m_lockCheckedPath == path)
+            managed = m_lockCheckedManaged;
+    }
+    if (!managed) {
+        managed = !path.isEmpty() && QFileInfo::exists(VTPath::join(path, QStringLiteral(".fxfactory.plist")));
+        std::lock_guard lock(m_mutex);
+        m_lockCheckedPath = path;
+        m_lockCheckedManaged = *managed;
+    }
+    if (*managed) {
         m_isLocked = true;
         m_isDeletable = false;
     } else {

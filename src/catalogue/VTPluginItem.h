@@ -169,6 +169,9 @@ private:
     std::optional<QStringList> m_architectures;
     std::shared_ptr<VTBundleInfoRequest> m_bundleRequest;
 
+    // Guarded by m_mutex: where setLockStatus last looked and what it found.
+    QString m_lockCheckedPath;
+    bool m_lockCheckedManaged = false;
     std::atomic<bool> m_isLocked{false};
     std::atomic<bool> m_isDeletable{false};
 };

@@ -5,6 +5,7 @@
 #include "VTLog.h"
 #include "VTMainThread.h"
 #include "VTMainWindow.h"
+#include "VTStartupChecks.h"
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
 
@@ -182,15 +183,18 @@ int run(int &argc, char **argv)
         AppController controller(std::move(ui), true);
         VTMainWindow window(controller, widgets);
         window.show();
-        VTLog::appendLog(QStringLiteral("Preparing to display window..."));
-        controller.reloadData();
+        // The guard and the folder repair come before the first reload; a
+        // refused authorization the guard asks for ends the program here.
+        const bool started = VTStartupChecks::run(controller);
+        if (started)
+            VTLog::appendLog(QStringLiteral("Preparing to display window..."));
         if (const QString folder = qEnvironmentVariable("TESSARY_SCREENSHOTS"); !folder.isEmpty()) {
             QObject::connect(&controller, &AppController::reloadFinished, &window,
                              [&controller, &window, &widgets, folder] {
                                  takeScreenshots(controller, window, widgets, folder);
                              }, Qt::SingleShotConnection);
         }
-        status = QApplication::exec();
+        status = started ? QApplication::exec() : 0;
         // Operations still running hand steps to this thread: serve them
         // while they end after their current item.
         controller.setProcessingCancelled(true);
