@@ -1,6 +1,7 @@
 #include "VTCommandLine.h"
 
 #include "AppController.h"
+#include "VTCrashTestCommand.h"
 #include "OutlineViewController.h"
 #include "VTBundleInfoReader.h"
 #include "VTExportCommand.h"
@@ -27,6 +28,7 @@ const QStringList &commands()
         QStringLiteral("-setaccess"), QStringLiteral("-allplugins"), QStringLiteral("-install"),
         QStringLiteral("-validateau"),
         QStringLiteral("-export"),
+        QStringLiteral("-crashtest"),
     };
     return names;
 }
@@ -83,6 +85,8 @@ std::optional<int> VTCommandLine::run(const QStringList &arguments, FILE *output
         return runInstall(arguments);
     if (command == QLatin1String("-validateau"))
         return VTValidateAUCommand::run(output);
+    if (command == QLatin1String("-crashtest"))
+        return VTCrashTestCommand::run(arguments, output);
     return runPluginCommand(arguments);
 }
 

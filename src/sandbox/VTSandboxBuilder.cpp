@@ -512,6 +512,30 @@ QString VTSandboxBuilder::addAudioUnitValidator(const QStringList &listing, cons
     return tool;
 }
 
+QString VTSandboxBuilder::addStandInHost(const QString &relativePath, const QString &identifier,
+                                         const QString &hostProgram, const QList<qint64> &kinds,
+                                         const QStringList &crashOn)
+{
+    QFile program(hostProgram);
+    if (!program.open(QIODevice::ReadOnly))
+        return fail(QStringLiteral("the stand-in host cannot be read: ") + hostProgram);
+    VTApplicationOptions options;
+    options.script = program.readAll();
+    const QString path = addApplication(relativePath, identifier, options);
+    if (path.isEmpty())
+        return path;
+    QStringList kindList;
+    for (const qint64 kind : kinds)
+        kindList.append(QString::number(kind));
+    // QSettings' INI form: a value with commas is a list.
+    const QByteArray settings = "[General]\nkinds=" + kindList.join(u',').toUtf8() + "\ncrashOn="
+        + crashOn.join(u',').toUtf8() + '\n';
+    const QString resources = VTPath::join(path, QStringLiteral("Contents/Resources"));
+    if (!m_files.makePath(resources) || !m_files.writeFile(VTPath::join(resources, QStringLiteral("StandInHost.ini")), settings))
+        return fail(m_files.lastError());
+    return path;
+}
+
 QString VTSandboxBuilder::addFinalCutExpress()
 {
     if (m_manifest.countOfKind(FxScript) > 0)

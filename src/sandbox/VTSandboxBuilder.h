@@ -96,6 +96,13 @@ public:
     // of the matching "TYPE SUB MANU STATUS" line of `statuses` (else 0).
     QString addAudioUnitValidator(const QStringList &listing, const QStringList &statuses);
 
+    // An application whose executable is a copy of `hostProgram` (the
+    // stand-in host) with Contents/Resources/StandInHost.ini naming the
+    // plug-in kinds it loads and the file names that crash it at start
+    // ("*": every start).
+    QString addStandInHost(const QString &relativePath, const QString &identifier, const QString &hostProgram,
+                           const QList<qint64> &kinds, const QStringList &crashOn);
+
     // Makes every kind's folder in both trees where it is missing.
     void createAllFolders();
     // Slice alignment of universal executables as a power of two (default 12).

@@ -2,6 +2,10 @@
 
 #include "VTSandboxBuilder.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
 #include <QRandomGenerator>
 
 #include <algorithm>
@@ -165,6 +169,14 @@ void demo(VTSandboxBuilder &b)
          str("aufx Dlay Olds - Old Sound: Old Delay"), str("aumu dls  appl - Apple: DLSMusicDevice"),
          str("aumu Drum Beat - Beat Works: Drum Machine"), str("* * PASS")},
         {str("aufx Chrs Glss 2"), str("aufx Dlay Olds 4"), str("aumu Drum Beat 3")});
+
+    // A host for the crash tester that crashes while "Film Grain" is enabled.
+    // The stand-in host program is built beside this one; without it (a
+    // builder inside a test) the demo has no such host.
+    const QString hostProgram = QFileInfo(QFile::symLinkTarget(str("/proc/self/exe"))).dir().filePath(str("tessary-standin-host"));
+    if (QFileInfo::exists(hostProgram))
+        b.addStandInHost(str("Final Cut Pro.app"), str("com.apple.FinalCutPro"), hostProgram,
+                         {FxPlug, FxScript, AudioUnit}, {str("Film Grain.fxplug")});
 }
 
 void scaled(VTSandboxBuilder &b, int count, quint32 seed)

@@ -1,0 +1,107 @@
+#include "VTHostProcesses.h"
+
+#include "VTApplicationLocator.h"
+#include "VTBundle.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <chrono>
+
+#include <spawn.h>
+#include <sys/wait.h>
+
+extern char **environ;
+
+namespace {
+
+// How often the watcher looks for ended hosts; well below the crash
+// tester's one-second polling.
+constexpr std::chrono::milliseconds WatchInterval{20};
+
+} // namespace
+
+VTHostProcesses::VTHostProcesses(Observer observer)
+    : m_observer(std::move(observer))
+    , m_watcher([this](const std::stop_token &stop) {
+        while (!stop.stop_requested()) {
+            watch();
+            std::this_thread::sleep_for(WatchInterval);
+        }
+    })
+{
+}
+
+VTHostProcesses::~VTHostProcesses() = default;
+
+bool VTHostProcesses::launch(const QString &bundleIdentifier)
+{
+    const QString application = VTApplicationLocator::applicationPathForBundleIdentifier(bundleIdentifier);
+    if (application.isEmpty())
+        return false;
+    const QString executable = VTBundle(application).executablePath();
+    if (executable.isEmpty())
+        return false;
+    const QByteArray path = QFile::encodeName(executable);
+    char *arguments[] = {const_cast<char *>(path.constData()), nullptr};
+    pid_t pid = 0;
+    // posix_spawn reports a failed exec, so a started host is a launched one.
+    if (posix_spawn(&pid, path.constData(), nullptr, nullptr, arguments, environ) != 0)
+        return false;
+    const std::scoped_lock lock(m_mutex);
+    m_children.push_back({pid, VTApplicationLocator::bundleIdentifier(application), false});
+    return true;
+}
+
+void VTHostProcesses::watch()
+{
+    std::vector<Child> launched;
+    std::vector<Child> ended;
+    {
+        const std::scoped_lock lock(m_mutex);
+        for (auto it = m_children.begin(); it != m_children.end();) {
+            if (!it->announced) {
+                launched.push_back(*it);
+                it->announced = true;
+            }
+            int status = 0;
+            if (waitpid(it->pid, &status, WNOHANG) == it->pid) {
+                ended.push_back(*it);
+                it = m_children.erase(it);
+            } else {
+                ++it;
+            }
+        }
+    }
+    for (const Child &child : launched)
+        m_observer(Event::DidLaunch, child.bundleIdentifier);
+    for (const Child &child : ended)
+        m_observer(Event::DidTerminate, child.bundleIdentifier);
+}
+
+QString VTHostProcesses::applicationOfExecutable(const QString &executable)
+{
+    for (QString folder = QFileInfo(executable).path(); folder.size() > 1; folder = QFileInfo(folder).path()) {
+        if (folder.endsWith(QLatin1String(".app")))
+            return folder;
+    }
+    return {};
+}
+
+pid_t VTHostProcesses::runningProcess(const QString &bundleIdentifier)
+{
+    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+    for (const QString &entry : entries) {
+        bool isPid = false;
+        const pid_t pid = entry.toInt(&isPid);
+        if (!isPid)
+            continue;
+        // A zombie has no executable link left: it runs no more.
+        const QString executable = QFile::symLinkTarget(QStringLiteral("/proc/") + entry + QStringLiteral("/exe"));
+        const QString application = applicationOfExecutable(executable);
+        if (!application.isEmpty() && VTApplicationLocator::bundleIdentifier(application) == bundleIdentifier)
+            return pid;
+    }
+    return 0;
+}
