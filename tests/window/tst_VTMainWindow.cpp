@@ -11,13 +11,16 @@
 #include "VTIconProvider.h"
 #include "VTLocalPaths.h"
 #include "VTMainWindow.h"
+#include "VTPreferencesWindow.h"
 #include "VTProgressSheet.h"
 #include "VTTestProcess.h"
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QClipboard>
+#include <QComboBox>
 #include <QTableView>
 #include <QHeaderView>
 #include <QJsonDocument>
@@ -447,6 +450,46 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
     EXPECT_TRUE((*inspect)->isEnabled());
     clickStatusHeader();
     EXPECT_FALSE((*inspect)->isEnabled());
+}
+
+TEST_F(MainWindowTest, PreferencesApplyAtOnceAndLiftingTheAdminPasswordNeedsAuthorization)
+{
+    VTPreferencesWindow &preferences = m_window->preferencesWindow();
+    EXPECT_FALSE(preferences.requireAdminPasswordBox()->isChecked());
+    EXPECT_FALSE(preferences.ignoreFxFactoryBox()->isChecked());
+    EXPECT_EQ(preferences.filterBox()->currentData().toInt(), 0);
+
+    preferences.requireAdminPasswordBox()->click();
+    EXPECT_EQ(VTUserDefaults::hostValue(QStringLiteral("requireAdminPassword")).toLongLong(), 1);
+    EXPECT_FALSE(VTUserDefaults::value(QStringLiteral("requireAdminPassword")).isValid()) << "stored for the host only";
+
+    bool grant = false;
+    int asked = 0;
+    VTPreferencesWindow guarded(*m_controller, nullptr, [&] { ++asked; return grant; });
+    ASSERT_TRUE(guarded.requireAdminPasswordBox()->isChecked());
+    guarded.requireAdminPasswordBox()->click();
+    EXPECT_EQ(asked, 1);
+    EXPECT_TRUE(guarded.requireAdminPasswordBox()->isChecked()) << "refused: the box goes back on";
+    EXPECT_EQ(VTUserDefaults::hostValue(QStringLiteral("requireAdminPassword")).toLongLong(), 1);
+    grant = true;
+    guarded.requireAdminPasswordBox()->click();
+    EXPECT_FALSE(guarded.requireAdminPasswordBox()->isChecked());
+    EXPECT_EQ(VTUserDefaults::hostValue(QStringLiteral("requireAdminPassword")).toLongLong(), 0);
+
+    // The type filter chosen there reloads and shows in the toolbar.
+    QSignalSpy reloaded(m_controller.get(), &AppController::reloadFinished);
+    QComboBox *filter = preferences.filterBox();
+    const int openFX = filter->findData(5);
+    ASSERT_GE(openFX, 0);
+    filter->setCurrentIndex(openFX);
+    emit filter->activated(openFX);
+    EXPECT_EQ(VTUserDefaults::integerValue(QStringLiteral("filter")), 5);
+    EXPECT_EQ(m_window->filterPopUp()->currentData().toInt(), 5);
+    ASSERT_TRUE(reloaded.wait(120000));
+
+    preferences.ignoreFxFactoryBox()->click();
+    EXPECT_EQ(VTUserDefaults::integerValue(QStringLiteral("ignoreFxFactory")), 1);
+    EXPECT_EQ(&m_window->preferencesWindow(), &preferences) << "one preferences window";
 }
 
 int main(int argc, char **argv)
