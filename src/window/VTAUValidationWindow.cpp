@@ -161,6 +161,10 @@ VTAUValidationWindow::VTAUValidationWindow(AppController &controller, QWidget *p
         if (m_inspector->isVisible())
             auInspect();
     });
+    // A new list (a run, a sort) drops the selection without a selection
+    // change.
+    connect(&m_model, &QAbstractItemModel::modelReset, this,
+            [this] { m_inspect->setEnabled(m_table->selectionModel()->hasSelection()); });
     m_inspect->setEnabled(false);
 
     auto *bottom = new QHBoxLayout;

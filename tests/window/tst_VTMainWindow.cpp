@@ -442,6 +442,14 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
     }
     inspector->copyButton()->click();
     EXPECT_EQ(QApplication::clipboard()->text(), inspector->report());
+
+    // A sort drops the selection, and with it the Inspect button.
+    const QList<QPushButton *> buttons = validation.findChildren<QPushButton *>();
+    const auto inspect = std::find_if(buttons.begin(), buttons.end(), [](QPushButton *b) { return b->text() == QStringLiteral("Inspect..."); });
+    ASSERT_NE(inspect, buttons.end());
+    EXPECT_TRUE((*inspect)->isEnabled());
+    clickStatusHeader();
+    EXPECT_FALSE((*inspect)->isEnabled());
 }
 
 TEST_F(MainWindowTest, PreferencesApplyAtOnceAndLiftingTheAdminPasswordNeedsAuthorization)
