@@ -9,7 +9,6 @@
 #include "VTTrash.h"
 #include "VTTreeCopy.h"
 
-#include <QElapsedTimer>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QUrl>
@@ -19,7 +18,6 @@
 #include <sched.h>
 #include <sys/mount.h>
 
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -79,37 +77,6 @@ protected:
     QTemporaryDir m_volume;
     bool m_mounted = false;
 };
-
-TEST_F(CrossDeviceTest, ABundleMovesWithEverythingItHolds)
-{
-    const QString bundle = disk(QStringLiteral("Plug-Ins/FxPlug/Glow.fxplug"));
-    ASSERT_TRUE(FsTest::makeBundle(bundle));
-    const FsTest::User nobody = FsTest::lookUpUser(QStringLiteral("nobody"));
-    ASSERT_TRUE(FsTest::chownPath(VTPath::join(bundle, QStringLiteral("Contents/Info.plist")), nobody));
-    const QString reference = disk(QStringLiteral("reference.fxplug"));
-    ASSERT_TRUE(VTFileManager::copyFile(bundle, reference, false));
-    ASSERT_NE(FsTest::statOf(disk(QString())).st_dev, FsTest::statOf(m_volume.path()).st_dev);
-
-    const QString moved = volume(QStringLiteral("Glow.fxplug"));
-    ASSERT_TRUE(VTFileManager::moveFile(bundle, moved, false));
-    EXPECT_FALSE(FsTest::exists(bundle));
-    EXPECT_TRUE(same(reference, moved));
-    EXPECT_EQ(FsTest::getXattr(moved, "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
-    EXPECT_EQ(FsTest::statOf(VTPath::join(moved, QStringLiteral("Contents/Info.plist"))).st_uid, nobody.uid);
-    EXPECT_EQ(FsTest::statOf(VTPath::join(moved, QStringLiteral("Contents/MacOS/Glow"))).st_mode & 07777, 0755u);
-    EXPECT_TRUE(S_ISLNK(FsTest::statOf(VTPath::join(moved, QStringLiteral("Contents/Current"))).st_mode));
-    EXPECT_TRUE(leftovers(m_volume.path()).isEmpty());
-
-    // And back, replacing nothing on the way.
-    ASSERT_TRUE(FsTest::writeFile(bundle, "in the way"));
-    EXPECT_FALSE(VTFileManager::moveFile(moved, bundle, false));
-    EXPECT_EQ(FsTest::readFile(bundle), "in the way");
-    EXPECT_TRUE(same(reference, moved));
-    ASSERT_TRUE(QFile::remove(bundle));
-    EXPECT_TRUE(VTFileManager::moveFile(moved, bundle, 2s));
-    EXPECT_TRUE(same(reference, bundle));
-    EXPECT_TRUE(leftovers(VTPath::removeLastComponent(bundle)).isEmpty());
-}
 
 TEST_F(CrossDeviceTest, TheHelperMovesAcrossFileSystemsToo)
 {

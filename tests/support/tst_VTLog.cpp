@@ -75,19 +75,13 @@ QStringList allEntryTexts(const QString &folder, const QString &name, int *renew
     return texts;
 }
 
-struct ProbeRun {
-    int exitCode = -1;
-    QByteArray output;
-};
-
-ProbeRun runProbe(const QStringList &prefix, const QStringList &arguments, const QProcessEnvironment &environment)
+VTTest::Run runProbe(const QStringList &prefix, const QStringList &arguments, const QProcessEnvironment &environment)
 {
     const QStringList command = prefix + QStringList{QStringLiteral(TESSARY_SUPPORT_PROBE)} + arguments;
     VTTest::RunOptions options;
     options.environment = environment;
     options.mergeOutput = true;
-    const VTTest::Run run = VTTest::run(command.first(), command.mid(1), options);
-    return {run.exitCode, run.out};
+    return VTTest::run(command.first(), command.mid(1), options);
 }
 
 } // namespace
@@ -308,9 +302,9 @@ TEST(VTLog, AnotherProcessLosesNothingWhenItReturnsFromMain)
     TestSandbox sandbox;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const int count = 20000;
-    const ProbeRun run = runProbe({}, {QStringLiteral("log"), QStringLiteral("Probe"), QString::number(count)},
+    const VTTest::Run run = runProbe({}, {QStringLiteral("log"), QStringLiteral("Probe"), QString::number(count)},
                                   environment);
-    ASSERT_EQ(run.exitCode, 0) << run.output.toStdString();
+    ASSERT_EQ(run.exitCode, 0) << run.out.toStdString();
     const QStringList texts = allEntryTexts(expectedFolder(sandbox), QStringLiteral("Probe"));
     ASSERT_EQ(texts.size(), count);
     EXPECT_EQ(texts.first(), QStringLiteral("probe entry 0"));
@@ -331,9 +325,9 @@ TEST(VTLog, AnOrdinaryUserLogsInTheirOwnLibrary)
         chmod(QFile::encodeName(sandbox.path()).constData(), 0755);
         chmod(QFile::encodeName(sandbox.home()).constData(), 0777);
     }
-    const ProbeRun run = runProbe(prefix, {QStringLiteral("log"), QStringLiteral("User"), QStringLiteral("3")},
+    const VTTest::Run run = runProbe(prefix, {QStringLiteral("log"), QStringLiteral("User"), QStringLiteral("3")},
                                   QProcessEnvironment::systemEnvironment());
-    ASSERT_EQ(run.exitCode, 0) << run.output.toStdString();
+    ASSERT_EQ(run.exitCode, 0) << run.out.toStdString();
     const QString path = sandbox.home() + QStringLiteral("/Library/Logs/Vantorel/User.1.log");
     EXPECT_EQ(entryTexts(path).size(), 3) << path.toStdString();
     EXPECT_FALSE(QFile::exists(sandbox.root() + QStringLiteral("/Library/Logs")));

@@ -128,18 +128,12 @@ QString logFolder(const TestSandbox &sandbox)
     return (geteuid() == 0 ? sandbox.root() : sandbox.home()) + QStringLiteral("/Library/Logs/Vantorel");
 }
 
-struct ProbeRun {
-    int exitCode = -1;
-    QByteArray output;
-};
-
-ProbeRun runProbe(const QStringList &arguments, const QProcessEnvironment &environment)
+VTTest::Run runProbe(const QStringList &arguments, const QProcessEnvironment &environment)
 {
     VTTest::RunOptions options;
     options.environment = environment;
     options.timeoutMs = 30000;
-    const VTTest::Run run = VTTest::run(QStringLiteral(TESSARY_SUPPORT_PROBE), arguments, options);
-    return {run.exitCode, run.out};
+    return VTTest::run(QStringLiteral(TESSARY_SUPPORT_PROBE), arguments, options);
 }
 
 } // namespace
@@ -208,10 +202,10 @@ TEST_F(TaskNotificationTest, AnotherProcessReachesTheListener)
     TestSandbox sandbox;
     Listener listener(s_address);
     ASSERT_TRUE(listener.isSubscribed());
-    const ProbeRun run = runProbe({QStringLiteral("notify"), QStringLiteral("Notify")},
+    const VTTest::Run run = runProbe({QStringLiteral("notify"), QStringLiteral("Notify")},
                                   QProcessEnvironment::systemEnvironment());
     ASSERT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.output.trimmed(), "connected");
+    EXPECT_EQ(run.out.trimmed(), "connected");
     ASSERT_TRUE(listener.waitFor(10));
     EXPECT_EQ(listener.messages().size(), 10);
     EXPECT_FALSE(readWholeFile(logFolder(sandbox) + QStringLiteral("/Notify.1.log")).contains("Task notifications"));
@@ -227,9 +221,9 @@ TEST(VTTaskNotificationWithoutBus, NothingBreaksAndTheLogSaysSoOnce)
     environment.remove(QStringLiteral("DISPLAY"));
     environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
     environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), sandbox.path() + QStringLiteral("/runtime"));
-    const ProbeRun run = runProbe({QStringLiteral("notify"), QStringLiteral("NoBus")}, environment);
+    const VTTest::Run run = runProbe({QStringLiteral("notify"), QStringLiteral("NoBus")}, environment);
     ASSERT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.output.trimmed(), "not connected");
+    EXPECT_EQ(run.out.trimmed(), "not connected");
     const QByteArray log = readWholeFile(logFolder(sandbox) + QStringLiteral("/NoBus.1.log"));
     EXPECT_EQ(log.count("Task notifications are off: no session bus"), 1) << log.toStdString();
 }
