@@ -66,6 +66,16 @@ bool VTStartupChecks::adminPasswordRequired()
     return value.toLongLong() == 1;
 }
 
+VTUserInterface::Alert VTStartupChecks::repairAlert()
+{
+    return {QStringLiteral("Permissions incorrectly set"),
+            QStringLiteral("Tessary has determined that the permissions on some of the folders it uses are "
+                           "incorrectly set. These can sometimes cause unexpected behavior. Would you like to "
+                           "repair these now?"),
+            {QStringLiteral("Repair"), QStringLiteral("Cancel")},
+            true};
+}
+
 bool VTStartupChecks::passAdminPasswordGuard()
 {
     if (!adminPasswordRequired())
@@ -111,13 +121,7 @@ VTStartupChecks::Repair VTStartupChecks::checkPermissions()
         return Repair::NotNeeded;
 
     VTLog::appendLog(QStringLiteral("Permissions incorrectly set. Asking user to repair..."));
-    const int answer = m_ui.runAlert(
-        {QStringLiteral("Permissions incorrectly set"),
-         QStringLiteral("Tessary has determined that the permissions on some of the folders it uses are "
-                        "incorrectly set. These can sometimes cause unexpected behavior. Would you like to "
-                        "repair these now?"),
-         {QStringLiteral("Repair"), QStringLiteral("Cancel")},
-         true});
+    const int answer = m_ui.runAlert(repairAlert());
     if (answer != VTUserInterface::FirstButton)
         return Repair::Declined;
     return repairAsAdministrator() ? Repair::Repaired : Repair::Failed;

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "VTUserInterface.h"
+
 #include <QString>
 
 class AppController;
-class VTUserInterface;
 
 // What a window run does before its first reload, in this order: the
 // administrator password guard, then the repair of the program's own folders
@@ -37,6 +38,8 @@ public:
     // The preference as a window run reads it: the value stored for this
     // host, else the application's.
     [[nodiscard]] static bool adminPasswordRequired();
+    // "Permissions incorrectly set", with "Repair" and "Cancel".
+    [[nodiscard]] static VTUserInterface::Alert repairAlert();
 
 private:
     [[nodiscard]] bool repairAsAdministrator();

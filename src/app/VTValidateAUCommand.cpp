@@ -57,10 +57,15 @@ int VTValidateAUCommand::run(FILE *output)
     VTUserDefaults::registerApplicationDefaults();
     VTAUValTableModel model;
     ConsoleDisplay display(output);
-    VTAUValidator(model, display).processAUValidation();
+    const bool completed = VTAUValidator(model, display).processAUValidation();
     VTLog::finishWriting();
     if (display.failed())
         return 1;
+    if (!completed) {
+        // A listing the routine could not read: the log has the exception.
+        fprintf(output, "Error: unreadable data returned from validator. Audio Unit validation could not be completed.\n");
+        return 1;
+    }
     printTable(model, output);
     fflush(output);
     const bool allOK = std::all_of(model.units().begin(), model.units().end(),

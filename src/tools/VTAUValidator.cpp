@@ -45,8 +45,9 @@ QString VTAUValidator::validatorPath()
     return VTLocalPaths::systemPath(QStringLiteral("/usr/bin/auval"));
 }
 
-void VTAUValidator::processAUValidation()
+bool VTAUValidator::processAUValidation()
 {
+    bool completed = false;
     try {
         VTLog::appendLog(QStringLiteral("Populating audio units for validation..."));
         VTMainThread::runAndWait([this] { m_display.startAUValProgress(); });
@@ -65,6 +66,7 @@ void VTAUValidator::processAUValidation()
             for (const VTAudioUnitPtr &unit : units)
                 queue.start([this, unit] { validateAudioUnit(unit); });
             queue.waitForDone();
+            completed = true;
         }
     } catch (const std::exception &exception) {
         VTException::logException(exception, "-[AppController processAUValidation]");
@@ -72,6 +74,7 @@ void VTAUValidator::processAUValidation()
         VTException::logCurrentException("-[AppController processAUValidation]");
     }
     VTMainThread::runAndWait([this] { m_display.endAUValProgress(); });
+    return completed;
 }
 
 bool VTAUValidator::listUnits(std::vector<VTAudioUnitPtr> &units)

@@ -23,7 +23,8 @@ public:
 
     // The whole run, on a worker thread (or the command line's own thread):
     // lists, hands the list to the table, validates and waits for every unit.
-    void processAUValidation();
+    // False when a start-up failure or an exception ended it early.
+    bool processAUValidation();
 
     // The units of the validator's listing, in listing order; the three
     // system units are left out. Throws std::out_of_range for a line of

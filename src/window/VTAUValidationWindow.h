@@ -38,7 +38,6 @@ private:
     QProgressBar *m_spinner;
     QPushButton *m_copy;
     QFutureWatcher<QString> m_watcher;
-    int m_generation = 0;
 };
 
 // The Audio Unit validation window: every unit the managed system's

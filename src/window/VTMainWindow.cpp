@@ -13,6 +13,7 @@
 #include "VTPluginExport.h"
 #include "VTPluginItem.h"
 #include "VTPluginKind.h"
+#include "VTPreferencesWindow.h"
 #include "VTPrint.h"
 #include "VTTreeModel.h"
 #include "VTUserDefaults.h"
@@ -265,6 +266,10 @@ void VTMainWindow::createMenus()
     edit->addAction(a.find);
     QMenu *select = edit->addMenu(tr("Select"));
     select->addActions({a.select32BitOnly, a.select64BitOnly, a.selectPPCOnly, a.selectIntelOnly});
+    edit->addSeparator();
+    QAction *preferences = edit->addAction(tr("Preferences..."));
+    preferences->setShortcut(QKeySequence::Preferences);
+    connect(preferences, &QAction::triggered, this, [this] { (void)preferencesWindow(); });
 
     QMenu *view = menuBar()->addMenu(tr("&View"));
     view->addActions({a.reload, a.showInFileManager});
@@ -533,4 +538,19 @@ void VTMainWindow::showInFileManager()
         return;
     const QString path = selection.first()->asPlugin()->actualPath();
     QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(path).absolutePath()));
+}
+
+VTPreferencesWindow &VTMainWindow::preferencesWindow()
+{
+    if (auto *window = findChild<VTPreferencesWindow *>()) {
+        window->show();
+        window->raise();
+        return *window;
+    }
+    auto *window = new VTPreferencesWindow(m_controller, this);
+    // A filter chosen there shows in the toolbar's menu too.
+    connect(window, &VTPreferencesWindow::filterChanged, this,
+            [this](int value) { m_filter->setCurrentIndex(std::max(0, m_filter->findData(value))); });
+    window->show();
+    return *window;
 }

@@ -18,6 +18,7 @@ class QTreeView;
 class VTAUValidationWindow;
 class VTCatalogueModel;
 class VTFolderWatcher;
+class VTPreferencesWindow;
 class VTWidgetInterface;
 
 // The main window: the catalogue tree with its five columns, the toolbar,
@@ -60,6 +61,8 @@ public:
     [[nodiscard]] VTCatalogueModel &model() const { return *m_model; }
     [[nodiscard]] QLineEdit *searchField() const { return m_search; }
     [[nodiscard]] QComboBox *filterPopUp() const { return m_filter; }
+    // Opens (or raises) the preferences window.
+    VTPreferencesWindow &preferencesWindow();
     [[nodiscard]] QLabel *statisticsLine() const { return m_statistics; }
     [[nodiscard]] const Actions &actions() const { return m_actions; }
     [[nodiscard]] VTFolderWatcher &folderWatcher() const { return *m_watcher; }

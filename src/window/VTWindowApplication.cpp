@@ -2,9 +2,12 @@
 
 #include "AppController.h"
 #include "VTAUValidationWindow.h"
+#include "VTInstallRequests.h"
 #include "VTLog.h"
 #include "VTMainThread.h"
 #include "VTMainWindow.h"
+#include "VTPreferencesWindow.h"
+#include "VTSingleInstance.h"
 #include "VTStartupChecks.h"
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
@@ -66,6 +69,18 @@ void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetIn
                 ui.runAlert({QStringLiteral("Are you sure you wish to remove Synth One?"),
                              QStringLiteral("The plug-in is moved to the Trash."),
                              {QStringLiteral("Remove"), QStringLiteral("Cancel")}, true});
+                VTPreferencesWindow &preferences = window.preferencesWindow();
+                preferences.move(window.x() + 80, window.y() + 80);
+                saveWindow(preferences, QStringLiteral("preferences.png"));
+                preferences.close();
+                QTimer::singleShot(600, &window, [save] {
+                    save(QStringLiteral("repair-alert.png"));
+                    for (QWidget *widget : QApplication::topLevelWidgets()) {
+                        if (widget->isVisible() && widget->windowModality() == Qt::WindowModal)
+                            widget->close();
+                    }
+                });
+                ui.runAlert(VTStartupChecks::repairAlert());
                 (void)controller;
                 // The validation window once every unit has its status,
                 // then the inspector of the first unit.
@@ -81,8 +96,12 @@ void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetIn
                            });
                     VTAUInspectorWindow *inspector = validation.inspector();
                     if (done && !inspector->isVisible()) {
+                        // The first unit that did not pass, selected, and its report.
+                        const auto failed = std::find_if(units.begin(), units.end(), [](const VTAudioUnitPtr &unit) {
+                            return unit->status() != QLatin1String("OK");
+                        });
+                        validation.table()->selectRow(failed == units.end() ? 0 : int(failed - units.begin()));
                         saveWindow(validation, QStringLiteral("au-validation.png"));
-                        validation.table()->selectRow(0);
                         inspector->move(validation.x() + 80, validation.y() + 80);
                         validation.auInspect();
                     } else if (inspector->isVisible() && !inspector->busy() && !inspector->report().isEmpty()) {
@@ -173,6 +192,13 @@ int run(int &argc, char **argv)
         }
     }
 
+    // Paths given to a window start are files to install. When a window
+    // already runs in this session, it takes them and this start ends.
+    const QStringList opened = VTSingleInstance::absolutePaths(QApplication::arguments().mid(1));
+    VTSingleInstance instance;
+    if (!instance.claim() && instance.handOver(opened))
+        return 0;
+
     VTLog::createNewLog(QStringLiteral("Tessary"));
     VTUserDefaults::registerApplicationDefaults();
     VTMainThread::setEventLoopRunning(true);
@@ -188,6 +214,16 @@ int run(int &argc, char **argv)
         const bool started = VTStartupChecks::run(controller);
         if (started)
             VTLog::appendLog(QStringLiteral("Preparing to display window..."));
+        // Opened files go to installation once the first list stands.
+        QObject::connect(&instance, &VTSingleInstance::filesOpened, &window, [&controller, &window](const QStringList &paths) {
+            window.raise();
+            window.activateWindow();
+            controller.installRequests().openFiles(paths);
+        });
+        if (started && !opened.isEmpty()) {
+            QObject::connect(&controller, &AppController::reloadFinished, &instance,
+                             [&instance, opened] { instance.openFiles(opened); }, Qt::SingleShotConnection);
+        }
         if (const QString folder = qEnvironmentVariable("TESSARY_SCREENSHOTS"); !folder.isEmpty()) {
             QObject::connect(&controller, &AppController::reloadFinished, &window,
                              [&controller, &window, &widgets, folder] {

@@ -21,10 +21,22 @@ public:
     [[nodiscard]] bool hasWindow() const override { return m_window; }
     int runAlert(const Alert &alert) override
     {
-        std::lock_guard lock(m_mutex);
-        m_steps << QStringLiteral("alert:%1|%2|%3").arg(alert.messageText, alert.informativeText,
-                                                          alert.buttons.join(u','));
-        return m_answers.isEmpty() ? FirstButton : m_answers.takeFirst();
+        std::function<void(int)> hook;
+        int count = 0;
+        int answer = FirstButton;
+        {
+            std::lock_guard lock(m_mutex);
+            m_steps << QStringLiteral("alert:%1|%2|%3").arg(alert.messageText, alert.informativeText,
+                                                              alert.buttons.join(u','));
+            m_shown << alert;
+            count = int(m_shown.size());
+            hook = m_onAlert;
+            if (!m_answers.isEmpty())
+                answer = m_answers.takeFirst();
+        }
+        if (hook)
+            hook(count);
+        return answer;
     }
     void startBusyIndicator() override { record(QStringLiteral("busy")); }
     void stopBusyIndicator() override { record(QStringLiteral("idle")); }
@@ -75,6 +87,19 @@ public:
         std::lock_guard lock(m_mutex);
         m_onIncrement = std::move(hook);
     }
+    // The alerts shown so far, whole.
+    [[nodiscard]] QList<Alert> alerts() const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_shown;
+    }
+    // Called while an alert is open with the number of alerts so far, as a
+    // person who changes files before answering would act.
+    void setOnAlert(std::function<void(int)> hook)
+    {
+        std::lock_guard lock(m_mutex);
+        m_onAlert = std::move(hook);
+    }
     void answerNext(int button)
     {
         std::lock_guard lock(m_mutex);
@@ -113,5 +138,7 @@ private:
     QStringList m_steps;
     QList<int> m_answers;
     std::function<void(int)> m_onIncrement;
+    std::function<void(int)> m_onAlert;
     int m_increments = 0;
+    QList<Alert> m_shown;
 };

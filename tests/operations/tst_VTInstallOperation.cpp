@@ -25,44 +25,6 @@ protected:
     InstallWithoutWindowTest() : InstallTestBase(false) {}
 };
 
-// A display interface that runs a step while a question is open, as a person
-// who deletes a file meanwhile would; answers the first button.
-class QuestionHookInterface final : public VTUserInterface
-{
-public:
-    explicit QuestionHookInterface(std::function<void()> hook) : m_hook(std::move(hook)) {}
-    [[nodiscard]] bool hasWindow() const override { return true; }
-    int runAlert(const Alert &alert) override
-    {
-        std::lock_guard lock(m_mutex);
-        m_alerts << alert.messageText + u'|' + alert.informativeText;
-        if (m_alerts.size() == 1 && m_hook)
-            m_hook();
-        return FirstButton;
-    }
-    void startBusyIndicator() override {}
-    void stopBusyIndicator() override {}
-    void showProgressSheet() override {}
-    void setIndeterminateProgress() override {}
-    void setDeterminateProgress(qint64) override {}
-    void incrementProgress() override {}
-    void updateProgressText(const QString &) override {}
-    void endProgressSheet() override {}
-    void setCatalogueLoading(bool) override {}
-    void setStatisticsText(const QString &) override {}
-
-    QStringList alerts() const
-    {
-        std::lock_guard lock(m_mutex);
-        return m_alerts;
-    }
-
-private:
-    std::function<void()> m_hook;
-    mutable std::mutex m_mutex;
-    QStringList m_alerts;
-};
-
 } // namespace
 
 TEST_F(InstallOperationTest, EachKindLandsInItsFolderAsACopy)
@@ -238,18 +200,17 @@ TEST_F(InstallOperationTest, ASourceThatVanishesWhileTheQuestionIsOpenLeavesTheO
     const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
     ASSERT_TRUE(builder().ok());
     const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
-    QuestionHookInterface hookUi([source] { QDir(source).removeRecursively(); });
-    QStringList postedHere;
-    VTOperationContext::Steps steps;
-    steps.postTaskErrorString = [&postedHere](const QString &text) { postedHere << text; };
-    VTOperations operations(catalogue(), hookUi, true, steps);
+    ui().setOnAlert([source](int count) {
+        if (count == 1)
+            QDir(source).removeRecursively();
+    });
 
-    operations.installation().installPlugins({source}, nullptr, true, true);
+    installation().installPlugins({source}, nullptr, true, true);
 
     EXPECT_TRUE(exists(existing)) << "the old copy stays when nothing can take its place";
     EXPECT_TRUE(trashedOriginals().isEmpty());
-    EXPECT_TRUE(postedHere.contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(source)));
-    EXPECT_EQ(hookUi.alerts().value(1), QStringLiteral("Installation failed|The following plugins failed to install: \nBlur.fxplug"));
+    EXPECT_TRUE(posted().contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(source)));
+    EXPECT_EQ(alerts().value(1), QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|"));
 }
 
 TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAndUntrashed)

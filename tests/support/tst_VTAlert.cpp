@@ -2,41 +2,9 @@
 #include "VTAlert.h"
 #include "VTConsoleInterface.h"
 #include "VTLog.h"
+#include "VTRecordingInterface.h"
 
 #include <gtest/gtest.h>
-
-namespace {
-
-// Stands in for the window: records what it was asked to show and answers
-// with a scripted button.
-class ScriptedInterface final : public VTUserInterface
-{
-public:
-    explicit ScriptedInterface(int answer) : m_answer(answer) {}
-    [[nodiscard]] bool hasWindow() const override { return true; }
-    int runAlert(const Alert &alert) override
-    {
-        m_shown.push_back(alert);
-        return m_answer;
-    }
-    void startBusyIndicator() override {}
-    void stopBusyIndicator() override {}
-    void showProgressSheet() override {}
-    void setIndeterminateProgress() override {}
-    void setDeterminateProgress(qint64) override {}
-    void incrementProgress() override {}
-    void updateProgressText(const QString &) override {}
-    void endProgressSheet() override {}
-    void setCatalogueLoading(bool) override {}
-    void setStatisticsText(const QString &) override {}
-    [[nodiscard]] const std::vector<Alert> &shown() const { return m_shown; }
-
-private:
-    int m_answer;
-    std::vector<Alert> m_shown;
-};
-
-} // namespace
 
 TEST(VTAlert, WithoutAWindowTheAlertIsOneLineOnStandardOutput)
 {
@@ -64,34 +32,36 @@ TEST(VTAlert, WithoutAWindowTheAlertIsOneLineOnStandardOutput)
 
 TEST(VTAlert, SheetOrModalWithTheChosenButton)
 {
-    ScriptedInterface window(VTUserInterface::SecondButton);
+    VTRecordingInterface window(true);
+    window.answerNext(VTUserInterface::SecondButton);
     const int answer = VTAlert::runSheet(window, QStringLiteral("Are you sure you wish to close?"),
                                          QStringLiteral("This will terminate the crash test."),
                                          {QStringLiteral("End Crash Test"), QStringLiteral("Cancel")});
     EXPECT_EQ(answer, 1001);
-    ASSERT_EQ(window.shown().size(), 1u);
-    EXPECT_TRUE(window.shown()[0].asSheet);
-    EXPECT_EQ(window.shown()[0].messageText, QStringLiteral("Are you sure you wish to close?"));
-    EXPECT_EQ(window.shown()[0].informativeText, QStringLiteral("This will terminate the crash test."));
-    EXPECT_EQ(window.shown()[0].buttons, (QStringList{QStringLiteral("End Crash Test"), QStringLiteral("Cancel")}));
+    ASSERT_EQ(window.alerts().size(), 1);
+    EXPECT_TRUE(window.alerts()[0].asSheet);
+    EXPECT_EQ(window.alerts()[0].messageText, QStringLiteral("Are you sure you wish to close?"));
+    EXPECT_EQ(window.alerts()[0].informativeText, QStringLiteral("This will terminate the crash test."));
+    EXPECT_EQ(window.alerts()[0].buttons, (QStringList{QStringLiteral("End Crash Test"), QStringLiteral("Cancel")}));
 
-    ScriptedInterface third(VTUserInterface::ThirdButton);
+    VTRecordingInterface third(true);
+    third.answerNext(VTUserInterface::ThirdButton);
     EXPECT_EQ(VTAlert::runModal(third, QStringLiteral("m"), QStringLiteral("i"),
                                 {QStringLiteral("Replace"), QStringLiteral("Skip"), QStringLiteral("Stop")}),
               1002);
-    ASSERT_EQ(third.shown().size(), 1u);
-    EXPECT_FALSE(third.shown()[0].asSheet);
+    ASSERT_EQ(third.alerts().size(), 1);
+    EXPECT_FALSE(third.alerts()[0].asSheet);
 }
 
 TEST(VTAlert, AtMostThreeButtonsAndNoEmptyOnes)
 {
     TestSandbox sandbox;
     VTLog::createNewLog(QStringLiteral("Alerts"));
-    ScriptedInterface window(VTUserInterface::FirstButton);
+    VTRecordingInterface window(true);
     VTAlert::runSheet(window, QStringLiteral("Too many"), QString(),
                       {QStringLiteral("A"), QString(), QStringLiteral("B"), QStringLiteral("C"), QStringLiteral("D")});
-    ASSERT_EQ(window.shown().size(), 1u);
-    EXPECT_EQ(window.shown()[0].buttons, (QStringList{QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")}));
+    ASSERT_EQ(window.alerts().size(), 1);
+    EXPECT_EQ(window.alerts()[0].buttons, (QStringList{QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")}));
     VTLog::finishWriting();
     EXPECT_TRUE(readWholeFile(VTLog::currentLogPath()).contains("\"D\" is left out"));
 }

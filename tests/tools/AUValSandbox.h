@@ -52,6 +52,8 @@ public:
         makeFile(binPath(QStringLiteral("auval-status.txt")), lines.join(QLatin1Char('\n')).toUtf8() + '\n');
     }
     void setDelay(const QString &seconds) const { makeFile(binPath(QStringLiteral("auval-delay.txt")), seconds.toUtf8()); }
+    // Each validation holds until `runs` have been under way at once.
+    void setGather(int runs) const { makeFile(binPath(QStringLiteral("auval-gather.txt")), QByteArray::number(runs)); }
     [[nodiscard]] int peakConcurrentRuns() const
     {
         QFile file(binPath(QStringLiteral("auval-peak")));

@@ -58,7 +58,7 @@ QStringList texts(std::initializer_list<const char *> values)
 struct ValidationRun {
     VTAUValTableModel model;
     RecordingDisplay display;
-    void go() { VTAUValidator(model, display).processAUValidation(); }
+    bool go() { return VTAUValidator(model, display).processAUValidation(); }
     // A table that already shows one unit, to see that a failed run keeps it.
     void preload() { model.updateAUValArray({unit("Earlier", "Maker")}); }
 };
@@ -73,7 +73,7 @@ TEST(VTAUValidator, StartupFailuresShowTheirSheetAndKeepTheTable)
         AUValSandbox sandbox(false);
         ValidationRun run;
         run.preload();
-        run.go();
+        EXPECT_FALSE(run.go());
         EXPECT_EQ(run.display.sheets, QStringList{QStringLiteral("Unable to locate validator / ") + couldNot});
         EXPECT_TRUE(logText().contains(QStringLiteral("Unable to locate auval utility. ") + couldNot));
         EXPECT_EQ(run.display.ended, 1);
@@ -83,7 +83,7 @@ TEST(VTAUValidator, StartupFailuresShowTheirSheetAndKeepTheTable)
         AUValSandbox sandbox;
         ASSERT_TRUE(sandbox.placed());
         ValidationRun run;
-        run.go(); // no listing file: the validator prints nothing
+        EXPECT_FALSE(run.go()); // no listing file: the validator prints nothing
         EXPECT_EQ(run.display.sheets, QStringList{QStringLiteral("Error: no data returned from validator / ") + couldNot});
     }
     {
@@ -92,7 +92,7 @@ TEST(VTAUValidator, StartupFailuresShowTheirSheetAndKeepTheTable)
         sandbox.setListing(QStringList(8, QStringLiteral("aufx dcmp appl - Apple: Dyn")) + QStringList{QString()});
         ValidationRun run;
         run.preload();
-        run.go();
+        EXPECT_FALSE(run.go());
         EXPECT_EQ(run.display.sheets, QStringList{QStringLiteral("Error: invalid data returned from validator / ") + couldNot});
         const QString log = logText();
         EXPECT_TRUE(log.contains(QStringLiteral("Error: invalid data returned from validator. ") + couldNot));
@@ -109,7 +109,7 @@ TEST(VTAUValidator, TenLinesWithTheBannerGiveAnEmptyTable)
     sandbox.setListing(AUValSandbox::banner() + QStringList{QStringLiteral("aufx dcmp appl - Apple: Dyn")});
     ValidationRun run;
     run.preload();
-    run.go();
+    EXPECT_TRUE(run.go());
     EXPECT_TRUE(run.display.sheets.isEmpty());
     EXPECT_EQ(run.model.rowCount(), 0);
 }
@@ -153,7 +153,7 @@ TEST(VTAUValidator, ExitStatusesMapToTheirStatusAndLogLine)
     sandbox.setBannerListing(lines);
     sandbox.setStatuses(statuses);
     ValidationRun run;
-    run.go();
+    EXPECT_TRUE(run.go());
     ASSERT_EQ(run.model.rowCount(), codes.size());
     // Sorted by title, the first column, when nothing is stored.
     EXPECT_EQ(column(run.model, 0).first(), QStringLiteral("Unit 0"));
@@ -179,12 +179,13 @@ TEST(VTAUValidator, NeverMoreThanFiveValidationsAtOnce)
     for (int i = 0; i < 12; ++i)
         lines << QStringLiteral("aufx u%1 test - Maker: Unit %1").arg(i, 2, 10, QLatin1Char('0'));
     sandbox.setBannerListing(lines);
-    sandbox.setDelay(QStringLiteral("0.4"));
+    // The validations wait for five at once; a sixth would be counted in
+    // the delay they take after that.
+    sandbox.setGather(VTAUValidator::QueueWidth);
+    sandbox.setDelay(QStringLiteral("0.3"));
     ValidationRun run;
-    run.go();
-    const int peak = sandbox.peakConcurrentRuns();
-    EXPECT_LE(peak, VTAUValidator::QueueWidth);
-    EXPECT_GE(peak, 2) << "the queue ran its validations one by one";
+    EXPECT_TRUE(run.go());
+    EXPECT_EQ(sandbox.peakConcurrentRuns(), VTAUValidator::QueueWidth);
     for (const VTAudioUnitPtr &unit : run.model.units())
         EXPECT_EQ(unit->status(), QStringLiteral("OK"));
 }
@@ -195,7 +196,7 @@ TEST(VTAUValidator, ALineOfTwoWordsEndsTheRunThroughTheExceptionPath)
     sandbox.setBannerListing({QStringLiteral("aufx dcmp appl - Apple: Dyn"), QStringLiteral("aufx broken")});
     ValidationRun run;
     run.preload();
-    run.go();
+    EXPECT_FALSE(run.go());
     EXPECT_TRUE(logText().contains(QStringLiteral("Exception in -[AppController processAUValidation].")));
     EXPECT_EQ(run.display.ended, 1);
     EXPECT_TRUE(run.display.sheets.isEmpty());
@@ -242,6 +243,7 @@ TEST(VTAUValidator, InspectorShowsTheWholeReportOfOneUnit)
     const QString report = VTAUValidator::inspect(unit);
     EXPECT_TRUE(report.startsWith(QStringLiteral("VALIDATING AUDIO UNIT: 'aufx' - 'dcmp' - 'appl'\n")));
     EXPECT_TRUE(report.contains(QStringLiteral("Report of the stand-in validator for aufx dcmp appl")));
+    EXPECT_TRUE(report.endsWith(QStringLiteral("\nResult: passed\n"))) << report.toStdString();
     EXPECT_EQ(VTAUValidator::inspectorTitle(unit), QStringLiteral("Dyn - Inspector"));
     EXPECT_TRUE(logText().contains(QStringLiteral("Inspecting Dyn...")));
 }

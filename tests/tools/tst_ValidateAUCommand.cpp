@@ -49,11 +49,22 @@ TEST(ValidateAUCommand, PrintsTheTableAlignedAndExitsByTheStatuses)
     EXPECT_EQ(run.lines.value(2), QStringLiteral("Synth                Some Vendor   OK"));
 }
 
-TEST(ValidateAUCommand, ASystemWithoutTheValidatorFails)
+TEST(ValidateAUCommand, RunsThatCannotCompleteFail)
 {
-    AUValSandbox sandbox(false);
-    const ProgramRun run = runValidateAU();
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.lines, QStringList{QStringLiteral(
-                             "Unable to locate validator. Audio Unit validation could not be completed.")});
+    {
+        AUValSandbox sandbox(false);
+        const ProgramRun run = runValidateAU();
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_EQ(run.lines, QStringList{QStringLiteral(
+                                 "Unable to locate validator. Audio Unit validation could not be completed.")});
+    }
+    {
+        // A list line of two words ends the run: no table, not a success.
+        AUValSandbox sandbox;
+        sandbox.setBannerListing({QStringLiteral("aufx dcmp appl - Apple: AUDynamicsProcessor"), QStringLiteral("aufx broken")});
+        const ProgramRun run = runValidateAU();
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_EQ(run.lines, QStringList{QStringLiteral("Error: unreadable data returned from validator. "
+                                                        "Audio Unit validation could not be completed.")});
+    }
 }

@@ -8,15 +8,19 @@
 #include "VTAUValidationWindow.h"
 #include "VTMainThread.h"
 #include "VTFolderWatcher.h"
+#include "VTIconProvider.h"
 #include "VTLocalPaths.h"
 #include "VTMainWindow.h"
+#include "VTPreferencesWindow.h"
 #include "VTProgressSheet.h"
 #include "VTTestProcess.h"
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QClipboard>
+#include <QComboBox>
 #include <QTableView>
 #include <QHeaderView>
 #include <QJsonDocument>
@@ -393,6 +397,39 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
         statuses.append(unit->status());
     EXPECT_TRUE(statuses.contains(QStringLiteral("OK")) && statuses.contains(QStringLiteral("Fatal Error"))) << statuses.join(u',').toStdString();
 
+    // The table's own header: a click sorts ascending, a second one toggles.
+    QHeaderView *header = validation.table()->horizontalHeader();
+    const auto clickStatusHeader = [header] {
+        const int x = header->sectionViewportPosition(VTAUValTableModel::ColStatus) + header->sectionSize(VTAUValTableModel::ColStatus) / 2;
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(x, header->height() / 2));
+    };
+    const auto shownStatuses = [&validation] {
+        QStringList shown;
+        for (int row = 0; row < validation.model().rowCount(); ++row)
+            shown.append(validation.model().index(row, VTAUValTableModel::ColStatus).data().toString());
+        return shown;
+    };
+    std::sort(statuses.begin(), statuses.end(), [](const QString &a, const QString &b) { return a.compare(b, Qt::CaseInsensitive) < 0; });
+    clickStatusHeader();
+    EXPECT_EQ(shownStatuses(), statuses);
+    EXPECT_EQ(header->sortIndicatorOrder(), Qt::AscendingOrder);
+    clickStatusHeader();
+    std::reverse(statuses.begin(), statuses.end());
+    EXPECT_EQ(shownStatuses(), statuses);
+    EXPECT_EQ(header->sortIndicatorSection(), int(VTAUValTableModel::ColStatus));
+    EXPECT_EQ(header->sortIndicatorOrder(), Qt::DescendingOrder);
+    EXPECT_EQ(VTUserDefaults::value(QStringLiteral("auValSortedColumn")).toString(), QStringLiteral("colStatus"));
+    EXPECT_TRUE(VTUserDefaults::value(QStringLiteral("auValSortedDescending")).toBool());
+
+    // Status icons: none while validating, one error sign for every failure,
+    // a warning for "Unknown" (where status 3 lands), a tick for "OK".
+    const auto icon = [](const char *status) { return VTIconProvider::validationStatusIcon(QString::fromLatin1(status)); };
+    EXPECT_TRUE(icon("Validating...").isNull());
+    for (const char *failure : {"General Error", "Fatal Error", "Unauthorized"})
+        EXPECT_EQ(icon(failure).cacheKey(), icon("Failed").cacheKey()) << failure;
+    const QSet<qint64> distinct = {icon("OK").cacheKey(), icon("Failed").cacheKey(), icon("Unknown").cacheKey()};
+    EXPECT_EQ(distinct.size(), 3);
+
     VTAUInspectorWindow *inspector = validation.inspector();
     for (const int row : {0, 1}) {
         const VTAudioUnitPtr unit = validation.model().unitAt(row);
@@ -405,6 +442,46 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
     }
     inspector->copyButton()->click();
     EXPECT_EQ(QApplication::clipboard()->text(), inspector->report());
+}
+
+TEST_F(MainWindowTest, PreferencesApplyAtOnceAndLiftingTheAdminPasswordNeedsAuthorization)
+{
+    VTPreferencesWindow &preferences = m_window->preferencesWindow();
+    EXPECT_FALSE(preferences.requireAdminPasswordBox()->isChecked());
+    EXPECT_FALSE(preferences.ignoreFxFactoryBox()->isChecked());
+    EXPECT_EQ(preferences.filterBox()->currentData().toInt(), 0);
+
+    preferences.requireAdminPasswordBox()->click();
+    EXPECT_EQ(VTUserDefaults::hostValue(QStringLiteral("requireAdminPassword")).toLongLong(), 1);
+    EXPECT_FALSE(VTUserDefaults::value(QStringLiteral("requireAdminPassword")).isValid()) << "stored for the host only";
+
+    bool grant = false;
+    int asked = 0;
+    VTPreferencesWindow guarded(*m_controller, nullptr, [&] { ++asked; return grant; });
+    ASSERT_TRUE(guarded.requireAdminPasswordBox()->isChecked());
+    guarded.requireAdminPasswordBox()->click();
+    EXPECT_EQ(asked, 1);
+    EXPECT_TRUE(guarded.requireAdminPasswordBox()->isChecked()) << "refused: the box goes back on";
+    EXPECT_EQ(VTUserDefaults::hostValue(QStringLiteral("requireAdminPassword")).toLongLong(), 1);
+    grant = true;
+    guarded.requireAdminPasswordBox()->click();
+    EXPECT_FALSE(guarded.requireAdminPasswordBox()->isChecked());
+    EXPECT_EQ(VTUserDefaults::hostValue(QStringLiteral("requireAdminPassword")).toLongLong(), 0);
+
+    // The type filter chosen there reloads and shows in the toolbar.
+    QSignalSpy reloaded(m_controller.get(), &AppController::reloadFinished);
+    QComboBox *filter = preferences.filterBox();
+    const int openFX = filter->findData(5);
+    ASSERT_GE(openFX, 0);
+    filter->setCurrentIndex(openFX);
+    emit filter->activated(openFX);
+    EXPECT_EQ(VTUserDefaults::integerValue(QStringLiteral("filter")), 5);
+    EXPECT_EQ(m_window->filterPopUp()->currentData().toInt(), 5);
+    ASSERT_TRUE(reloaded.wait(120000));
+
+    preferences.ignoreFxFactoryBox()->click();
+    EXPECT_EQ(VTUserDefaults::integerValue(QStringLiteral("ignoreFxFactory")), 1);
+    EXPECT_EQ(&m_window->preferencesWindow(), &preferences) << "one preferences window";
 }
 
 int main(int argc, char **argv)
