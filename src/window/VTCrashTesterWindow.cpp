@@ -50,7 +50,6 @@ VTCrashTesterWindow::VTCrashTesterWindow(AppController &controller, QWidget *par
     layout->addWidget(explanation);
     layout->addLayout(row);
     layout->addWidget(m_panel);
-    layout->setSizeConstraint(QLayout::SetMinAndMaxSize);
     m_run->setDefault(true);
     connect(m_run, &QPushButton::clicked, this, &VTCrashTesterWindow::runCrashTestClick);
     resize(460, sizeHint().height());
@@ -100,7 +99,7 @@ void VTCrashTesterWindow::authorize()
 
 void VTCrashTesterWindow::resizeCrashTestDialog(bool running)
 {
-    if (running == m_panel->isVisible())
+    if (running != m_panel->isHidden())
         return;
     m_run->setText(running ? tr("Cancel") : tr("Run Test"));
     m_chooser->setEnabled(!running);
