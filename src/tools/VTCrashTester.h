@@ -79,6 +79,7 @@ public:
     QString runCrashTest();
 
     [[nodiscard]] bool isRunning() const { return m_running; }
+    [[nodiscard]] bool isCancelled() const { return m_cancelled; }
     [[nodiscard]] bool hostLaunched() const { return m_launched; }
     [[nodiscard]] int launchCount() const { return m_launchCount; }
 

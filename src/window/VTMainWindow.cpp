@@ -3,6 +3,7 @@
 #include "AppController.h"
 #include "OutlineViewController.h"
 #include "VTAUValidationWindow.h"
+#include "VTCrashTesterWindow.h"
 #include "VTCatalogueDelegate.h"
 #include "VTCatalogueModel.h"
 #include "VTFolderWatcher.h"
@@ -231,8 +232,11 @@ void VTMainWindow::createActions()
     a.print = make(tr("Print..."), C::Print, QKeySequence::Print);
     connect(a.print, &QAction::triggered, this, &VTMainWindow::printList);
     connect(a.validateAudioUnits, &QAction::triggered, this, [this] { auValidationWindow().validateAU(); });
-    for (QAction *placeholder : {a.crashTester, a.buildInstaller})
+    for (QAction *placeholder : {a.buildInstaller})
         placeholder->setEnabled(false);
+    // Made now, hidden: it also answers "vtRemoteLaunchCrashTest" from other processes.
+    new VTCrashTesterWindow(m_controller, this);
+    connect(a.crashTester, &QAction::triggered, this, [this] { findChild<VTCrashTesterWindow *>()->crashLocateClick(); });
 
     a.exportList = new QAction(tr("Export..."), this);
     connect(a.exportList, &QAction::triggered, this, &VTMainWindow::exportList);
