@@ -2,11 +2,13 @@
 
 #include "VTApplicationLocator.h"
 #include "VTBundle.h"
+#include "VTLocalPaths.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <chrono>
 
 #include <spawn.h>
@@ -91,6 +93,17 @@ QString VTHostProcesses::applicationOfExecutable(const QString &executable)
 
 pid_t VTHostProcesses::runningProcess(const QString &bundleIdentifier)
 {
+    // Only hosts of the managed system count: the same application installed
+    // elsewhere (another root, another user's test run) is not its host.
+    QStringList applicationFolders;
+    for (const bool forUser : {false, true}) {
+        const QString folder = QFileInfo(VTLocalPaths::applicationDirectory(forUser)).canonicalFilePath();
+        if (!folder.isEmpty())
+            applicationFolders.append(folder + u'/');
+    }
+    const auto isManaged = [&applicationFolders](const QString &application) {
+        return std::ranges::any_of(applicationFolders, [&application](const QString &folder) { return application.startsWith(folder); });
+    };
     const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
     for (const QString &entry : entries) {
         bool isPid = false;
@@ -100,7 +113,7 @@ pid_t VTHostProcesses::runningProcess(const QString &bundleIdentifier)
         // A zombie has no executable link left: it runs no more.
         const QString executable = QFile::symLinkTarget(QStringLiteral("/proc/") + entry + QStringLiteral("/exe"));
         const QString application = applicationOfExecutable(executable);
-        if (!application.isEmpty() && VTApplicationLocator::bundleIdentifier(application) == bundleIdentifier)
+        if (!application.isEmpty() && isManaged(application) && VTApplicationLocator::bundleIdentifier(application) == bundleIdentifier)
             return pid;
     }
     return 0;

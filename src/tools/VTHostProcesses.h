@@ -32,7 +32,8 @@ public:
     bool launch(const QString &bundleIdentifier);
 
     // The pid of the first running process whose executable lies inside an
-    // .app with exactly this identifier (letter case counts); 0 with none.
+    // .app of the managed system's Applications folders with exactly this
+    // identifier (letter case counts); 0 with none.
     [[nodiscard]] static pid_t runningProcess(const QString &bundleIdentifier);
     [[nodiscard]] static bool isRunning(const QString &bundleIdentifier) { return runningProcess(bundleIdentifier) != 0; }
     // The .app that holds `executable`, or empty.

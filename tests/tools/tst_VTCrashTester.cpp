@@ -225,6 +225,28 @@ TEST(VTCrashTester, RunningHostsAreFoundByTheExactIdentifier)
         host.waitForFinished();
     }
     {
+        // Another system's copy of the host (another root, another test run)
+        // is not the managed system's host.
+        SCOPED_TRACE("same host outside the managed system");
+        CrashTestSandbox box(1, {QStringLiteral("P1.fxplug")});
+        ASSERT_TRUE(box.ready());
+        const QString elsewhere = box.sandbox.path() + QStringLiteral("/elsewhere");
+        ASSERT_EQ(QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-a"), box.sandbox.systemPath(QStringLiteral("Applications")),
+                                                         elsewhere}),
+                  0);
+        // This copy crashes on nothing, so it stays up for the whole run.
+        ASSERT_TRUE(VTTestSandbox::makeFile(elsewhere + QStringLiteral("/Final Cut Pro.app/Contents/Resources/StandInHost.ini"),
+                                            "[General]\nkinds=0\ncrashOn=\n"));
+        QProcess host;
+        host.start(elsewhere + QStringLiteral("/Final Cut Pro.app/Contents/MacOS/Final Cut Pro"));
+        ASSERT_TRUE(host.waitForStarted());
+        EXPECT_EQ(VTHostProcesses::runningProcess(HostIdentifier), 0);
+        EXPECT_EQ(box.tester->runCrashTest(), box.plugins.at(0));
+        EXPECT_FALSE(host.waitForFinished(0)) << "the other system's host was stopped";
+        host.terminate();
+        host.waitForFinished();
+    }
+    {
         // The start-up check misses it; the launch observers still see it.
         SCOPED_TRACE("identifier differing in case");
         const QString lower = HostIdentifier.toLower();
