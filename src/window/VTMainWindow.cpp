@@ -43,26 +43,6 @@
 
 #include <algorithm>
 
-namespace {
-
-// The type filter's entries: title and `filter` value (6 scans the same as 0).
-struct FilterEntry {
-    const char *title;
-    int value;
-};
-constexpr FilterEntry kFilters[] = {
-    {"All Plugins", 0},
-    {"Final Cut Pro 7 and Express", 1},
-    {"Final Cut Pro X and Motion", 2},
-    {"Avid", 3},
-    {"Adobe Premiere Pro and VST", 4},
-    {"OpenFX", 5},
-    {"Video Plugins", 7},
-    {"Audio Plugins", 8},
-};
-
-} // namespace
-
 VTMainWindow::VTMainWindow(AppController &controller, VTWidgetInterface &ui, QWidget *parent)
     : QMainWindow(parent)
     , m_controller(controller)
@@ -130,12 +110,9 @@ VTMainWindow::VTMainWindow(AppController &controller, VTWidgetInterface &ui, QWi
         if (!m_isLoading)
             m_controller.search(text);
     });
-    for (const FilterEntry &entry : kFilters)
+    for (const VTPreferencesWindow::FilterEntry &entry : VTPreferencesWindow::filterEntries())
         m_filter->addItem(tr(entry.title), entry.value);
-    const int stored = int(VTUserDefaults::integerValue(QStringLiteral("filter")));
-    const auto storedEntry =
-        std::find_if(std::begin(kFilters), std::end(kFilters), [stored](const FilterEntry &e) { return e.value == stored; });
-    m_filter->setCurrentIndex(storedEntry == std::end(kFilters) ? 0 : int(storedEntry - std::begin(kFilters)));
+    m_filter->setCurrentIndex(std::max(0, m_filter->findData(int(VTUserDefaults::integerValue(QStringLiteral("filter"))))));
     m_filter->setToolTip(tr("Plug-in types shown"));
     connect(m_filter, &QComboBox::activated, this, &VTMainWindow::changeFilter);
 
