@@ -1,15 +1,11 @@
 #include "VTTaskEx.h"
 
+#include "VTChildProcess.h"
 #include "VTLog.h"
 #include "VTPath.h"
 
 #include <QFileInfo>
 #include <QProcess>
-
-#include <algorithm>
-#include <climits>
-#include <csignal>
-#include <unistd.h>
 
 namespace {
 
@@ -54,48 +50,27 @@ VTTaskEx::Result VTTaskEx::run(const QString &tool, const QStringList &arguments
 {
     Result result;
     const QString program = resolveTool(tool);
-    if (program.isEmpty()) {
+    VTChildProcess child;
+    if (program.isEmpty() || !child.start(program, arguments)) {
         VTLog::appendLog(QStringLiteral("Error: %1 is not executable").arg(tool));
         return result;
     }
-    QProcess process;
-    process.setProgram(program);
-    process.setArguments(arguments);
-    // A group of its own, so that a time-out also ends whatever the tool
-    // started (a script's children would otherwise run on, holding its pipes).
-    process.setChildProcessModifier([] { ::setpgid(0, 0); });
-    process.start(QIODevice::ReadWrite);
-    if (!process.waitForStarted(-1)) {
-        VTLog::appendLog(QStringLiteral("Error: %1 is not executable").arg(tool));
-        return result;
-    }
-    const qint64 group = process.processId();
-    if (!input.isEmpty())
-        process.write(input);
-    process.closeWriteChannel();
-
-    const int waitMs = timeout ? static_cast<int>(std::clamp<qint64>(timeout->count(), 0, INT_MAX)) : -1;
-    if (!process.waitForFinished(waitMs) && process.state() != QProcess::NotRunning) {
+    const bool finished = child.communicate(input, timeout);
+    if (!finished) {
         VTLog::appendLog(QStringLiteral("Task %1 timed out. Terminating...").arg(tool));
-        ::kill(static_cast<pid_t>(-group), SIGTERM);
-        if (!process.waitForFinished(static_cast<int>(kTerminateGrace.count())))
-            ::kill(static_cast<pid_t>(-group), SIGKILL);
-        process.waitForFinished(-1);
-        // Members of the group that ignored the polite request.
-        ::kill(static_cast<pid_t>(-group), SIGKILL);
+        child.endGroup(kTerminateGrace);
         result.outcome = Outcome::TimedOut;
-        result.standardOutput = process.readAllStandardOutput();
-        result.standardError = process.readAllStandardError();
-        return result;
     }
-    result.standardOutput = process.readAllStandardOutput();
-    result.standardError = process.readAllStandardError();
-    if (process.exitStatus() == QProcess::CrashExit) {
+    result.standardOutput = child.standardOutput();
+    result.standardError = child.standardError();
+    if (!finished)
+        return result;
+    if (child.crashed()) {
         VTLog::appendLog(QStringLiteral("Task %1 crashed.").arg(tool));
         result.outcome = Outcome::Crashed;
         return result;
     }
-    result.exitCode = process.exitCode();
+    result.exitCode = child.exitCode();
     result.outcome = result.exitCode == 0 ? Outcome::Success : Outcome::FinishedWithError;
     return result;
 }

@@ -62,7 +62,10 @@ void runAndWait(const std::function<void()> &step)
     struct Completion {
         std::mutex mutex;
         std::condition_variable done;
-        bool finished = false;
+        // Atomic as well as guarded: the wait's own re-locking happens inside
+        // the uninstrumented C++ library, so ThreadSanitizer learns of the
+        // step's writes through this flag.
+        std::atomic<bool> finished{false};
         std::exception_ptr failure;
     };
     const auto completion = std::make_shared<Completion>();
@@ -77,11 +80,11 @@ void runAndWait(const std::function<void()> &step)
         }
         std::lock_guard lock(completion->mutex);
         completion->failure = failure;
-        completion->finished = true;
+        completion->finished.store(true, std::memory_order_release);
         completion->done.notify_all();
     });
     std::unique_lock lock(completion->mutex);
-    completion->done.wait(lock, [&completion] { return completion->finished; });
+    completion->done.wait(lock, [&completion] { return completion->finished.load(std::memory_order_acquire); });
     if (completion->failure)
         std::rethrow_exception(completion->failure);
 }

@@ -9,9 +9,12 @@
 #include "VTTaskEx.h"
 
 #include <QFileInfo>
-#include <QThreadPool>
 
+#include <algorithm>
+#include <atomic>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -61,11 +64,16 @@ bool VTAUValidator::processAUValidation()
             });
 
             VTLog::appendLog(QStringLiteral("Validating audio units..."));
-            QThreadPool queue;
-            queue.setMaxThreadCount(QueueWidth);
-            for (const VTAudioUnitPtr &unit : units)
-                queue.start([this, unit] { validateAudioUnit(unit); });
-            queue.waitForDone();
+            // At most QueueWidth validations at once, taken in table order.
+            std::atomic<std::size_t> next{0};
+            std::vector<std::jthread> queue;
+            for (std::size_t worker = 0; worker < std::min<std::size_t>(QueueWidth, units.size()); ++worker) {
+                queue.emplace_back([this, &units, &next] {
+                    for (std::size_t index = next++; index < units.size(); index = next++)
+                        validateAudioUnit(units[index]);
+                });
+            }
+            queue.clear();
             completed = true;
         }
     } catch (const std::exception &exception) {

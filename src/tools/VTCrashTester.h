@@ -103,7 +103,8 @@ private:
     VTCrashTestTiming m_timing;
     VTCrashTestHost m_host;
     int m_hostIndex = 0;
-    int m_launchCount = 0;
+    // Written by the run, read by whoever watches it.
+    std::atomic<int> m_launchCount{0};
     // Written on the main thread (button, observers), polled by the run.
     std::atomic<bool> m_running{false};
     std::atomic<bool> m_cancelled{false};
