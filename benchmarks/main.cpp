@@ -1,34 +1,30 @@
-// tessary-benchmark: how long a full catalogue reload takes on a large
-// system, next to a plain single-threaded walk of the same tree.
+// tessary-benchmark: how long `tessary -allplugins` (and `-allplugins -data`)
+// take on a large system, next to the least work any scan of the same folders
+// must do (tessary-floor-walk: one thread that lists, lstats, parses each
+// Info.plist and reads 4 KB of each executable).
 //
 //   tessary-benchmark [--count N] [--seed S] [--runs R] [--dir DIR]
 //
 // Makes a scaled sandbox of N plug-ins in DIR (a temporary folder by default;
-// an existing DIR/root is reused), then times R rounds of: the plain walk,
-// and a reload to a finished tree with every bundle read. Prints the median
-// times, their ratio, the peak memory and the most threads seen during a
-// reload. See scripts/benchmark.sh.
+// an existing DIR/root is reused), then runs the three programs alternately,
+// R rounds warm and, as root, R rounds cold (caches dropped before each run),
+// and prints medians, ratios to the walk, system-call counts (strace -f -c)
+// and peak memory. See scripts/benchmark.sh.
 
-#include "AppController.h"
-#include "OutlineViewController.h"
-#include "VTBundleInfoReader.h"
-#include "VTCatalogueLoader.h"
-#include "VTLog.h"
+#include "VTChildRun.h"
+#include "VTLocalPaths.h"
 #include "VTPath.h"
-#include "VTPlainWalk.h"
 #include "VTPluginFolders.h"
-#include "VTPluginItem.h"
-#include "VTResourceSampler.h"
 #include "VTSandboxBuilder.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -64,7 +60,7 @@ bool parse(int argc, char **argv, Options &options)
 }
 
 // Builds the sandbox in a child process, so that the builder's own memory
-// does not count towards the peak measured here.
+// and threads stay out of the measurements.
 bool buildSandbox(const QString &root, const QString &home, const Options &options)
 {
     std::fflush(stdout);
@@ -91,7 +87,48 @@ bool buildSandbox(const QString &root, const QString &home, const Options &optio
 double median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+    return values.empty() ? 0.0 : values[values.size() / 2];
+}
+
+struct Program {
+    const char *name;
+    QStringList command;
+    std::vector<double> warm, cold, processor; // processor: warm runs
+    double peakMegabytes = 0;
+    bool failed = false;
+};
+
+void runOnce(Program &program, bool cold)
+{
+    const VTChildRun::Measure measure = VTChildRun::run(program.command);
+    if (measure.exitStatus != 0)
+        program.failed = true;
+    (cold ? program.cold : program.warm).push_back(measure.wallMs);
+    if (!cold)
+        program.processor.push_back(measure.processorMs);
+    program.peakMegabytes = std::max(program.peakMegabytes, measure.peakMegabytes);
+}
+
+QString ratios(const std::vector<double> &times, const std::vector<double> &floor)
+{
+    QStringList perRound;
+    for (size_t i = 0; i < times.size() && i < floor.size(); ++i)
+        perRound.append(QString::number(times[i] / floor[i], 'f', 2));
+    return perRound.join(u' ');
+}
+
+void printCalls(const char *name, const VTChildRun::Calls &calls, long floorTotal)
+{
+    const auto count = [&calls](const char *syscall) {
+        const auto it = calls.bySyscall.find(syscall);
+        return it == calls.bySyscall.end() ? 0L : it->second;
+    };
+    std::printf("  %-22s %7ld (%.2f of the walk's): stat %ld, statx %ld, openat %ld, getdents64 %ld, access %ld, "
+                "write %ld, futex %ld\n",
+                name, calls.total, double(calls.total) / double(std::max(1L, floorTotal)),
+                count("newfstatat") + count("fstat") + count("lstat") + count("stat"), count("statx"), count("openat"),
+                count("getdents64"), count("access") + count("faccessat") + count("faccessat2"), count("write"),
+                count("futex"));
 }
 
 } // namespace
@@ -103,6 +140,7 @@ int main(int argc, char **argv)
         std::fputs("usage: tessary-benchmark [--count N] [--seed S] [--runs R] [--dir DIR]\n", stderr);
         return 2;
     }
+    QCoreApplication app(argc, argv);
     QTemporaryDir temporary;
     const QString base = options.dir.isEmpty() ? temporary.path() : options.dir;
     const QString root = VTPath::join(base, QStringLiteral("root"));
@@ -116,68 +154,94 @@ int main(int argc, char **argv)
     qputenv("TESSARY_SYSTEM_ROOT", QFile::encodeName(root));
     qputenv("HOME", QFile::encodeName(home));
 
-    QCoreApplication app(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("Tessary"));
-    const std::unique_ptr<AppController> controller = AppController::initWithoutGUI();
-    if (!controller)
-        return 1;
-    OutlineViewController &catalogue = controller->outlineViewController();
-    const QStringList folders = catalogue.pluginFolderDict()->foldersForFilter(0);
-    const QString disabledRoot = catalogue.disabledPath();
-    const QStringList unread{catalogue.pluginFolderDict()->path(QStringLiteral("localOFX"))};
+    // The walk covers what the scan covers: every plug-in folder, then its
+    // mirror in the disabled tree.
+    const VTPluginFolders folders = VTPluginFolders::build();
+    QStringList walked;
+    for (const VTPluginFolders::Folder &folder : folders.folders())
+        walked.append(folder.path);
+    for (const VTPluginFolders::Folder &folder : folders.folders())
+        walked.append(VTLocalPaths::mirrorPath(folders.disabledPath(), folder.path));
 
-    const auto reload = [&controller] {
-        controller->loadPluginData();
-        VTBundleInfoReader::shared().waitForAll();
+    const QString bin = QCoreApplication::applicationDirPath();
+    const QString tessary = VTPath::join(bin, QStringLiteral("tessary"));
+    std::vector<Program> programs{
+        {"floor walk", QStringList{VTPath::join(bin, QStringLiteral("tessary-floor-walk"))} + walked, {}, {}, {}},
+        {"-allplugins", {tessary, QStringLiteral("-allplugins")}, {}, {}, {}},
+        {"-allplugins -data", {tessary, QStringLiteral("-allplugins"), QStringLiteral("-data")}, {}, {}, {}},
     };
-    // One untimed round of each: the page cache and first-use costs are the
-    // same for both afterwards.
-    const VTPlainWalk::Totals walked = VTPlainWalk::run(folders, disabledRoot, unread);
-    reload();
 
-    std::vector<double> walkTimes, reloadTimes, walkCpu, reloadCpu;
-    int threads = 0;
-    const int threadsBefore = VTResourceSampler::currentThreads();
-    for (int run = 0; run < options.runs; ++run) {
-        QElapsedTimer timer;
-        double cpu = VTResourceSampler::processorMilliseconds();
-        timer.start();
-        const VTPlainWalk::Totals totals = VTPlainWalk::run(folders, disabledRoot, unread);
-        walkTimes.push_back(double(timer.nsecsElapsed()) / 1e6);
-        walkCpu.push_back(VTResourceSampler::processorMilliseconds() - cpu);
-        Q_UNUSED(totals);
+    // The listing, once: it must be complete before anything is timed.
+    const QString listing = VTPath::join(base, QStringLiteral("allplugins.txt"));
+    if (VTChildRun::run(programs[1].command, listing).exitStatus != 0) {
+        std::fputs("tessary-benchmark: tessary -allplugins failed\n", stderr);
+        return 1;
+    }
+    QFile listed(listing);
+    const qsizetype lines = listed.open(QIODevice::ReadOnly) ? listed.readAll().count('\n') : 0;
+    const VTChildRun::Measure floorProbe = VTChildRun::run(programs[0].command, listing + QStringLiteral(".walk"));
+    QFile walkLine(listing + QStringLiteral(".walk"));
+    const QByteArray walkCounts = walkLine.open(QIODevice::ReadOnly) ? walkLine.readAll().trimmed() : QByteArray();
+    std::printf("listing:     %lld paths from -allplugins; the walk met %s\n", qlonglong(lines), walkCounts.constData());
+    if (floorProbe.exitStatus != 0 || lines == 0)
+        return 1;
 
-        VTResourceSampler sampler;
-        cpu = VTResourceSampler::processorMilliseconds();
-        timer.restart();
-        reload();
-        reloadTimes.push_back(double(timer.nsecsElapsed()) / 1e6);
-        reloadCpu.push_back(VTResourceSampler::processorMilliseconds() - cpu);
-        threads = std::max(threads, sampler.maximumThreads());
+    // Warm: every program once more untimed, so all start from the same cache.
+    for (Program &program : programs)
+        (void)VTChildRun::run(program.command);
+    for (int round = 0; round < options.runs; ++round) {
+        for (Program &program : programs)
+            runOnce(program, false);
+    }
+    const bool cold = VTChildRun::dropCaches();
+    for (int round = 0; cold && round < options.runs; ++round) {
+        for (Program &program : programs) {
+            (void)VTChildRun::dropCaches();
+            runOnce(program, true);
+        }
     }
 
-    // The finished tree must hold every plug-in, each bundle read.
-    const QList<PluginPtr> plugins = catalogue.allPlugins();
-    const int inTree = VTCatalogueLoader::countTotalItemsInArray(catalogue.dataArray());
-    const auto versioned = std::count_if(plugins.cbegin(), plugins.cend(),
-                                         [](const PluginPtr &plugin) { return !plugin->version().isEmpty(); });
-    const double walkMs = median(walkTimes);
-    const double reloadMs = median(reloadTimes);
-    const double ratio = reloadMs / walkMs;
-    QStringList perRound;
-    for (size_t i = 0; i < walkTimes.size(); ++i)
-        perRound.append(QString::number(reloadTimes[i] / walkTimes[i], 'f', 2));
-    const QString rounds = perRound.join(QStringLiteral(" "));
-    const double memory = VTResourceSampler::peakMemoryMegabytes();
+    const Program &floor = programs[0];
+    std::printf("warm (medians of %d; ratio to the walk, per round):\n", options.runs);
+    for (const Program &program : programs) {
+        std::printf("  %-22s %7.1f ms, %7.1f ms processor; ratio %.2f (%s)\n", program.name, median(program.warm),
+                    median(program.processor), median(program.warm) / median(floor.warm),
+                    qPrintable(ratios(program.warm, floor.warm)));
+    }
+    if (cold) {
+        std::printf("cold, caches dropped before each run (medians of %d):\n", options.runs);
+        for (const Program &program : programs) {
+            std::printf("  %-22s %7.1f ms; ratio %.2f (%s)\n", program.name, median(program.cold),
+                        median(program.cold) / median(floor.cold), qPrintable(ratios(program.cold, floor.cold)));
+        }
+    } else {
+        std::printf("cold:        not measured (dropping the caches needs root)\n");
+    }
+    std::printf("aims:        warm -allplugins <= 1.5, -data <= 2.5; cold -allplugins <= 0.33; calls <= 1.3; "
+                "memory < 150 MB\n");
 
-    std::printf("plain walk:  %.1f ms, %.1f ms processor (medians of %d; %lld entries, %lld folders, %lld bundles read)\n",
-                walkMs, median(walkCpu), options.runs, qlonglong(walked.entries), qlonglong(walked.folders),
-                qlonglong(walked.bundles));
-    std::printf("reload:      %.1f ms, %.1f ms processor (medians of %d; %d plug-ins in the tree, %lld with a version)\n",
-                reloadMs, median(reloadCpu), options.runs, inTree, qlonglong(versioned));
-    std::printf("ratio:       %.2f (aim: at most 1.5); per round %s\n", ratio, qPrintable(rounds));
-    std::printf("peak memory: %.1f MB (aim: under 150)\n", memory);
-    std::printf("threads:     at most %d during a reload (%d before)\n", threads, threadsBefore);
-    VTLog::finishWriting();
-    return inTree == options.count && versioned == walked.withVersion ? 0 : 1;
+    if (VTChildRun::haveStrace()) {
+        std::printf("system calls (strace -f -c, warm):\n");
+        long floorTotal = 0;
+        for (const Program &program : programs) {
+            const auto calls = VTChildRun::countCalls(program.command);
+            if (!calls) {
+                std::printf("  %-22s not counted\n", program.name);
+                continue;
+            }
+            if (floorTotal == 0)
+                floorTotal = calls->total;
+            printCalls(program.name, *calls, floorTotal);
+        }
+    } else {
+        std::printf("system calls: not counted (strace is missing; scripts/setup.sh installs it)\n");
+    }
+    std::printf("peak memory:");
+    for (const Program &program : programs)
+        std::printf(" %s %.1f MB;", program.name, program.peakMegabytes);
+    std::printf("\n");
+    const bool failed = std::any_of(programs.cbegin(), programs.cend(), [](const Program &p) { return p.failed; });
+    if (failed)
+        std::fputs("tessary-benchmark: a run failed\n", stderr);
+    return failed ? 1 : 0;
 }
