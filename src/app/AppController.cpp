@@ -5,6 +5,7 @@
 #include "VTCatalogueLoader.h"
 #include "VTCatalogueView.h"
 #include "VTConsoleInterface.h"
+#include "VTFolderListings.h"
 #include "VTGroupItem.h"
 #include "VTLocalPaths.h"
 #include "VTLog.h"
@@ -100,8 +101,11 @@ void AppController::waitForReloads()
 
 void AppController::loadPluginData()
 {
-    m_operations->resolveInterruptedMovesOnce();
-    m_loader->loadPluginData();
+    // The search for leftovers reads the folders the scan reads next; the
+    // scan takes its listings instead of reading them again.
+    VTFolderListings listings;
+    m_operations->resolveInterruptedMovesOnce(&listings);
+    m_loader->loadPluginData(&listings);
 }
 
 QStringList AppController::listFilteredPlugins(bool includeDisabled, bool includeFolders)
@@ -112,6 +116,11 @@ QStringList AppController::listFilteredPlugins(bool includeDisabled, bool includ
 QStringList AppController::listPlugins(bool includeDisabled, bool includeFolders)
 {
     return m_loader->listPlugins(includeDisabled, includeFolders);
+}
+
+QStringList AppController::listPluginsAfterReload()
+{
+    return m_loader->listPluginsAfterReload();
 }
 
 QStringList AppController::listPlugins(bool includeDisabled, bool includeFolders, const QStringList &folders)

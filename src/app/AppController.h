@@ -63,6 +63,8 @@ public:
     [[nodiscard]] QStringList listFilteredPlugins(bool includeDisabled, bool includeFolders);
     [[nodiscard]] QStringList listPlugins(bool includeDisabled, bool includeFolders = false);
     [[nodiscard]] QStringList listPlugins(bool includeDisabled, bool includeFolders, const QStringList &folders);
+    // listPlugins(true) right after loadPluginData (see VTCatalogueLoader).
+    [[nodiscard]] QStringList listPluginsAfterReload();
     // Classifies one path and adds it to the tree.
     void processPluginAtPath(const QString &path);
     [[nodiscard]] QList<PluginPtr> allPlugins() const;

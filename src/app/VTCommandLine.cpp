@@ -109,7 +109,7 @@ int VTCommandLine::runPluginCommand(const QStringList &arguments)
         return ControllerFailure;
     controller->loadPluginData();
 
-    const QStringList paths = controller->listPlugins(true);
+    const QStringList paths = controller->listPluginsAfterReload();
     for (const QString &path : paths) {
         // -setaccess matches the scanned path's name, the others the record's file name.
         if (setAccess && hasPluginArgument && VTPath::lastComponent(path) != wanted)
@@ -152,7 +152,7 @@ int VTCommandLine::runAllPlugins(const QStringList &arguments, FILE *output)
         // Accepted and deliberately silent.
     } else {
         QByteArray text;
-        const QStringList paths = controller->listPlugins(true, false);
+        const QStringList paths = controller->listPluginsAfterReload();
         for (const QString &path : paths)
             text += path.toUtf8() + '\n';
         writeAll(output, text);

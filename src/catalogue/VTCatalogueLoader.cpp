@@ -44,6 +44,22 @@ QStringList VTCatalogueLoader::listPlugins(bool includeDisabled, bool includeFol
     return VTPluginScanner().listPlugins(includeDisabled, includeFolders, folders, m_catalogue.disabledPath());
 }
 
+QStringList VTCatalogueLoader::listPluginsAfterReload()
+{
+    QStringList folders;
+    for (const VTPluginFolders::Folder &folder : m_catalogue.pluginFolderDict()->folders())
+        folders.append(folder.path);
+    std::optional<std::pair<QStringList, QStringList>> listing;
+    {
+        std::lock_guard lock(m_listingMutex);
+        listing.swap(m_reloadListing);
+    }
+    if (!listing || listing->first != folders)
+        return listPlugins(true, false, folders);
+    VTLog::appendLog(QStringLiteral("Generating list of plugins..."));
+    return std::move(listing->second);
+}
+
 void VTCatalogueLoader::processPluginAtPath(const QString &path)
 {
     const qint64 filter = VTUserDefaults::integerValue(QStringLiteral("filter"));
@@ -71,21 +87,22 @@ void VTCatalogueLoader::addClassified(const VTPathClassification &result)
 }
 
 void VTCatalogueLoader::scanAndClassify(const QStringList &folders, const VTPluginFolders &folderTable,
-                                        const QString &disabledPath)
+                                        const QString &disabledPath, VTFolderListings *listings)
 {
     // Classification and the making of records (with their file-system
     // queries) run on the workers; only placing records in the tree is
     // serialised, in listing order.
     VTScanPipeline pipeline(
         ClassificationThreads,
-        [&folderTable, &disabledPath](const QString &path, bool isGroupFolder) {
+        [&folderTable, &disabledPath](const QString &path, bool isGroupFolder, bool isFile) {
             VTLog::fastAppendLog(QStringLiteral("Processing plugin ") + path);
             VTScanPipeline::Result result{VTPathClassifier::classify(path, folderTable, disabledPath, isGroupFolder),
                                           nullptr};
             const VTPathClassification &found = result.classification;
             if (!found.isGroup) {
                 result.plugin = VTPluginItem::createScanned(found.fileName, found.displayName, found.subdir,
-                                                            QString(), found.kind, found.access, found.enabled);
+                                                            QString(), found.kind, found.access, found.enabled,
+                                                            isFile);
             }
             return result;
         },
@@ -103,11 +120,19 @@ void VTCatalogueLoader::scanAndClassify(const QStringList &folders, const VTPlug
             // The lock status is evaluated once more after placing.
             result.plugin->setLockStatus();
         });
-    VTPluginScanner().listPlugins(true, true, folders, disabledPath,
-                                  [&pipeline](const QString &path, bool isGroupFolder) {
-                                      pipeline.push(path, isGroupFolder);
-                                  });
+    QStringList plugins;
+    VTPluginScanner scanner;
+    scanner.setListings(listings);
+    scanner.listPlugins(true, true, folders, disabledPath,
+                                  VTPluginScanner::MetVisitor([&](const QString &path, VTPluginScanner::Met met) {
+                                      pipeline.push(path, met == VTPluginScanner::Met::GroupFolder,
+                                                    met == VTPluginScanner::Met::PluginFile);
+                                      if (met == VTPluginScanner::Met::Plugin || met == VTPluginScanner::Met::PluginFile)
+                                          plugins.append(path);
+                                  }));
     pipeline.finish();
+    std::lock_guard lock(m_listingMutex);
+    m_reloadListing.emplace(folders, std::move(plugins));
 }
 
 void VTCatalogueLoader::waitForBundleReads()
@@ -121,7 +146,7 @@ void VTCatalogueLoader::waitForBundleReads()
         read->wait();
 }
 
-void VTCatalogueLoader::loadPluginData()
+void VTCatalogueLoader::loadPluginData(VTFolderListings *listings)
 {
     const bool withWindow = m_catalogue.hasGUI();
     // One step on the main thread, so that the view never sees the flag set
@@ -139,6 +164,10 @@ void VTCatalogueLoader::loadPluginData()
             m_catalogue.view()->reloadTree();
     });
 
+    {
+        std::lock_guard lock(m_listingMutex);
+        m_reloadListing.reset();
+    }
     try {
         VTLog::appendLog(QStringLiteral("Loading plugin data..."));
         const QString disabledPath = m_catalogue.disabledPath();
@@ -149,7 +178,7 @@ void VTCatalogueLoader::loadPluginData()
         // while the walk goes on.
         const std::shared_ptr<const VTPluginFolders> folders = m_catalogue.pluginFolderDict();
         const qint64 filter = VTUserDefaults::integerValue(QStringLiteral("filter"));
-        scanAndClassify(folders->foldersForFilter(filter), *folders, disabledPath);
+        scanAndClassify(folders->foldersForFilter(filter), *folders, disabledPath, listings);
         if (withWindow) {
             VTLog::appendLog(QStringLiteral("Refreshing data..."));
             waitForBundleReads();

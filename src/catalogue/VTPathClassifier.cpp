@@ -69,7 +69,7 @@ VTPathClassification classify(const QString &path, const VTPluginFolders &folder
     if (path.startsWith(disabledPath)) {
         result.enabled = VTPluginKind::Disabled;
         if (path.size() > disabledPath.size() + 1) {
-            const QString unmirrored = VTLocalPaths::unmirrorPath(disabledPath, path);
+            const QString unmirrored = folders.unmirrorPath(disabledPath, path);
             result.enabledPath = unmirrored.isEmpty() ? path.mid(disabledPath.size()) : unmirrored;
         }
     }

@@ -102,8 +102,17 @@ VTPluginFolders VTPluginFolders::build()
     add("userMotionTemplate", MotionTemplate, CurrentUser, moviesUser, QStringLiteral("/Motion Templates.localized"));
     add("localOFX", OpenFX, AllUsers, libraryAll, QStringLiteral("/OFX/Plugins"));
 
-    result.buildBasePaths(VTLocalPaths::systemRoot(), VTLocalPaths::userDirectory(), appSupportAll);
+    result.m_systemRoot = VTLocalPaths::systemRoot();
+    result.m_home = VTLocalPaths::userDirectory();
+    result.buildBasePaths(result.m_systemRoot, result.m_home, appSupportAll);
     return result;
+}
+
+QString VTPluginFolders::unmirrorPath(const QString &disabledRoot, const QString &mirrored) const
+{
+    if (m_systemRoot.isEmpty()) // a table not made by build()
+        return VTLocalPaths::unmirrorPath(disabledRoot, mirrored);
+    return VTLocalPaths::unmirrorPath(disabledRoot, mirrored, m_systemRoot, m_home);
 }
 
 void VTPluginFolders::buildBasePaths(const QString &systemRoot, const QString &home, const QString &allUsersAppSupport)

@@ -56,6 +56,9 @@ public:
 
     // The disabled-plugins root: AS(all) + "Vantorel/Hearthkit/Tessary Disabled Plugins".
     [[nodiscard]] QString disabledPath() const { return m_disabledPath; }
+    // VTLocalPaths::unmirrorPath with the system root and home the table was
+    // built for.
+    [[nodiscard]] QString unmirrorPath(const QString &disabledRoot, const QString &mirrored) const;
 
     // The Adobe MediaCore folder chosen from the Adobe plug-in folders and,
     // when that one is missing, from the last installed Premiere Pro version.
@@ -75,6 +78,8 @@ private:
     QList<Folder> m_folders;
     QString m_disabledPath;
     QString m_adobeFolder;
+    QString m_systemRoot;
+    QString m_home;
     bool m_symphonyInstalled = false; // "com.avid.Symphony", for base paths
     // Base paths by [access != 0][kind], worked out once in build().
     std::array<std::array<QString, KindCount>, 2> m_basePaths;

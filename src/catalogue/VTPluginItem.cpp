@@ -9,6 +9,8 @@
 
 #include <QFileInfo>
 
+#include <sys/stat.h>
+
 namespace {
 
 const QString kProductNamePlaceholder = QStringLiteral("${PRODUCT_NAME}");
@@ -58,7 +60,7 @@ PluginPtr VTPluginItem::create(const QString &fileName, qint64 pluginType, qint6
 
 PluginPtr VTPluginItem::createScanned(const QString &fileName, const QString &shortName, const QString &subdir,
                                       const QString &version, qint64 pluginType, qint64 pluginAccess,
-                                      qint64 pluginEnabled)
+                                      qint64 pluginEnabled, bool isPlainFile)
 {
     ArchivedFields fields;
     fields.shortName = shortName;
@@ -72,8 +74,16 @@ PluginPtr VTPluginItem::createScanned(const QString &fileName, const QString &sh
     fields.pluginEnabled = pluginEnabled;
     auto item = std::make_shared<VTPluginItem>(Passkey(), fields);
     item->setActualPath(item->pluginPath());
+    if (isPlainFile) {
+        // The walk saw a plain file here: nothing lies inside it and it is no
+        // bundle, so neither the lock check nor the bundle read asks the disk.
+        std::lock_guard lock(item->m_mutex);
+        item->m_lockCheckedPath = item->m_actualPath;
+        item->m_lockCheckedManaged = false;
+    }
     item->setLockStatus();
-    item->startBundleRead();
+    if (!isPlainFile)
+        item->startBundleRead();
     return item;
 }
 
@@ -311,7 +321,11 @@ void VTPluginItem::setLockStatus()
             managed = m_lockCheckedManaged;
     }
     if (!managed) {
-        managed = !path.isEmpty() && QFileInfo::exists(VTPath::join(path, QStringLiteral(".fxfactory.plist")));
+        // A status look rather than an access() check: it answers the same
+        // (links followed) without the credential switch access() makes.
+        struct stat info {};
+        managed = !path.isEmpty()
+            && ::stat(VTPath::toNative(VTPath::join(path, QStringLiteral(".fxfactory.plist"))).constData(), &info) == 0;
         std::lock_guard lock(m_mutex);
         m_lockCheckedPath = path;
         m_lockCheckedManaged = *managed;

@@ -51,9 +51,10 @@ public:
                                           qint64 pluginEnabled);
     // The same, with the names the scan found set before the read is queued,
     // so that the bundle's own name, when it has one, always wins.
+    // `isPlainFile`: the walk found a regular file at the path.
     [[nodiscard]] static PluginPtr createScanned(const QString &fileName, const QString &shortName,
                                                  const QString &subdir, const QString &version, qint64 pluginType,
-                                                 qint64 pluginAccess, qint64 pluginEnabled);
+                                                 qint64 pluginAccess, qint64 pluginEnabled, bool isPlainFile = false);
     // A record with just these fields: no actual path, no parent, no read
     // (decoded and copied records).
     [[nodiscard]] static PluginPtr fromArchivedFields(const ArchivedFields &fields);

@@ -1,6 +1,5 @@
 #include "VTPluginScanner.h"
 
-#include "VTBundle.h"
 #include "VTFinderInfo.h"
 #include "VTLocalPaths.h"
 #include "VTLog.h"
@@ -15,21 +14,10 @@
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
-#include <memory>
+#include <optional>
 #include <sys/stat.h>
 
 namespace {
-
-struct DirCloser {
-    void operator()(DIR *dir) const { closedir(dir); }
-};
-
-bool isValidUtf8(const QByteArray &bytes)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder(bytes);
-    return !decoder.hasError();
-}
 
 bool statPath(const QByteArray &native, struct stat &info)
 {
@@ -42,12 +30,36 @@ void logUnreadable(const QString &folder, int error)
                          .arg(folder, QString::fromLocal8Bit(std::strerror(error))));
 }
 
-// The package test on a folder known to be one: a bundle extension, or a
-// Contents/Info.plist inside.
-bool isPackageFolder(const QByteArray &native, const QString &extension)
+// The name as text; nothing when it is not valid UTF-8.
+std::optional<QString> decodedName(const QByteArray &bytes)
 {
-    if (VTBundle::packageExtensions().contains(extension))
-        return true;
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder(bytes);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}
+
+const VTDirectoryListing::Entry *findEntry(const std::vector<VTDirectoryListing::Entry> &entries, const char *name)
+{
+    const auto it = std::find_if(entries.cbegin(), entries.cend(),
+                                 [name](const VTDirectoryListing::Entry &entry) { return entry.name == name; });
+    return it == entries.cend() ? nullptr : &*it;
+}
+
+// An entry of a listing that exists as the file system sees it: a link
+// counts only when it leads somewhere.
+bool existsInListing(const QByteArray &folder, const VTDirectoryListing::Entry *entry)
+{
+    struct stat info {};
+    return entry && (entry->type != DT_LNK || statPath(folder + '/' + entry->name, info));
+}
+
+// The package test of a folder without a bundle extension: a
+// Contents/Info.plist inside. Asked of the disk only when the folder's
+// listing (when there is one) has a Contents entry.
+bool holdsInfoPlist(const QByteArray &native)
+{
     struct stat info {};
     return statPath(native + "/Contents/Info.plist", info) && S_ISREG(info.st_mode);
 }
@@ -69,12 +81,19 @@ QStringList VTPluginScanner::listPlugins(bool includeDisabled, bool includeFolde
 {
     QStringList found;
     listPlugins(includeDisabled, includeFolders, folders, disabledPath,
-                [&found](const QString &path, bool) { found.append(path); });
+                MetVisitor([&found](const QString &path, Met) { found.append(path); }));
     return found;
 }
 
 void VTPluginScanner::listPlugins(bool includeDisabled, bool includeFolders, const QStringList &folders,
                                   const QString &disabledPath, const Visitor &found) const
+{
+    listPlugins(includeDisabled, includeFolders, folders, disabledPath,
+                MetVisitor([&found](const QString &path, Met met) { found(path, met == Met::GroupFolder); }));
+}
+
+void VTPluginScanner::listPlugins(bool includeDisabled, bool includeFolders, const QStringList &folders,
+                                  const QString &disabledPath, const MetVisitor &found) const
 {
     VTLog::appendLog(QStringLiteral("Generating list of plugins..."));
     for (const QString &folder : folders)
@@ -88,11 +107,11 @@ void VTPluginScanner::listPlugins(bool includeDisabled, bool includeFolders, con
 QStringList VTPluginScanner::scanPluginsInFolder(const QString &folder, bool includeFolders) const
 {
     QStringList found;
-    scanPluginsInFolder(folder, includeFolders, [&found](const QString &path, bool) { found.append(path); });
+    scanPluginsInFolder(folder, includeFolders, [&found](const QString &path, Met) { found.append(path); });
     return found;
 }
 
-void VTPluginScanner::scanPluginsInFolder(const QString &folder, bool includeFolders, const Visitor &found) const
+void VTPluginScanner::scanPluginsInFolder(const QString &folder, bool includeFolders, const MetVisitor &found) const
 {
     // A link that leads into itself would be walked forever.
     struct stat linkInfo {};
@@ -101,38 +120,33 @@ void VTPluginScanner::scanPluginsInFolder(const QString &folder, bool includeFol
         if (target.startsWith(folder))
             return;
     }
+    const QByteArray native = VTPath::toNative(folder);
     Listing listing;
-    if (!read(folder, listing))
+    if (const int error = read(native, listing)) {
+        logUnreadable(folder, error);
         return;
+    }
     std::vector<DirectoryId> chain;
-    walk(folder, listing, includeFolders, chain, found);
+    walk(folder, native, listing, includeFolders, chain, found);
 }
 
-bool VTPluginScanner::read(const QString &folder, Listing &listing)
+int VTPluginScanner::read(const QByteArray &native, Listing &listing) const
 {
-    const QByteArray native = VTPath::toNative(folder);
-    struct stat info {};
-    if (!statPath(native, info)) {
-        logUnreadable(folder, errno);
-        return false;
-    }
-    listing.id = {info.st_dev, info.st_ino};
-    std::unique_ptr<DIR, DirCloser> dir(::opendir(native.constData()));
-    if (!dir) {
-        logUnreadable(folder, errno);
-        return false;
-    }
-    while (const dirent *entry = ::readdir(dir.get())) {
-        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
-            continue;
-        listing.entries.push_back({QByteArray(entry->d_name), entry->d_type});
+    if (std::optional<VTFolderListings::Listing> kept = m_listings ? m_listings->take(native) : std::nullopt) {
+        listing.id = {kept->device, kept->inode};
+        listing.entries = std::move(kept->entries);
+    } else {
+        struct stat info {};
+        if (const int error = VTDirectoryListing::list(native, listing.entries, &info))
+            return error;
+        listing.id = {info.st_dev, info.st_ino};
     }
     // The managed system's usual name order, which ignores case, so that the
     // stop at a Motion template file does not depend on the file system's own
     // order. Names that differ only in case (or are not UTF-8) keep byte order.
-    std::vector<std::pair<QString, Entry>> keyed;
+    std::vector<std::pair<QString, VTDirectoryListing::Entry>> keyed;
     keyed.reserve(listing.entries.size());
-    for (Entry &entry : listing.entries)
+    for (VTDirectoryListing::Entry &entry : listing.entries)
         keyed.emplace_back(QString::fromUtf8(entry.name).toCaseFolded(), std::move(entry));
     std::sort(keyed.begin(), keyed.end(), [](const auto &a, const auto &b) {
         const int order = a.first.compare(b.first);
@@ -141,21 +155,21 @@ bool VTPluginScanner::read(const QString &folder, Listing &listing)
     listing.entries.clear();
     for (auto &[key, entry] : keyed)
         listing.entries.push_back(std::move(entry));
-    return true;
+    return 0;
 }
 
-void VTPluginScanner::walk(const QString &folder, const Listing &listing, bool includeFolders,
-                           std::vector<DirectoryId> &chain, const Visitor &found) const
+void VTPluginScanner::walk(const QString &folder, const QByteArray &nativeFolder, const Listing &listing,
+                           bool includeFolders, std::vector<DirectoryId> &chain, const MetVisitor &found) const
 {
     chain.push_back(listing.id);
-    const QByteArray nativeFolder = VTPath::toNative(folder);
-    for (const Entry &entry : listing.entries) {
-        if (!isValidUtf8(entry.name)) {
+    for (const VTDirectoryListing::Entry &entry : listing.entries) {
+        const std::optional<QString> decoded = decodedName(entry.name);
+        if (!decoded) {
             VTLog::appendLog(QStringLiteral("Skipping an entry of %1 whose name is not valid UTF-8: %2")
                                  .arg(folder, QString::fromLatin1(entry.name.toPercentEncoding("/ "))));
             continue;
         }
-        const QString name = QString::fromUtf8(entry.name);
+        const QString &name = *decoded;
         const QString extension = VTPath::extension(name).toLower();
         if (VTPluginEntryRules::isMotionTemplateExtension(extension))
             break;
@@ -173,37 +187,45 @@ void VTPluginScanner::walk(const QString &folder, const Listing &listing, bool i
         }
         if (VTPluginEntryRules::isPluginExtension(extension)
             || (isFile && VTFinderInfo::typeCode(path) == QByteArrayLiteral("FCSC"))) {
-            found(path, false);
+            found(path, isFile ? Met::PluginFile : Met::Plugin);
             continue;
         }
-        if (!VTPluginEntryRules::isGroupFolderExtension(extension) || VTPluginEntryRules::isIgnoredName(name))
-            continue;
-        if (!isFolder || isPackageFolder(native, extension))
-            continue;
-        if (m_ignoreFxFactory && VTPluginEntryRules::isFxFactoryFolder(path))
+        // A group folder's extension is never a bundle extension, so only a
+        // Contents/Info.plist inside can make it a package.
+        if (!VTPluginEntryRules::isGroupFolderExtension(extension) || VTPluginEntryRules::isIgnoredName(name)
+            || !isFolder)
             continue;
 
+        // The folder is read before the package and FxFactory tests, which
+        // its listing answers; an unreadable one is asked directly.
         Listing inner;
-        const bool readable = read(path, inner);
+        const int error = read(native, inner);
+        if (error != 0 ? holdsInfoPlist(native) : findEntry(inner.entries, "Contents") && holdsInfoPlist(native))
+            continue;
+        if (m_ignoreFxFactory
+            && (error != 0 ? VTPluginEntryRules::isFxFactoryFolder(path)
+                           : existsInListing(native, findEntry(inner.entries, ".fxfactory.plist"))))
+            continue;
+        if (error != 0)
+            logUnreadable(path, error);
         // A link back into a folder being walked leads nowhere new: it is
         // neither listed nor followed.
-        if (readable && std::find(chain.begin(), chain.end(), inner.id) != chain.end())
+        if (error == 0 && std::find(chain.begin(), chain.end(), inner.id) != chain.end())
             continue;
         if (includeFolders) {
             // A folder holding a Motion template file of its own name is that
             // template, not a group.
             const QString stem = VTPath::displayName(name);
-            const bool isTemplate = std::any_of(inner.entries.cbegin(), inner.entries.cend(), [&](const Entry &e) {
-                if (!isValidUtf8(e.name)
-                    || !VTPluginEntryRules::isMotionTemplateFileOf(QString::fromUtf8(e.name), stem))
-                    return false;
-                struct stat info {};
-                return e.type != DT_LNK || statPath(native + '/' + e.name, info); // a dangling link is no file
-            });
-            found(path, !isTemplate);
+            const bool isTemplate =
+                std::any_of(inner.entries.cbegin(), inner.entries.cend(), [&](const VTDirectoryListing::Entry &e) {
+                    const std::optional<QString> innerName = decodedName(e.name);
+                    return innerName && VTPluginEntryRules::isMotionTemplateFileOf(*innerName, stem)
+                        && existsInListing(native, &e); // a dangling link is no file
+                });
+            found(path, isTemplate ? Met::TemplateFolder : Met::GroupFolder);
         }
-        if (readable)
-            walk(path, inner, includeFolders, chain, found);
+        if (error == 0)
+            walk(path, native, inner, includeFolders, chain, found);
     }
     chain.pop_back();
 }

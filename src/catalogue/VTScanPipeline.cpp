@@ -21,9 +21,9 @@ VTScanPipeline::~VTScanPipeline()
     finish();
 }
 
-void VTScanPipeline::push(const QString &path, bool isGroupFolder)
+void VTScanPipeline::push(const QString &path, bool isGroupFolder, bool isFile)
 {
-    m_batch.append({path, isGroupFolder});
+    m_batch.append({path, isGroupFolder, isFile});
     if (m_batch.size() >= kBatchSize)
         flush();
 }
@@ -94,12 +94,12 @@ void VTScanPipeline::work()
         for (qsizetype i = first; i < first + count; ++i) {
             // Copies that share nothing with the list the lister appends to.
             const Path &next = m_paths.at(i);
-            chunk.push_back({QString(next.path.constData(), next.path.size()), next.isGroupFolder});
+            chunk.push_back({QString(next.path.constData(), next.path.size()), next.isGroupFolder, next.isFile});
         }
         lock.unlock();
         results.clear();
         for (const Path &path : chunk)
-            results.push_back(m_classify(path.path, path.isGroupFolder));
+            results.push_back(m_classify(path.path, path.isGroupFolder, path.isFile));
         lock.lock();
 
         for (qsizetype i = 0; i < count; ++i)

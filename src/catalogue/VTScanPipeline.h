@@ -32,7 +32,7 @@ public:
         PluginPtr plugin; // a plug-in's record, made on the worker; none for groups
     };
     // Runs on a worker; must be safe to call concurrently.
-    using Classify = std::function<Result(const QString &path, bool isGroupFolder)>;
+    using Classify = std::function<Result(const QString &path, bool isGroupFolder, bool isFile)>;
     // Runs on one thread at a time, in listing order.
     using Add = std::function<void(Result &result)>;
 
@@ -44,7 +44,7 @@ public:
 
     // Hands in the next path of the listing, with what the walk knows of it
     // (one lister thread).
-    void push(const QString &path, bool isGroupFolder);
+    void push(const QString &path, bool isGroupFolder, bool isFile = false);
     // No more paths: returns once every path is classified and added.
     void finish();
 
@@ -60,6 +60,7 @@ private:
     struct Path {
         QString path;
         bool isGroupFolder = false;
+        bool isFile = false; // the walk saw a regular file
     };
     QList<Path> m_batch; // the lister's paths not yet handed over
 

@@ -1,6 +1,8 @@
 #include "VTMoveRecovery.h"
 
+#include "VTDirectoryListing.h"
 #include "VTFileManager.h"
+#include "VTFolderListings.h"
 #include "VTLog.h"
 #include "VTMoveLock.h"
 #include "VTPath.h"
@@ -19,11 +21,14 @@
 namespace {
 
 // Every folder below `folder` (opened as `fd`, which this takes over) that
-// holds a leftover of an interrupted move. One listing per folder; the
-// entries' types come from the listing, so plain files cost nothing. Links
-// are not followed and nothing is ever moved into a bundle, so neither is
-// entered.
-void collect(int fd, const QString &folder, QStringList &found, QSet<QString> &seen)
+// holds a leftover of an interrupted move. One read per folder; the entries'
+// types come from the listing, so plain files cost nothing. Links are not
+// followed and nothing is ever moved into a bundle, so neither is entered: a
+// folder without a bundle extension is a bundle when it holds
+// Contents/Info.plist, asked only when its listing has a Contents entry.
+// Each listing goes to `keep`, when given, for the scan that follows.
+void collect(int fd, const QString &folder, bool mayBeBundle, QStringList &found, QSet<QString> &seen,
+             VTFolderListings *keep)
 {
     const QString clean = VTPath::normalize(folder);
     if (fd < 0 || seen.contains(clean)) {
@@ -31,59 +36,73 @@ void collect(int fd, const QString &folder, QStringList &found, QSet<QString> &s
             ::close(fd);
         return;
     }
-    seen.insert(clean);
-    DIR *dir = ::fdopendir(fd);
-    if (!dir) {
+    VTFolderListings::Listing listing;
+    struct stat status {};
+    if (keep && ::fstat(fd, &status) != 0) {
         ::close(fd);
         return;
     }
+    // A read that fails part way counts as the end of the folder.
+    (void)VTDirectoryListing::read(fd, listing.entries);
+    struct stat info {};
+    const bool hasContents = std::any_of(listing.entries.cbegin(), listing.entries.cend(),
+                                         [](const VTDirectoryListing::Entry &entry) { return entry.name == "Contents"; });
+    if (mayBeBundle && hasContents && ::fstatat(fd, "Contents/Info.plist", &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        ::close(fd);
+        return;
+    }
+    seen.insert(clean);
     bool hasLeftovers = false;
     std::vector<std::string> folders;
-    while (const dirent *entry = ::readdir(dir)) {
-        const std::string name = entry->d_name;
-        if (name == "." || name == "..")
-            continue;
+    for (const VTDirectoryListing::Entry &entry : listing.entries) {
+        const std::string name = entry.name.toStdString();
         if (VTTreeCopy::isTemporaryName(name)) {
             hasLeftovers = true;
             continue;
         }
-        unsigned char type = entry->d_type;
+        unsigned char type = entry.type;
         if (type == DT_UNKNOWN) {
             struct stat st {};
-            type = VTSafeFs::statAt(::dirfd(dir), name, st) == 0 && S_ISDIR(st.st_mode) ? DT_DIR : DT_REG;
+            type = VTSafeFs::statAt(fd, name, st) == 0 && S_ISDIR(st.st_mode) ? DT_DIR : DT_REG;
         }
         if (type != DT_DIR || VTFileManager::isBundleExtension(VTPath::extension(QString::fromUtf8(name))))
             continue;
-        struct stat info {};
-        if (::fstatat(::dirfd(dir), (name + "/Contents/Info.plist").c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0)
-            continue; // a bundle without a bundle extension
         folders.push_back(name);
     }
-    for (const std::string &name : folders) {
-        const int child = ::openat(::dirfd(dir), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-        collect(child, VTPath::join(clean, VTPath::fromNative(QByteArray::fromStdString(name))), found, seen);
+    if (keep) {
+        listing.device = status.st_dev;
+        listing.inode = status.st_ino;
+        keep->keep(VTPath::toNative(clean), std::move(listing));
     }
-    ::closedir(dir);
+    for (const std::string &name : folders) {
+        const int child = ::openat(fd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        collect(child, VTPath::join(clean, VTPath::fromNative(QByteArray::fromStdString(name))), true, found, seen,
+                keep);
+    }
+    ::close(fd);
     if (hasLeftovers)
         found.append(clean);
 }
 
 } // namespace
 
-QStringList VTMoveRecovery::foldersWithLeftovers(const QStringList &roots)
+QStringList VTMoveRecovery::foldersWithLeftovers(const QStringList &roots, VTFolderListings *keep)
 {
     QStringList found;
     QSet<QString> seen;
-    for (const QString &root : roots)
-        collect(VTSafeFs::openFolder(VTPath::toNative(VTPath::normalize(root)).toStdString(), false), root, found, seen);
+    for (const QString &root : roots) {
+        collect(VTSafeFs::openFolder(VTPath::toNative(VTPath::normalize(root)).toStdString(), false), root, false,
+                found, seen, keep);
+    }
     return found;
 }
 
 int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots, const QString &lockFile,
-                                            const QString &disabledRoot, const QStringList &trashFolders)
+                                            const QString &disabledRoot, const QStringList &trashFolders,
+                                            VTFolderListings *keep)
 {
-    const auto leftovers = [&roots, &trashFolders] {
-        QStringList folders = foldersWithLeftovers(roots);
+    const auto leftovers = [&roots, &trashFolders](VTFolderListings *listings) {
+        QStringList folders = foldersWithLeftovers(roots, listings);
         for (const QString &trash : trashFolders) {
             VTSafeFs::Fd fd(VTSafeFs::openFolder(VTPath::toNative(trash).toStdString(), false));
             if (!fd.valid() || folders.contains(trash))
@@ -95,12 +114,15 @@ int VTMoveRecovery::resolveInterruptedMoves(const QStringList &roots, const QStr
         return folders;
     };
     // Most starts find nothing, and then take no lock and make no lock file.
-    if (leftovers().isEmpty())
+    // Otherwise folders may change, and no listing is handed on.
+    if (leftovers(keep).isEmpty())
         return 0;
+    if (keep)
+        keep->clear();
     const VTMoveLock lock(lockFile, VTMoveLock::Mode::Exclusive, std::chrono::milliseconds(0));
     if (!lock.isHeld()) {
         VTLog::appendLog(QStringLiteral("Moves are under way; leftovers of interrupted moves are left for later."));
         return 0;
     }
-    return VTFileManager::cleanUpInterruptedMoves(leftovers(), disabledRoot);
+    return VTFileManager::cleanUpInterruptedMoves(leftovers(nullptr), disabledRoot);
 }

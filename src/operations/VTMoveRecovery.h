@@ -2,6 +2,8 @@
 
 #include <QStringList>
 
+class VTFolderListings;
+
 // Finishes what moves interrupted by a crash or a kill left behind. A move
 // across file systems copies into the destination folder under a temporary
 // name before the source goes (see VTTreeCopy.h), so after an interruption
@@ -14,14 +16,17 @@ class VTMoveRecovery
 {
 public:
     // The folders below `roots` (themselves included) that hold leftovers.
-    [[nodiscard]] static QStringList foldersWithLeftovers(const QStringList &roots);
+    // Each folder read is kept in `keep`, when given.
+    [[nodiscard]] static QStringList foldersWithLeftovers(const QStringList &roots, VTFolderListings *keep = nullptr);
     // Resolves them all (a source is finished off only as the mirror
     // counterpart, under `disabledRoot`, of its destination), and those in
     // `trashFolders` (the files/ folders of
     // trashes, which the privileged trash moves into; looked at alone, not
     // walked), unless a move is under way anywhere (the lock file `lockFile`,
     // see VTMoveLock), in which case nothing is touched and a later run does
-    // it. Answers the number of leftovers resolved.
+    // it. Answers the number of leftovers resolved. The folders' listings go
+    // to `keep`, when given, unless leftovers were found.
     static int resolveInterruptedMoves(const QStringList &roots, const QString &lockFile,
-                                       const QString &disabledRoot, const QStringList &trashFolders = {});
+                                       const QString &disabledRoot, const QStringList &trashFolders = {},
+                                       VTFolderListings *keep = nullptr);
 };

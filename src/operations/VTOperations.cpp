@@ -50,10 +50,10 @@ QStringList VTOperations::moveDestinationRoots() const
     return roots;
 }
 
-int VTOperations::resolveInterruptedMovesOnce()
+int VTOperations::resolveInterruptedMovesOnce(VTFolderListings *keep)
 {
     int resolved = 0;
-    std::call_once(m_recovery, [this, &resolved] {
+    std::call_once(m_recovery, [this, &resolved, keep] {
         // The trashes that plug-ins go to: the home trash and the trash of
         // each plug-in folder's file system.
         QStringList trashFolders;
@@ -67,7 +67,7 @@ int VTOperations::resolveInterruptedMovesOnce()
             trashFolders.append(home);
         resolved = VTMoveRecovery::resolveInterruptedMoves(moveDestinationRoots(),
                                                            VTMoveLock::userLockPath(),
-                                                           m_catalogue.disabledPath(), trashFolders);
+                                                           m_catalogue.disabledPath(), trashFolders, keep);
     });
     return resolved;
 }

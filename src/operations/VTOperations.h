@@ -8,6 +8,7 @@
 #include <mutex>
 
 class OutlineViewController;
+class VTFolderListings;
 class VTAccessOperation;
 class VTEnableOperation;
 class VTFolderCleanup;
@@ -51,8 +52,9 @@ public:
     [[nodiscard]] QStringList moveDestinationRoots() const;
     // Resolves what interrupted moves left, the first time it is called in
     // this process; later calls do nothing, so that a reload never meets a
-    // copy that a running operation is still making.
-    int resolveInterruptedMovesOnce();
+    // copy that a running operation is still making. The first call hands
+    // the folders it read to `keep`, when given (see VTFolderListings).
+    int resolveInterruptedMovesOnce(VTFolderListings *keep = nullptr);
 
 private:
     OutlineViewController &m_catalogue;

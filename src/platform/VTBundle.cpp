@@ -1,12 +1,14 @@
 #include "VTBundle.h"
 
+#include "VTDirectoryListing.h"
 #include "VTPath.h"
 #include "VTPropertyList.h"
 
-#include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -220,10 +222,13 @@ bool looksLikePropertyList(const QByteArray &bytes)
 
 VTBundle::VTBundle(const QString &path) : m_path(path)
 {
-    m_valid = QFileInfo(path).isDir();
+    // A readable Contents/Info.plist answers the folder test as well; only
+    // a bundle without one is looked at on its own.
+    const auto bytes = readRegularFile(infoPlistPath(), MaximumInfoBytes);
+    m_valid = bytes || QFileInfo(path).isDir();
     if (!m_valid)
         return;
-    if (const auto bytes = readRegularFile(infoPlistPath(), MaximumInfoBytes))
+    if (bytes)
         m_info = VTPropertyList::fromData(*bytes).toMap();
     loadLocalizedStrings();
 }
@@ -297,9 +302,28 @@ QList<VTMachO::Architecture> VTBundle::executableArchitectures() const
 void VTBundle::loadLocalizedStrings()
 {
     const QString resources = VTPath::join(m_path, QStringLiteral("Contents/Resources"));
-    QStringList languages = QDir(resources).entryList({QStringLiteral("*.lproj")}, QDir::Dirs, QDir::Name);
-    for (qsizetype i = 0; i < languages.size(); ++i)
-        languages[i].chop(6);
+    // The language folders (visible, any case of ".lproj", links to folders
+    // too), in name order; one read of the folder, and none of their own.
+    const QByteArray native = VTPath::toNative(resources);
+    std::vector<VTDirectoryListing::Entry> entries;
+    if (VTDirectoryListing::list(native, entries) != 0)
+        return;
+    QStringList languages;
+    for (const VTDirectoryListing::Entry &entry : entries) {
+        const QString name = QString::fromUtf8(entry.name);
+        if (name.startsWith(u'.') || !name.endsWith(QLatin1String(".lproj"), Qt::CaseInsensitive)
+            || name.toUtf8() != entry.name)
+            continue;
+        const bool asked = entry.type == DT_LNK || entry.type == DT_UNKNOWN;
+        struct stat info {};
+        if (entry.type != DT_DIR
+            && !(asked && ::stat(QByteArray(native + '/' + entry.name).constData(), &info) == 0 && S_ISDIR(info.st_mode)))
+            continue;
+        languages.append(name);
+    }
+    std::sort(languages.begin(), languages.end());
+    for (QString &language : languages)
+        language.chop(6);
     QStringList order;
     for (const QString &preferred : {QStringLiteral("en"), QStringLiteral("English"), QStringLiteral("Base")}) {
         if (languages.contains(preferred))

@@ -90,13 +90,18 @@ QString VTLocalPaths::mirrorPath(const QString &disabledRoot, const QString &pat
 
 QString VTLocalPaths::unmirrorPath(const QString &disabledRoot, const QString &mirrored)
 {
+    const QString root = systemRoot();
+    return unmirrorPath(disabledRoot, mirrored, root, root == QLatin1String("/") ? QString() : userDirectory());
+}
+
+QString VTLocalPaths::unmirrorPath(const QString &disabledRoot, const QString &mirrored, const QString &root,
+                                   const QString &home)
+{
     if (!VTPath::isInside(mirrored, disabledRoot) || mirrored.size() <= disabledRoot.size() + 1)
         return QString();
     const QString recorded = mirrored.mid(disabledRoot.endsWith(u'/') ? disabledRoot.size() - 1 : disabledRoot.size());
-    const QString root = systemRoot();
     if (root == QLatin1String("/"))
         return recorded;
-    const QString home = userDirectory();
     if (!VTPath::isInside(home, root) && VTPath::isInside(recorded, home))
         return recorded;
     return VTPath::join(root, recorded);

@@ -41,6 +41,10 @@ public:
     // path and for the root itself. A recorded path that lies in a HOME
     // outside the system root is that path; every other one is below the root.
     [[nodiscard]] static QString unmirrorPath(const QString &disabledRoot, const QString &mirrored);
+    // The same with the system root and the user's home given, for callers
+    // that unmirror many paths (finding the home may ask the system).
+    [[nodiscard]] static QString unmirrorPath(const QString &disabledRoot, const QString &mirrored,
+                                              const QString &systemRoot, const QString &home);
 
     // The command that starts the privileged helper (default "pkexec").
     [[nodiscard]] static QString escalateCommand();

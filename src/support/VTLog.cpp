@@ -9,6 +9,7 @@
 #include <QFile>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -65,6 +66,11 @@ void makeFolders(const QByteArray &path)
         ::mkdir(path.left(slash).constData(), 0755);
     ::mkdir(path.constData(), 0700);
 }
+
+// A reload logs one entry per path: the writer lets a burst gather for a
+// moment and writes it at once, instead of waking and writing per entry.
+constexpr size_t kGatherEntries = 1024;
+constexpr std::chrono::milliseconds kGatherTime(10);
 
 QByteArray numberedLog(const QByteArray &firstLog, int number)
 {
@@ -190,8 +196,12 @@ quint64 VTLog::submit(Request request)
     if (request.kind == Request::Kind::Entry)
         m_queuedBytes += request.bytes.size();
     const quint64 ticket = request.ticket;
+    const bool entry = request.kind == Request::Kind::Entry;
     m_queue.push_back(std::move(request));
-    m_wake.notify_one();
+    // Entries wake the writer only to start a batch or once enough have
+    // gathered; anything else at once.
+    if (!entry || m_queue.size() == 1 || m_queue.size() == kGatherEntries)
+        m_wake.notify_one();
     return ticket;
 }
 
@@ -200,7 +210,10 @@ void VTLog::waitFor(quint64 ticket)
     if (ticket == 0)
         return;
     std::unique_lock lock(m_mutex);
+    ++m_waiters;
+    m_wake.notify_one();
     m_processed.wait(lock, [&] { return m_doneTicket >= ticket || m_writerGone; });
+    --m_waiters;
 }
 
 void VTLog::writerLoop()
@@ -210,23 +223,52 @@ void VTLog::writerLoop()
         m_wake.wait(lock, [this] { return m_stopping || !m_queue.empty(); });
         if (m_queue.empty())
             break; // stopping, and everything is written
+        if (!m_stopping && m_waiters == 0 && m_queue.back().kind == Request::Kind::Entry) {
+            m_wake.wait_for(lock, kGatherTime, [this] {
+                return m_stopping || m_waiters > 0 || m_queue.size() >= kGatherEntries
+                    || m_queue.back().kind != Request::Kind::Entry;
+            });
+        }
         // Take the whole batch and work without the mutex, so that callers
         // queueing entries never wait on the disk.
         std::deque<Request> batch;
         batch.swap(m_queue);
         lock.unlock();
         qint64 written = 0;
-        for (Request &request : batch) {
-            process(request);
+        for (const Request &request : batch) {
             if (request.kind == Request::Kind::Entry)
                 written += request.bytes.size();
         }
+        writeBatch(batch);
         lock.lock();
         m_queuedBytes -= written;
         m_doneTicket = batch.back().ticket;
         m_processed.notify_all();
     }
     closeFile();
+}
+
+void VTLog::writeBatch(std::deque<Request> &batch)
+{
+    // Consecutive entries go out in one write, cut where the log reaches
+    // its size limit, so the new log starts where it would entry by entry.
+    QByteArray pending;
+    const auto flush = [this, &pending] {
+        if (!pending.isEmpty())
+            writeEntry(pending);
+        pending.clear();
+    };
+    for (Request &request : batch) {
+        if (request.kind != Request::Kind::Entry) {
+            flush();
+            process(request);
+            continue;
+        }
+        pending += request.bytes;
+        if (m_bytesWritten + pending.size() >= MaximumLogBytes)
+            flush();
+    }
+    flush();
 }
 
 void VTLog::process(Request &request)

@@ -66,6 +66,7 @@ private:
     quint64 submit(Request request);
     void waitFor(quint64 ticket);
     void writerLoop();
+    void writeBatch(std::deque<Request> &batch);
     void process(Request &request);
     void startFile(bool truncated);
     void writeEntry(const QByteArray &entry);
@@ -82,6 +83,7 @@ private:
     qint64 m_queuedBytes = 0;
     quint64 m_nextTicket = 1;
     quint64 m_doneTicket = 0;
+    int m_waiters = 0; // threads in waitFor: the writer gathers no more entries
     bool m_stopping = false;
     bool m_writerGone = false;
     std::thread m_writer;
