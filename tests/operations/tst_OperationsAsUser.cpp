@@ -237,31 +237,126 @@ TEST_F(OperationsAsUserTest, TheMoveLockIsTheUsersOwnAndAHeldLockEndsInAnError)
     EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
 }
 
-TEST_F(OperationsAsUserTest, APluginAnotherUserPlantedInTheDisabledTreeIsNeverEnabledForAllUsers)
+// Planted, tampered with or squatted: nothing a second account could have
+// put or changed in the disabled tree is enabled into an all-users folder.
+TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledForAllUsers)
+{
+    const QStringList cases = {QStringLiteral("Planted"), QStringLiteral("Tampered"), QStringLiteral("Squatted")};
+    QStringList hosts;
+    for (const QString &group : cases)
+        hosts << VTPath::removeLastComponent(bundle(QStringLiteral("In") + group, group));
+    handOver();
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    const auto asOther = [&other](const QString &script, const QString &folder) {
+        return FsTest::runAs(other, QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, folder}, {}).exitCode == 0;
+    };
+    for (const QString &host : hosts) {
+        ASSERT_TRUE(FsTest::chownPath(host, FsTest::User{QStringLiteral("root"), 0, 0}));
+        ASSERT_TRUE(FsTest::chmodPath(host, 0755));
+    }
+    // A folder open to everyone, as a careless repair leaves it, and the
+    // other account's plug-in in it.
+    const QString planted = mirror(hosts.at(0));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(planted));
+    ASSERT_TRUE(FsTest::chmodPath(planted, 01777));
+    ASSERT_TRUE(asOther(QStringLiteral("mkdir -p \"$0/Planted.fxplug/Contents\" && echo code > \"$0/Planted.fxplug/Contents/bin\""), planted));
+    // The user's own disabled plug-in with a file others may write, which
+    // the other account rewrote.
+    const QString tampered = mirror(hosts.at(1));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(tampered, QStringLiteral("Tampered.fxplug/Contents/bin")), "code"));
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, tampered}).exitCode, 0);
+    ASSERT_TRUE(FsTest::chmodPath(VTPath::join(tampered, QStringLiteral("Tampered.fxplug/Contents/bin")), 0666));
+    ASSERT_TRUE(asOther(QStringLiteral("echo evil > \"$0/Tampered.fxplug/Contents/bin\""), tampered));
+    // The other account's folder where the user's disabled plug-in lies.
+    const QString squatted = mirror(hosts.at(2));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::removeLastComponent(squatted)));
+    ASSERT_TRUE(FsTest::chmodPath(VTPath::removeLastComponent(squatted), 01777));
+    ASSERT_TRUE(asOther(QStringLiteral("mkdir \"$0\""), squatted));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(squatted, QStringLiteral("Squatted.fxplug/Contents/bin")), "code"));
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, VTPath::join(squatted, QStringLiteral("Squatted.fxplug"))}).exitCode, 0);
+
+    for (int i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(cases.at(i).toStdString());
+        const QString name = cases.at(i) + QStringLiteral(".fxplug");
+        const FsTest::Run run = driver({QStringLiteral("enable"), name}, true);
+        EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
+        EXPECT_FALSE(posted(run).isEmpty()) << "the refusal is reported";
+        EXPECT_FALSE(FsTest::exists(VTPath::join(hosts.at(i), name)));
+        EXPECT_TRUE(FsTest::exists(VTPath::join(mirror(hosts.at(i)), name + QStringLiteral("/Contents/bin"))));
+    }
+}
+
+// A move journal a second account planted beside a copy of a file, naming
+// that file as the source of a finished move, deletes nothing at the next
+// start: not the user's document in a user's run, not a root file in root's.
+TEST_F(OperationsAsUserTest, AMoveJournalAnotherAccountPlantedDeletesNothing)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Shared"));
     handOver();
-    // A disabled folder that a second account may write (as a careless
-    // repair would leave it), and the host folder the user may not write.
-    const QString hosts = VTPath::removeLastComponent(a);
-    const QString disabledFolder = mirror(hosts);
-    ASSERT_TRUE(VTTestSandbox::makeFolder(disabledFolder));
-    ASSERT_TRUE(FsTest::chmodPath(disabledFolder, 01777));
-    ASSERT_TRUE(FsTest::chownPath(hosts, FsTest::User{QStringLiteral("root"), 0, 0}));
-    ASSERT_TRUE(FsTest::chmodPath(hosts, 0755));
-    const FsTest::User planter = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(planter.valid());
-    const FsTest::Run plant = FsTest::runAs(planter, QStringLiteral("/bin/sh"),
-                                            {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/Evil.fxplug/Contents\" && echo code > \"$0/Evil.fxplug/Contents/bin\""),
-                                             disabledFolder},
-                                            {});
-    ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
+    const QString shared = mirror(VTPath::removeLastComponent(a));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(shared));
+    ASSERT_TRUE(FsTest::chmodPath(shared, 01777));
+    const QString document = m_sandbox.homePath(QStringLiteral("Documents/thesis"));
+    ASSERT_TRUE(FsTest::writeFile(document, "years of work"));
+    ASSERT_TRUE(FsTest::chownPath(document, m_user));
+    const QString system = VTPath::join(m_sandbox.path(), QStringLiteral("passwd"));
+    ASSERT_TRUE(FsTest::writeFile(system, "root:x:0:0"));
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
 
-    const FsTest::Run run = driver({QStringLiteral("enable"), QStringLiteral("Evil.fxplug")}, true);
+    for (const bool superuser : {false, true}) {
+        SCOPED_TRACE(superuser ? "root's run" : "the user's run");
+        const QString victim = superuser ? system : document;
+        const FsTest::Run plant = FsTest::runAs(
+            other, QStringLiteral("/bin/sh"),
+            {QStringLiteral("-c"),
+             QStringLiteral("cp \"$0\" \"$1/$2\" && printf 'VTMOVE1\\n%s\\000%s\\000' \"$0\" \"$2\" > \"$1/.vtmove.00000000deadbee$3.journal\""),
+             victim, shared, VTPath::lastComponent(victim), superuser ? QStringLiteral("1") : QStringLiteral("0")},
+            {});
+        ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
+        if (superuser) {
+            QProcessEnvironment environment;
+            environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin:/usr/sbin:/sbin"));
+            environment.insert(QStringLiteral("TESSARY_SYSTEM_ROOT"), m_sandbox.root());
+            environment.insert(QStringLiteral("HOME"), m_sandbox.home());
+            const FsTest::Run run = FsTest::run(OpsTest::driverPath(), {QStringLiteral("list")}, {}, environment);
+            EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+        } else {
+            EXPECT_EQ(driver({QStringLiteral("list")}).exitCode, 0);
+        }
+        EXPECT_EQ(FsTest::readFile(victim), superuser ? QByteArray("root:x:0:0") : QByteArray("years of work"));
+    }
+}
+
+// A link a second account put where the disabled tree should be does not
+// steer a superuser's run: nothing goes where the link points.
+TEST_F(OperationsAsUserTest, ASuperuserRunFollowsNoLinkAnotherAccountPutInTheDisabledTree)
+{
+    const QString a = bundle(QStringLiteral("A"));
+    handOver();
+    const QString disabledRoot = m_builder->layout().disabledRoot();
+    const QString family = VTPath::removeLastComponent(disabledRoot);
+    ASSERT_TRUE(VTTestSandbox::makeFolder(family));
+    ASSERT_TRUE(QDir(disabledRoot).removeRecursively());
+    ASSERT_TRUE(FsTest::chownPath(family, FsTest::User{QStringLiteral("root"), 0, 0}));
+    ASSERT_TRUE(FsTest::chmodPath(family, 01777));
+    const QString closed = VTPath::join(m_sandbox.path(), QStringLiteral("closed"));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(closed));
+    ASSERT_TRUE(FsTest::chmodPath(closed, 0700));
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    ASSERT_EQ(FsTest::runAs(other, QStringLiteral("/bin/ln"), {QStringLiteral("-s"), closed, disabledRoot}, {}).exitCode, 0);
+
+    QProcessEnvironment environment;
+    environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin:/usr/sbin:/sbin"));
+    environment.insert(QStringLiteral("TESSARY_SYSTEM_ROOT"), m_sandbox.root());
+    environment.insert(QStringLiteral("HOME"), m_sandbox.home());
+    const FsTest::Run run = FsTest::run(OpsTest::driverPath(), {QStringLiteral("disable"), QStringLiteral("A.fxplug")}, {}, environment);
     EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
-    EXPECT_FALSE(FsTest::exists(VTPath::join(hosts, QStringLiteral("Evil.fxplug"))));
-    EXPECT_TRUE(FsTest::exists(VTPath::join(disabledFolder, QStringLiteral("Evil.fxplug/Contents/bin"))));
-    EXPECT_FALSE(posted(run).isEmpty()) << "the refusal is reported";
+    EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
+    EXPECT_TRUE(QDir(closed).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot))
+        << FsTest::run(QStringLiteral("/usr/bin/find"), {closed}).out.toStdString() << run.out.toStdString();
 }
 
 TEST_F(OperationsAsUserTest, APlantInTheUsersOwnMirrorIsNotEnabledIntoTheUsersHome)
