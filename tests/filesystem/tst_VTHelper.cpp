@@ -12,7 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
+#include <thread>
 #include <sys/stat.h>
 
 namespace {
@@ -504,38 +507,63 @@ TEST_F(TwoAccountsTest, APipeSwappedIntoACopiedBundleNeverHoldsUpTheHelper)
     // The other account's bundle, copied into a folder of the user's own
     // (where the user may take whatever it likes).
     const QString bundle = shared(QStringLiteral("theirs/Swap.fxplug"));
-    ASSERT_TRUE(asOther(QStringLiteral("mkdir -p \"$1/Contents\" && echo code > \"$1/Contents/bin\" && mkfifo \"$2\""),
-                        {bundle, shared(QStringLiteral("theirs/pipe"))}));
+    const QStringList swapped = {VTPath::join(bundle, QStringLiteral("Contents/bin")), shared(QStringLiteral("theirs/pipe"))};
+    ASSERT_TRUE(asOther(QStringLiteral("mkdir -p \"$1/Contents\" && echo code > \"$2\" && mkfifo \"$3\""), QStringList{bundle} + swapped));
     ASSERT_TRUE(QDir().mkpath(home(QStringLiteral("Library/Plug-Ins/FxPlug"))));
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, home(QStringLiteral("Library"))}).exitCode, 0);
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("swap.py")), PipeSwapScript));
-
     FsTest::Process racer;
     ASSERT_TRUE(racer.start(QStringLiteral("/usr/bin/setpriv"),
                             {QStringLiteral("--reuid=%1").arg(m_other.uid), QStringLiteral("--regid=%1").arg(m_other.gid),
                              QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"),
-                             path(QStringLiteral("swap.py")), VTPath::join(bundle, QStringLiteral("Contents/bin")),
-                             shared(QStringLiteral("theirs/pipe"))}));
-    const int requests = 30;
-    int answered = 0;
+                             path(QStringLiteral("swap.py")), swapped.at(0), swapped.at(1)}));
+
+    // The user's helper as sudo starts it (sudo names the user in SUDO_UID),
+    // kept for many copies: the swap must fall between a look at the file
+    // and its opening, a moment of a few microseconds.
+    qputenv("SUDO_UID", QByteArray::number(m_user.uid));
+    VTHelperClient helper;
+    const bool started = helper.start({}, FsTest::helperPath());
+    qunsetenv("SUDO_UID");
+    ASSERT_TRUE(started);
+    // A request stuck for long is let go by opening the pipe for writing.
+    std::atomic<int> answered{0};
+    std::atomic<bool> finished{false};
+    std::atomic<bool> stuck{false};
+    std::thread watchdog([&] {
+        int seen = -1;
+        auto since = std::chrono::steady_clock::now();
+        while (!finished) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            if (answered != seen) {
+                seen = answered;
+                since = std::chrono::steady_clock::now();
+            } else if (std::chrono::steady_clock::now() - since > std::chrono::seconds(20)) {
+                stuck = true;
+                for (const QString &name : swapped) {
+                    const int fd = ::open(VTPath::toNative(name).constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+                    if (fd >= 0)
+                        ::close(fd);
+                }
+            }
+        }
+    });
+    const int requests = 2000;
     for (int i = 0; i < requests; ++i) {
         const QString copy = home(QStringLiteral("Library/Plug-Ins/FxPlug/Copy%1.fxplug").arg(i));
-        // Generous: a sudo start on a loaded machine; a helper stuck in a
-        // pipe never answers at all.
-        if (request({Cp, QStringLiteral("-R"), bundle, copy}, 30000) >= 0)
-            ++answered;
+        if (helper.execute({Cp, QStringLiteral("-R"), bundle, copy}, true) == VTHelperClient::StatusHelperGone)
+            break;
+        ++answered;
     }
+    finished = true;
+    watchdog.join();
+    helper.stop();
     ::kill(racer.pid(), SIGTERM);
     const int swaps = racer.finish(10000).out.trimmed().toInt();
-    // A helper that did wait in the pipe is let go.
-    for (const QString &name : {VTPath::join(bundle, QStringLiteral("Contents/bin")), shared(QStringLiteral("theirs/pipe"))}) {
-        const int fd = ::open(VTPath::toNative(name).constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-        if (fd >= 0)
-            ::close(fd);
-    }
 
-    EXPECT_GT(swaps, 100) << "the racer barely ran; the race proves nothing";
+    EXPECT_GT(swaps, 1000) << "the racer barely ran; the race proves nothing";
     EXPECT_EQ(answered, requests);
+    EXPECT_FALSE(stuck) << "a copy waited in the pipe";
 }
 
 // A whole-tree or single change acts on what it names and nothing else: a

@@ -243,47 +243,46 @@ TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledFor
 {
     const QStringList cases = {QStringLiteral("Planted"), QStringLiteral("Tampered"), QStringLiteral("Squatted")};
     QStringList hosts;
-    for (const QString &group : cases)
+    QStringList disabled;
+    for (const QString &group : cases) {
         hosts << VTPath::removeLastComponent(bundle(QStringLiteral("In") + group, group));
+        VTBundleOptions options;
+        options.group = group;
+        options.enabled = false;
+        disabled << m_builder->addBundle(FxPlug, AllUsers, group, options);
+    }
     handOver();
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
-    const auto asOther = [&other](const QString &script, const QString &folder) {
-        return FsTest::runAs(other, QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, folder}, {}).exitCode == 0;
-    };
     for (const QString &host : hosts) {
         ASSERT_TRUE(FsTest::chownPath(host, FsTest::User{QStringLiteral("root"), 0, 0}));
         ASSERT_TRUE(FsTest::chmodPath(host, 0755));
     }
-    // A folder open to everyone, as a careless repair leaves it, and the
-    // other account's plug-in in it.
-    const QString planted = mirror(hosts.at(0));
-    ASSERT_TRUE(VTTestSandbox::makeFolder(planted));
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    const auto asOther = [&other](const QString &script, const QString &target) {
+        return FsTest::runAs(other, QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, target}, {}).exitCode == 0;
+    };
+    // The other account's plug-in, in a folder open to everyone as a
+    // careless repair leaves it.
+    const QString planted = VTPath::removeLastComponent(disabled.at(0));
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), other.name, disabled.at(0)}).exitCode, 0);
+    ASSERT_TRUE(FsTest::chownPath(planted, FsTest::User{QStringLiteral("root"), 0, 0}));
     ASSERT_TRUE(FsTest::chmodPath(planted, 01777));
-    ASSERT_TRUE(asOther(QStringLiteral("mkdir -p \"$0/Planted.fxplug/Contents\" && echo code > \"$0/Planted.fxplug/Contents/bin\""), planted));
-    // The user's own disabled plug-in with a file others may write, which
-    // the other account rewrote.
-    const QString tampered = mirror(hosts.at(1));
-    ASSERT_TRUE(FsTest::writeFile(VTPath::join(tampered, QStringLiteral("Tampered.fxplug/Contents/bin")), "code"));
-    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, tampered}).exitCode, 0);
-    ASSERT_TRUE(FsTest::chmodPath(VTPath::join(tampered, QStringLiteral("Tampered.fxplug/Contents/bin")), 0666));
-    ASSERT_TRUE(asOther(QStringLiteral("echo evil > \"$0/Tampered.fxplug/Contents/bin\""), tampered));
-    // The other account's folder where the user's disabled plug-in lies.
-    const QString squatted = mirror(hosts.at(2));
-    ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::removeLastComponent(squatted)));
-    ASSERT_TRUE(FsTest::chmodPath(VTPath::removeLastComponent(squatted), 01777));
-    ASSERT_TRUE(asOther(QStringLiteral("mkdir \"$0\""), squatted));
-    ASSERT_TRUE(FsTest::writeFile(VTPath::join(squatted, QStringLiteral("Squatted.fxplug/Contents/bin")), "code"));
-    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, VTPath::join(squatted, QStringLiteral("Squatted.fxplug"))}).exitCode, 0);
+    ASSERT_TRUE(asOther(QStringLiteral("echo code > \"$0/Contents/bin\""), disabled.at(0)));
+    // The user's own plug-in with a file others may write, which the other
+    // account rewrote.
+    const QString info = VTPath::join(disabled.at(1), QStringLiteral("Contents/Info.plist"));
+    ASSERT_TRUE(FsTest::chmodPath(info, 0666));
+    ASSERT_TRUE(asOther(QStringLiteral("echo ' ' >> \"$0\""), info));
+    // The user's own plug-in in a folder of the other account's.
+    ASSERT_TRUE(FsTest::chownPath(VTPath::removeLastComponent(disabled.at(2)), other));
 
     for (int i = 0; i < cases.size(); ++i) {
         SCOPED_TRACE(cases.at(i).toStdString());
-        const QString name = cases.at(i) + QStringLiteral(".fxplug");
-        const FsTest::Run run = driver({QStringLiteral("enable"), name}, true);
+        const FsTest::Run run = driver({QStringLiteral("enable"), cases.at(i) + QStringLiteral(".fxplug")}, true);
         EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
         EXPECT_FALSE(posted(run).isEmpty()) << "the refusal is reported";
-        EXPECT_FALSE(FsTest::exists(VTPath::join(hosts.at(i), name)));
-        EXPECT_TRUE(FsTest::exists(VTPath::join(mirror(hosts.at(i)), name + QStringLiteral("/Contents/bin"))));
+        EXPECT_FALSE(FsTest::exists(VTPath::join(hosts.at(i), VTPath::lastComponent(disabled.at(i)))));
+        EXPECT_TRUE(FsTest::exists(VTPath::join(disabled.at(i), QStringLiteral("Contents/Info.plist"))));
     }
 }
 
