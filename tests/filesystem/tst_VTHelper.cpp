@@ -287,30 +287,31 @@ TEST(HelperLifetime, EndsWhenItsParentEnds)
 
 namespace {
 
-// Swaps vendor/sub for a link to the canary folder and back, as fast as it
-// can, until killed; prints the number of swaps when it ends.
-const char AttackerScript[] = R"(
-import os, signal, sys
-vendor, canary = sys.argv[1], sys.argv[2]
-sub, real = os.path.join(vendor, 'sub'), os.path.join(vendor, 'sub.real')
+// Exchanges two names (one atomic renameat2 each time) as fast as it can
+// until killed; prints the number of exchanges when it ends.
+const char ExchangeScript[] = R"(
+import ctypes, signal, sys
+libc = ctypes.CDLL(None, use_errno=True)
+a, b = sys.argv[1].encode(), sys.argv[2].encode()
 swaps = 0
 def stop(*_):
     print(swaps, flush=True)
     sys.exit(0)
 signal.signal(signal.SIGTERM, stop)
 while True:
-    try:
-        os.rename(sub, real)
-        os.symlink(canary, sub)
+    if libc.renameat2(-100, a, -100, b, 2) == 0:
         swaps += 1
-        os.unlink(sub)
-        os.rename(real, sub)
-    except OSError:
-        if os.path.islink(sub):
-            os.unlink(sub)
-        if os.path.isdir(real) and not os.path.exists(sub):
-            os.rename(real, sub)
 )";
+
+// `user` exchanging `a` and `b` until killed; the script is put in `folder`.
+bool startExchanging(FsTest::Process &racer, const FsTest::User &user, const QString &folder, const QString &a, const QString &b)
+{
+    const QString script = VTPath::join(folder, QStringLiteral("exchange.py"));
+    return FsTest::writeFile(script, ExchangeScript)
+        && racer.start(QStringLiteral("/usr/bin/setpriv"),
+                       {QStringLiteral("--reuid=%1").arg(user.uid), QStringLiteral("--regid=%1").arg(user.gid),
+                        QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"), script, a, b});
+}
 
 TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
 {
@@ -327,14 +328,13 @@ TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
         ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("vendor/sub/file%1").arg(i)), "payload"));
     ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("dest"))));
     const mode_t canaryMode = FsTest::statOf(path(QStringLiteral("canary"))).st_mode & 07777;
+    // vendor/sub and a link to the canary folder change places all the time.
+    ASSERT_EQ(::symlink(VTPath::toNative(path(QStringLiteral("canary"))).constData(),
+                        VTPath::toNative(path(QStringLiteral("vendor/sub.link"))).constData()),
+              0);
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), attacker.name, path(QStringLiteral("vendor"))}).exitCode, 0);
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("attack.py")), AttackerScript));
-
     FsTest::Process attack;
-    ASSERT_TRUE(attack.start(QStringLiteral("/usr/bin/setpriv"),
-                             {QStringLiteral("--reuid=%1").arg(attacker.uid), QStringLiteral("--regid=%1").arg(attacker.gid),
-                              QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"),
-                              path(QStringLiteral("attack.py")), path(QStringLiteral("vendor")), path(QStringLiteral("canary"))}));
+    ASSERT_TRUE(startExchanging(attack, attacker, dir.path(), path(QStringLiteral("vendor/sub")), path(QStringLiteral("vendor/sub.link"))));
     QThread::msleep(200);
 
     VTHelperClient helper;
@@ -484,22 +484,6 @@ TEST_F(TwoAccountsTest, WhatArrivesInAnAllUsersFolderIsRootsAndClosedToOthers)
     EXPECT_FALSE(FsTest::exists(allUsers(QStringLiteral("Theirs.fxplug"))));
 }
 
-// Swaps a file of the other account's bundle with a pipe and back (one
-// atomic exchange each time) until killed; prints the number of swaps.
-const char PipeSwapScript[] = R"(
-import ctypes, os, signal, sys
-libc = ctypes.CDLL(None, use_errno=True)
-file, pipe = sys.argv[1].encode(), sys.argv[2].encode()
-swaps = 0
-def stop(*_):
-    print(swaps, flush=True)
-    sys.exit(0)
-signal.signal(signal.SIGTERM, stop)
-while True:
-    if libc.renameat2(-100, file, -100, pipe, 2) == 0:
-        swaps += 1
-)";
-
 // A pipe swapped in for a file of a bundle the helper copies is refused on
 // sight: the helper never waits in it, and every request is answered.
 TEST_F(TwoAccountsTest, APipeSwappedIntoACopiedBundleNeverHoldsUpTheHelper)
@@ -511,12 +495,8 @@ TEST_F(TwoAccountsTest, APipeSwappedIntoACopiedBundleNeverHoldsUpTheHelper)
     ASSERT_TRUE(asOther(QStringLiteral("mkdir -p \"$1/Contents\" && echo code > \"$2\" && mkfifo \"$3\""), QStringList{bundle} + swapped));
     ASSERT_TRUE(QDir().mkpath(home(QStringLiteral("Library/Plug-Ins/FxPlug"))));
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, home(QStringLiteral("Library"))}).exitCode, 0);
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("swap.py")), PipeSwapScript));
     FsTest::Process racer;
-    ASSERT_TRUE(racer.start(QStringLiteral("/usr/bin/setpriv"),
-                            {QStringLiteral("--reuid=%1").arg(m_other.uid), QStringLiteral("--regid=%1").arg(m_other.gid),
-                             QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"),
-                             path(QStringLiteral("swap.py")), swapped.at(0), swapped.at(1)}));
+    ASSERT_TRUE(startExchanging(racer, m_other, m_dir.path(), swapped.at(0), swapped.at(1)));
 
     // The user's helper as sudo starts it (sudo names the user in SUDO_UID),
     // kept for many copies: the swap must fall between a look at the file
