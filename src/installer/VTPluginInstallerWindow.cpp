@@ -1,5 +1,6 @@
 #include "VTPluginInstallerWindow.h"
 
+#include "VTLocalPaths.h"
 #include "VTPath.h"
 
 #include <QCheckBox>
@@ -30,6 +31,16 @@ QLabel *smallLabel(const QString &text, QWidget *parent)
     label->setFont(font);
     label->setForegroundRole(QPalette::PlaceholderText);
     return label;
+}
+
+// The folder an item goes to, the home shortened to "~" as people know it.
+QString shownFolder(const VTPluginInstallerItem &item)
+{
+    const QString folder = VTPath::removeLastComponent(item.destination);
+    const QString home = VTLocalPaths::userDirectory();
+    if (!item.forUser || home == QLatin1String("/") || !VTPath::isInside(folder, home))
+        return folder;
+    return QLatin1Char('~') + folder.mid(home.size());
 }
 
 } // namespace
@@ -66,7 +77,7 @@ VTPluginInstallerWindow::VTPluginInstallerWindow(const VTPluginInstallerSettings
     m_list->setTextElideMode(Qt::ElideMiddle);
     for (const VTPluginInstallerItem &item : items) {
         auto *row = new QTreeWidgetItem(m_list, {item.name(), item.forUser ? QStringLiteral("Current user") : QStringLiteral("All users"),
-                                                 VTPath::removeLastComponent(item.destination)});
+                                                 shownFolder(item)});
         row->setToolTip(2, item.destination);
     }
     m_list->header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
@@ -114,7 +125,7 @@ VTPluginInstallerWindow::VTPluginInstallerWindow(const VTPluginInstallerSettings
     });
     connect(this, &VTPluginInstallerWindow::progressed, this, &VTPluginInstallerWindow::showProgress, Qt::QueuedConnection);
     updateInstallButton();
-    resize(820, settings.eulaPath().isEmpty() ? 420 : 560);
+    resize(900, settings.eulaPath().isEmpty() ? 420 : 560);
 }
 
 VTPluginInstallerWindow::~VTPluginInstallerWindow()
