@@ -68,6 +68,16 @@ protected:
         return FsTest::runAs(m_user, OpsTest::driverPath(), words, environment);
     }
 
+    // The driver run by root: the program's superuser mode.
+    FsTest::Run rootDriver(const QStringList &arguments) const
+    {
+        QProcessEnvironment environment;
+        environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin:/usr/sbin:/sbin"));
+        environment.insert(QStringLiteral("TESSARY_SYSTEM_ROOT"), m_sandbox.root());
+        environment.insert(QStringLiteral("HOME"), m_sandbox.home());
+        return FsTest::run(OpsTest::driverPath(), arguments, {}, environment);
+    }
+
     // The driver's log, entries without their dates.
     QStringList logLines() const
     {
@@ -314,16 +324,8 @@ TEST_F(OperationsAsUserTest, AMoveJournalAnotherAccountPlantedDeletesNothing)
              victim, shared, VTPath::lastComponent(victim), superuser ? QStringLiteral("1") : QStringLiteral("0")},
             {});
         ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
-        if (superuser) {
-            QProcessEnvironment environment;
-            environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin:/usr/sbin:/sbin"));
-            environment.insert(QStringLiteral("TESSARY_SYSTEM_ROOT"), m_sandbox.root());
-            environment.insert(QStringLiteral("HOME"), m_sandbox.home());
-            const FsTest::Run run = FsTest::run(OpsTest::driverPath(), {QStringLiteral("list")}, {}, environment);
-            EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-        } else {
-            EXPECT_EQ(driver({QStringLiteral("list")}).exitCode, 0);
-        }
+        const FsTest::Run run = superuser ? rootDriver({QStringLiteral("list")}) : driver({QStringLiteral("list")});
+        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
         EXPECT_EQ(FsTest::readFile(victim), superuser ? QByteArray("root:x:0:0") : QByteArray("years of work"));
     }
 }
@@ -347,11 +349,7 @@ TEST_F(OperationsAsUserTest, ASuperuserRunFollowsNoLinkAnotherAccountPutInTheDis
     ASSERT_TRUE(other.valid());
     ASSERT_EQ(FsTest::runAs(other, QStringLiteral("/bin/ln"), {QStringLiteral("-s"), closed, disabledRoot}, {}).exitCode, 0);
 
-    QProcessEnvironment environment;
-    environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin:/usr/sbin:/sbin"));
-    environment.insert(QStringLiteral("TESSARY_SYSTEM_ROOT"), m_sandbox.root());
-    environment.insert(QStringLiteral("HOME"), m_sandbox.home());
-    const FsTest::Run run = FsTest::run(OpsTest::driverPath(), {QStringLiteral("disable"), QStringLiteral("A.fxplug")}, {}, environment);
+    const FsTest::Run run = rootDriver({QStringLiteral("disable"), QStringLiteral("A.fxplug")});
     EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
     EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
     EXPECT_TRUE(QDir(closed).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot))
