@@ -240,6 +240,7 @@ void VTPluginInstallerWindow::closeEvent(QCloseEvent *event)
     // The worker asks this window about existing copies; it must not go
     // away under it.
     if (m_worker && !m_outcome) {
+        m_status->setText(QStringLiteral("The installer closes once the installation has finished."));
         event->ignore();
         return;
     }
