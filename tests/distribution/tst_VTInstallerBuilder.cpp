@@ -1,6 +1,7 @@
 // Installers built from a sandbox selection: the layout, the settings file
-// read back with Python's plistlib, code signing through stand-in tools, and
-// the sheets of the failures.
+// read back with Python's plistlib, code signing through stand-in tools, the
+// sheets of the failures, and a build from the real template installed into
+// a second, empty system.
 
 #include "CatalogueTestSupport.h"
 
@@ -14,6 +15,7 @@
 #include <QDirIterator>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTemporaryDir>
 
 #include <mutex>
 
@@ -242,6 +244,41 @@ TEST_F(InstallerBuildTest, EmptySelectionVanishedPluginAndMissingTemplateStopWit
     EXPECT_FALSE(VTInstallerBuilder(damaged, m_env.path() + QStringLiteral("/nowhere.app")).createInstallerWithSettings(settings));
     EXPECT_EQ(damaged.steps().value(1), QStringLiteral("Unable to create installer|This application may be damaged. "
                                                        "It is recommended that you reinstall Hearthkit."));
+}
+
+TEST_F(InstallerBuildTest, TheBuiltInstallerPutsEveryPluginInPlaceInAnotherSystem)
+{
+    const QString realTemplate =
+        qEnvironmentVariable("TESSARY_BINARY_DIR") + QStringLiteral("/Tessary.app/Contents/MacOS/Plugin Installer.app");
+    ASSERT_TRUE(QFileInfo(realTemplate).isDir()) << "the template installer is built with the program";
+    const QString installer = m_env.path() + QStringLiteral("/Color Installer.app");
+    const VTInstallerSettings settings = VTInstallerSettings::fromDefaults(
+        installer, QStringLiteral("Color"), QStringLiteral("1.0"), QStringLiteral("Ann"),
+        VTInstallerSettings::fileList({topLevel(QStringLiteral("Color")), topLevel(QStringLiteral("Synth"))}), QString());
+    ASSERT_TRUE(VTInstallerBuilder(m_display, realTemplate).createInstallerWithSettings(settings));
+
+    QTemporaryDir other;
+    const QString root = other.path() + QStringLiteral("/root");
+    const QString home = other.path() + QStringLiteral("/home");
+    ASSERT_TRUE(VTTestSandbox::makeFolder(root) && VTTestSandbox::makeFolder(home));
+    VTTest::RunOptions options;
+    options.environment.insert(QStringLiteral("TESSARY_SYSTEM_ROOT"), root);
+    options.environment.insert(QStringLiteral("HOME"), home);
+    options.timeoutMs = 120000;
+    const VTTest::Run install =
+        VTTest::run(installer + QStringLiteral("/Contents/MacOS/Plugin Installer"), {QStringLiteral("--install")}, options);
+    EXPECT_EQ(install.exitCode, 0) << install.out.toStdString() << install.err.toStdString();
+
+    const QMap<QString, QString> installed{
+        {m_warm, home + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Warm.fxplug")},
+        {m_cool, home + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Cool.fxplug")},
+        {m_synth, root + QStringLiteral("/Library/Audio/Plug-Ins/VST/Synth.vst")},
+    };
+    for (auto it = installed.begin(); it != installed.end(); ++it) {
+        const auto original = tree(it.key());
+        EXPECT_FALSE(original.isEmpty());
+        EXPECT_EQ(tree(it.value()), original) << it.value().toStdString();
+    }
 }
 
 } // namespace
