@@ -64,7 +64,7 @@ TEST(VTException, ExceptionsReachTheLog)
         VTException::logCurrentException("trashFile");
     }
     VTLog::finishWriting();
-    const QByteArray log = readWholeFile(VTLog::currentLogPath());
+    const QByteArray log = TestSandbox::readFile(VTLog::currentLogPath());
     EXPECT_TRUE(log.contains(" - Exception in installPlugins. std::invalid_argument - bad path.\n")) << log.toStdString();
     EXPECT_TRUE(log.contains(" - Exception in trashFile. long - no description.\n")) << log.toStdString();
 }
