@@ -136,6 +136,8 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_env.isValid());
+        // A folder table built before this sandbox would point outside it.
+        VTPluginFolders::setShared(nullptr);
         VTLog::createNewLog(QStringLiteral("Tessary"));
     }
 

@@ -260,9 +260,9 @@ TEST_P(CommandLine, InstallPutsThePluginForAllUsersOrTheCurrentUser)
     const QString allUsers = builder().folder(Kind::FxPlug, Kind::AllUsers);
     const QString currentUser = builder().folder(Kind::FxPlug, Kind::CurrentUser);
 
-    EXPECT_EQ(system().run({QStringLiteral("-install"), QStringLiteral("-user"), glow}).exitCode, 0);
     EXPECT_EQ(system().run({QStringLiteral("-install"), QStringLiteral("-all"), blur}).exitCode, 0);
     EXPECT_TRUE(system().taskLog().contains(QStringLiteral("Installing plugins for all users: %1").arg(blur)));
+    EXPECT_EQ(system().run({QStringLiteral("-install"), QStringLiteral("-user"), glow}).exitCode, 0);
 
     EXPECT_EQ(E2ESystem::contents(allUsers + QStringLiteral("/Blur.fxplug")), E2ESystem::contents(blur));
     EXPECT_TRUE(QFileInfo::exists(currentUser + QStringLiteral("/Glow.fxplug")));
