@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Screenshots of the main window on the demo sandbox, under Xvfb, into
 # docs/screenshots/: the expanded tree, a search, the progress sheet and an
-# alert sheet. The program takes them itself (TESSARY_SCREENSHOTS=DIR, see
+# alert sheet; then the template installer's window (installer-screenshot.sh).
+# The program takes them itself (TESSARY_SCREENSHOTS=DIR, see
 # src/window/VTWindowApplication.cpp). Usage: scripts/screenshots.sh [BUILD_DIR]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -21,4 +22,5 @@ mkdir -p docs/screenshots
 unset QT_QPA_PLATFORM WAYLAND_DISPLAY
 TESSARY_SCREENSHOTS="$repo/docs/screenshots" \
   timeout 120 xvfb-run -a -s "-screen 0 1280x800x24" "$build/bin/tessary"
+scripts/installer-screenshot.sh "$build"
 ls -l docs/screenshots

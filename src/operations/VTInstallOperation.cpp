@@ -9,21 +9,16 @@
 #include "VTInstallDestination.h"
 #include "VTLog.h"
 #include "VTMainThread.h"
-#include "VTMoveLock.h"
 #include "VTOperationContext.h"
 #include "VTOperationFrame.h"
 #include "VTPath.h"
 #include "VTPlainFiles.h"
 #include "VTPluginFolders.h"
-#include "VTTrash.h"
+#include "VTReplaceInPlace.h"
 #include "VTUserInterface.h"
 
-#include <QRandomGenerator>
-
-#include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 
@@ -61,15 +56,6 @@ int folderEntries(const QString &folder, QStringList &paths)
     for (const QString &name : std::as_const(names))
         paths.append(VTPath::join(folder, name));
     return error;
-}
-
-// Swaps two items of one folder in one step, so that neither name is ever
-// without an item.
-bool exchangeItems(const QString &a, const QString &b)
-{
-    return ::renameat2(AT_FDCWD, VTPath::toNative(a).constData(), AT_FDCWD, VTPath::toNative(b).constData(),
-                       RENAME_EXCHANGE)
-        == 0;
 }
 
 void printLine(const QString &text)
@@ -343,48 +329,10 @@ bool VTInstallOperation::trashOldCopy(const QString &path)
 
 bool VTInstallOperation::replaceInPlace(const QString &source, const QString &installed)
 {
-    // Under the temporary prefix of moves, so that start-up recovery removes
-    // what a kill leaves there: the unfinished new copy while the old one is
-    // still installed, or the old one once the new one has taken its place.
-    // Held like a move's, so that no recovery runs meanwhile.
-    const VTMoveLock lock(VTMoveLock::userLockPath(), VTMoveLock::Mode::Shared, VTMoveLock::moveWait());
-    if (!lock.isHeld()) {
-        m_context.postAndLog(QStringLiteral("Error: Plugin %1 was not installed: another Tessary process kept moves "
-                                            "waiting for too long.")
-                                 .arg(source));
-        return false;
-    }
-    const QString beside =
-        VTPath::join(VTPath::removeLastComponent(installed),
-                     QStringLiteral(".vtmove.%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0')));
-    if (!VTFileManager::copyFile(source, beside, false)) {
-        (void)VTFileManager::removeFile(beside, false);
-        m_context.postAndLog(
-            QStringLiteral("Tessary: Unable to copy file from %1 to %2. Please check your file permissions.")
-                .arg(source, installed));
-        return false;
-    }
-    (void)VTFileManager::unlockFile(installed);
-    if (!exchangeItems(beside, installed)) {
-        (void)VTFileManager::removeFile(beside, false);
-        m_context.postAndLog(QStringLiteral("Unable to trash old file %1. Plugin not installed: %2").arg(installed, source));
-        return false;
-    }
-    // The old copy, now beside the new one, is recorded in the Trash under
-    // the name it was installed with.
-    const auto moveOldCopy = [&beside](const QString &destination) {
-        return ::renameat2(AT_FDCWD, VTPath::toNative(beside).constData(), AT_FDCWD,
-                           VTPath::toNative(destination).constData(), RENAME_NOREPLACE)
-                == 0
-            ? 0
-            : errno;
-    };
-    VTLog::appendLog(QStringLiteral("Trashing old file %1...").arg(installed));
-    if (VTTrash::trashItemWith(installed, moveOldCopy))
+    const QString failure = VTReplaceInPlace::replace(source, installed);
+    if (failure.isEmpty())
         return true;
-    if (exchangeItems(beside, installed))
-        (void)VTFileManager::removeFile(beside, false);
-    m_context.postAndLog(QStringLiteral("Unable to trash old file %1. Plugin not installed: %2").arg(installed, source));
+    m_context.postAndLog(failure);
     return false;
 }
 

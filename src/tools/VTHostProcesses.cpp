@@ -11,7 +11,9 @@
 #include <algorithm>
 #include <chrono>
 
+#include <fcntl.h>
 #include <spawn.h>
+#include <unistd.h>
 #include <sys/wait.h>
 
 extern char **environ;
@@ -47,9 +49,23 @@ bool VTHostProcesses::launch(const QString &bundleIdentifier)
         return false;
     const QByteArray path = QFile::encodeName(executable);
     char *arguments[] = {const_cast<char *>(path.constData()), nullptr};
+    // Started as the desktop would start an application: in a session of its
+    // own and with nothing of ours on its standard streams, so a host left
+    // running does not hold the caller's terminal or output pipe.
+    posix_spawn_file_actions_t streams;
+    posix_spawn_file_actions_init(&streams);
+    posix_spawn_file_actions_addopen(&streams, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&streams, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_adddup2(&streams, STDOUT_FILENO, STDERR_FILENO);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
     pid_t pid = 0;
     // posix_spawn reports a failed exec, so a started host is a launched one.
-    if (posix_spawn(&pid, path.constData(), nullptr, nullptr, arguments, environ) != 0)
+    const int failure = posix_spawn(&pid, path.constData(), &streams, &attributes, arguments, environ);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&streams);
+    if (failure != 0)
         return false;
     const std::scoped_lock lock(m_mutex);
     m_children.push_back({pid, VTApplicationLocator::bundleIdentifier(application), false});

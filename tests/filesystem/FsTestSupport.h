@@ -4,7 +4,9 @@
 // test account, extended attributes and small file helpers.
 
 #include "VTPath.h"
+#include "VTSafeFs.h"
 #include "VTTestProcess.h"
+#include "VTTreeCopy.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -150,6 +152,15 @@ inline bool makeBundle(const QString &bundle)
         && writeFile(VTPath::join(contents, QStringLiteral("Resources/en.lproj/InfoPlist.strings")), "name = Glow;\n")
         && ::symlink("MacOS/Glow", VTPath::toNative(VTPath::join(contents, QStringLiteral("Current"))).constData()) == 0
         && setXattr(bundle, "user.com.apple.FinderInfo", QByteArray("FCSCxxxx", 8));
+}
+
+// Two items hold the same names, types, link targets and bytes all the way down.
+inline bool sameTree(const QString &a, const QString &b)
+{
+    std::string leafA, leafB;
+    VTSafeFs::Fd dirA(VTSafeFs::openParent(VTPath::toNative(a).toStdString(), false, leafA));
+    VTSafeFs::Fd dirB(VTSafeFs::openParent(VTPath::toNative(b).toStdString(), false, leafB));
+    return dirA.valid() && dirB.valid() && VTTreeCopy::sameTree(dirA.get(), leafA, dirB.get(), leafB);
 }
 
 } // namespace FsTest

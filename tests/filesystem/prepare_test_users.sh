@@ -17,11 +17,14 @@ for user in tessary-test tessary-test-pw; do
 done
 echo "tessary-test-pw:tessary-secret-1" | chpasswd
 
+# sudoers reads a space, comma, colon, equals sign or backslash in a command
+# path as syntax unless escaped ("Glow Installer.app" carries a helper too).
+rule_path=$(printf '%s' "$helper" | sed 's/[\\ ,:=]/\\&/g')
 file=/etc/sudoers.d/tessary-test
 touch "$file"
 chmod 0440 "$file"
 cp "$file" "$file.new"
-for rule in "tessary-test ALL=(root) NOPASSWD: $helper" "tessary-test-pw ALL=(root) PASSWD: $helper"; do
+for rule in "tessary-test ALL=(root) NOPASSWD: $rule_path" "tessary-test-pw ALL=(root) PASSWD: $rule_path"; do
   grep -qxF "$rule" "$file.new" || echo "$rule" >> "$file.new"
 done
 # sudo ignores names with a dot, so the draft is never read half-written.

@@ -61,13 +61,7 @@ protected:
     QString disk(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library"), relative)); }
     QString volume(const QString &relative) const { return VTPath::join(m_volume.path(), relative); }
 
-    static bool same(const QString &a, const QString &b)
-    {
-        std::string leafA, leafB;
-        VTSafeFs::Fd dirA(VTSafeFs::openParent(VTPath::toNative(a).toStdString(), false, leafA));
-        VTSafeFs::Fd dirB(VTSafeFs::openParent(VTPath::toNative(b).toStdString(), false, leafB));
-        return dirA.valid() && dirB.valid() && VTTreeCopy::sameTree(dirA.get(), leafA, dirB.get(), leafB);
-    }
+    static bool same(const QString &a, const QString &b) { return FsTest::sameTree(a, b); }
     static QStringList leftovers(const QString &folder)
     {
         return QDir(folder).entryList({QStringLiteral(".vtmove.*")}, QDir::AllEntries | QDir::Hidden | QDir::System);

@@ -176,14 +176,7 @@ private:
     std::atomic<int> m_reloadRequests{0};
 };
 
-// Two items hold the same names, types, link targets and bytes all the way down.
-inline bool sameTree(const QString &a, const QString &b)
-{
-    std::string leafA, leafB;
-    VTSafeFs::Fd dirA(VTSafeFs::openParent(VTPath::toNative(a).toStdString(), false, leafA));
-    VTSafeFs::Fd dirB(VTSafeFs::openParent(VTPath::toNative(b).toStdString(), false, leafB));
-    return dirA.valid() && dirB.valid() && VTTreeCopy::sameTree(dirA.get(), leafA, dirB.get(), leafB);
-}
+using FsTest::sameTree;
 
 // The test driver that runs operations in a process of its own.
 inline QString driverPath()

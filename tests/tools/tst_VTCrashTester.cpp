@@ -8,6 +8,7 @@
 #include "VTPluginKind.h"
 #include "VTSandboxBuilder.h"
 #include "VTSandboxLayout.h"
+#include "VTTestProcess.h"
 #include "VTTestSandbox.h"
 
 #include <QFileInfo>
@@ -270,11 +271,16 @@ TEST(VTCrashTester, CommandPrintsTheRunAndExitsByTheOutcome)
 {
     CrashTestSandbox box(2, {QStringLiteral("P2.fxplug")});
     ASSERT_TRUE(box.ready());
+    // Through a pipe, as a CI script reads it: the host left running must not
+    // hold the pipe open after the command has ended.
     const auto run = [](const QString &host) {
-        QProcess process;
-        process.start(qEnvironmentVariable("TESSARY_PROGRAM"), {QStringLiteral("-crashtest"), host});
-        process.waitForFinished(300000);
-        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts)};
+        VTTest::RunOptions options;
+        options.timeoutMs = 300000;
+        const VTTest::Run result = VTTest::run(QStringLiteral("/bin/bash"),
+                                               {QStringLiteral("-c"), QStringLiteral("set -o pipefail; \"$0\" -crashtest \"$1\" | cat"),
+                                                qEnvironmentVariable("TESSARY_PROGRAM"), host},
+                                               options);
+        return std::pair{result.exitCode, QString::fromUtf8(result.out).split(u'\n', Qt::SkipEmptyParts)};
     };
     const auto [status, lines] = run(QStringLiteral("Final Cut Pro"));
     EXPECT_EQ(status, 0);

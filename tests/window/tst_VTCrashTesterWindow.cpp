@@ -8,6 +8,7 @@
 #include "VTPluginKind.h"
 #include "VTSandboxBuilder.h"
 #include "VTTestSandbox.h"
+#include "VTWidgetTest.h"
 #include "VTWidgetInterface.h"
 
 #include <QApplication>
@@ -35,43 +36,9 @@ using namespace VTPluginKind;
 
 namespace {
 
-bool waitUntil(const std::function<bool()> &done)
-{
-    QDeadlineTimer deadline(120s);
-    while (!done() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    return done();
-}
-
-QMessageBox *visibleMessageBox()
-{
-    for (QWidget *widget : QApplication::topLevelWidgets()) {
-        if (auto *box = qobject_cast<QMessageBox *>(widget); box && box->isVisible())
-            return box;
-    }
-    return nullptr;
-}
-
-// Clicks the button titled `title` of the next message box, from inside its
-// own event loop.
-void answerNextWith(QObject *owner, const QString &title)
-{
-    auto *answerer = new QTimer(owner);
-    answerer->setInterval(20);
-    QObject::connect(answerer, &QTimer::timeout, answerer, [answerer, title] {
-        if (QMessageBox *box = visibleMessageBox()) {
-            for (QAbstractButton *button : box->buttons()) {
-                if (button->text() == title) {
-                    answerer->stop();
-                    answerer->deleteLater();
-                    button->click();
-                    return;
-                }
-            }
-        }
-    });
-    answerer->start();
-}
+using VTWidgetTest::answerNextWith;
+using VTWidgetTest::visibleMessageBox;
+using VTWidgetTest::waitUntil;
 
 void saveScreenshot(QWidget &window, const QString &name)
 {

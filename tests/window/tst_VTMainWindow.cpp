@@ -16,6 +16,7 @@
 #include "VTTestProcess.h"
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
+#include "VTWidgetTest.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -80,37 +81,11 @@ protected:
     }
 
     // Serves the event loop until `done` holds or a generous deadline passes.
-    static bool waitUntil(const std::function<bool()> &done)
-    {
-        QDeadlineTimer deadline(60s);
-        while (!done() && !deadline.hasExpired())
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        return done();
-    }
+    static bool waitUntil(const std::function<bool()> &done) { return VTWidgetTest::waitUntil(done, 60s); }
 
     // Answers the next alert sheet with the button titled `title`, from a
     // timer inside the sheet's own event loop.
-    void answerNextAlertWith(const QString &title)
-    {
-        auto *answerer = new QTimer(m_window.get());
-        answerer->setInterval(20);
-        QObject::connect(answerer, &QTimer::timeout, answerer, [answerer, title] {
-            for (QWidget *widget : QApplication::topLevelWidgets()) {
-                auto *box = qobject_cast<QMessageBox *>(widget);
-                if (!box || !box->isVisible())
-                    continue;
-                for (QAbstractButton *button : box->buttons()) {
-                    if (button->text() == title) {
-                        answerer->deleteLater();
-                        answerer->stop();
-                        button->click();
-                        return;
-                    }
-                }
-            }
-        });
-        answerer->start();
-    }
+    void answerNextAlertWith(const QString &title) { VTWidgetTest::answerNextWith(m_window.get(), title); }
 
     // The plug-in record of that name; none while a reload (the watcher's,
     // say) builds the tree, which only this thread may read between reloads.
