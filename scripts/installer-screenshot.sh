@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# A screenshot of the template installer's window, under Xvfb, into
-# docs/screenshots/plugin-installer.png: a copy of the built template laid
-# out as the installer builder leaves it (three plug-ins, a licence, a
-# background image). The installer takes it itself (TESSARY_SCREENSHOTS=DIR,
-# see src/installer/main.cpp). Usage: scripts/installer-screenshot.sh [BUILD_DIR]
+# Screenshots of the template installer's window, under Xvfb, into
+# docs/screenshots/: plugin-installer.png before and plugin-installer-done.png
+# after installing, for a copy of the built template laid out as the
+# installer builder leaves it (three plug-ins, a licence, a background image)
+# that installs into a temporary sandbox. The installer takes them itself
+# (TESSARY_SCREENSHOTS=DIR, see src/installer/main.cpp).
+# Usage: scripts/installer-screenshot.sh [BUILD_DIR]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 repo=$(pwd)
@@ -54,4 +56,4 @@ mkdir -p docs/screenshots
 unset QT_QPA_PLATFORM WAYLAND_DISPLAY
 TESSARY_SYSTEM_ROOT="$work/system" HOME="$work/home" TESSARY_SCREENSHOTS="$repo/docs/screenshots" \
   timeout 60 xvfb-run -a -s "-screen 0 1280x800x24" "$app/Contents/MacOS/Plugin Installer"
-ls -l docs/screenshots/plugin-installer.png
+ls -l docs/screenshots/plugin-installer*.png

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Screenshots of the main window on the demo sandbox, under Xvfb, into
-# docs/screenshots/: the expanded tree, a search, the progress sheet and an
-# alert sheet; then the template installer's window (installer-screenshot.sh).
-# The program takes them itself (TESSARY_SCREENSHOTS=DIR, see
+# docs/screenshots/: the expanded tree, a search, the progress sheet, alert
+# sheets, the Audio Unit validation window and the installer builder; then the
+# template installer's window (installer-screenshot.sh). The program takes
+# them itself (TESSARY_SCREENSHOTS=DIR, see
 # src/window/VTWindowApplication.cpp). Usage: scripts/screenshots.sh [BUILD_DIR]
 set -euo pipefail
 cd "$(dirname "$0")/.."

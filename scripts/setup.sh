@@ -15,6 +15,8 @@ packages=(
   # real clients the tests use
   trash-cli attr e2fsprogs sudo dbus dbus-x11 xvfb xauth poppler-utils
   util-linux procps python3 time
+  # certificates for the keychain tests
+  openssl
   # the window's icon theme (built-in icons stand in for missing ones) and the
   # SVG image and icon-engine plug-ins that let Qt load its SVG icons
   adwaita-icon-theme libqt6svg6

@@ -40,18 +40,9 @@ VTAuthorization *authorization()
 // errno of making the folder and its missing parents; 0 when it exists.
 int makeFolderWithParents(const QString &path)
 {
+    const int error = VTSafeFs::makeFolders(native(path), VTSafeFs::linksRefused(), 0777);
     struct stat st {};
-    if (::stat(native(path).c_str(), &st) == 0)
-        return S_ISDIR(st.st_mode) ? 0 : EEXIST;
-    QStringList missing;
-    QString folder = VTPath::normalize(path);
-    for (; !folder.isEmpty() && ::stat(native(folder).c_str(), &st) != 0; folder = VTPath::removeLastComponent(folder))
-        missing.prepend(folder);
-    for (const QString &each : std::as_const(missing)) {
-        if (::mkdir(native(each).c_str(), 0777) != 0 && errno != EEXIST)
-            return errno;
-    }
-    return 0;
+    return error == ENOTDIR && ::lstat(native(path).c_str(), &st) == 0 && !S_ISDIR(st.st_mode) ? EEXIST : error;
 }
 
 int copyItem(const QString &source, const QString &destination)

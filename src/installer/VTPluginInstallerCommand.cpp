@@ -6,6 +6,7 @@
 #include "VTPluginInstallerRun.h"
 #include "VTPluginInstallerSettings.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -38,6 +39,13 @@ int install(const QList<VTPluginInstallerItem> &items)
     VTPluginInstallerRun run(confirm, progress);
     const VTPluginInstallerRun::Outcome outcome = run.install(items);
     printLine(stdout, VTPluginInstallerRun::summary(outcome));
+    const bool refused = std::any_of(outcome.failures.begin(), outcome.failures.end(), [](const auto &failure) {
+        return failure.reason.contains(VTPluginInstallerRun::notAuthorizedReason());
+    });
+    if (refused) {
+        printLine(stdout, QStringLiteral("Without a window administrator rights come only from running as root or from "
+                                         "TESSARY_ESCALATE=\"sudo -n\" with a sudo rule for this installer's helper."));
+    }
     return outcome.complete() ? 0 : 1;
 }
 

@@ -132,7 +132,7 @@ QString VTPluginInstallerRun::privilegedFailure(int status)
 {
     switch (status) {
     case VTAuthorization::StatusNotAuthorized:
-        return QStringLiteral("administrator rights were not granted");
+        return notAuthorizedReason();
     case VTAuthorization::StatusToolMissing:
         return QStringLiteral("the system's file tools are missing");
     case VTAuthorization::StatusSuccess:
@@ -140,6 +140,11 @@ QString VTPluginInstallerRun::privilegedFailure(int status)
     default:
         return QStringLiteral("with administrator rights: %1").arg(VTPlainFiles::describe(status));
     }
+}
+
+QString VTPluginInstallerRun::notAuthorizedReason()
+{
+    return QStringLiteral("administrator rights were not granted");
 }
 
 QString VTPluginInstallerRun::summary(const Outcome &outcome)

@@ -39,6 +39,9 @@ public:
 
     [[nodiscard]] Outcome install(const QList<VTPluginInstallerItem> &items);
 
+    // The reason given when administrator rights were needed and not granted.
+    [[nodiscard]] static QString notAuthorizedReason();
+
     // The closing summary: how many were installed, which were not and why.
     [[nodiscard]] static QString summary(const Outcome &outcome);
 

@@ -1,11 +1,11 @@
 #include "VTPluginInstallerWindow.h"
 
+#include "VTLicenceText.h"
 #include "VTLocalPaths.h"
 #include "VTPath.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
-#include <QFile>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -21,7 +21,6 @@
 namespace {
 
 constexpr int ImageWidth = 220;
-constexpr qint64 MaximumLicenceBytes = 4 * 1024 * 1024;
 
 QLabel *smallLabel(const QString &text, QWidget *parent)
 {
@@ -66,9 +65,12 @@ VTPluginInstallerWindow::VTPluginInstallerWindow(const VTPluginInstallerSettings
     content->addWidget(new QLabel(QStringLiteral("Version %1 by %2").arg(settings.version(), settings.author()), this));
     content->addSpacing(8);
 
-    content->addWidget(new QLabel(items.size() == 1 ? QStringLiteral("This plug-in will be installed:")
-                                                    : QStringLiteral("These %1 plug-ins will be installed:").arg(items.size()),
-                                  this));
+    QString heading = QStringLiteral("These %1 plug-ins will be installed:").arg(items.size());
+    if (items.size() == 1)
+        heading = QStringLiteral("This plug-in will be installed:");
+    else if (items.isEmpty())
+        heading = QStringLiteral("This installer holds no plug-ins.");
+    content->addWidget(new QLabel(heading, this));
     m_list = new QTreeWidget(this);
     m_list->setColumnCount(3);
     m_list->setHeaderLabels({QStringLiteral("Plug-in"), QStringLiteral("For"), QStringLiteral("Installs to")});
@@ -154,13 +156,11 @@ QWidget *VTPluginInstallerWindow::makeLicencePanel()
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(new QLabel(QStringLiteral("Licence agreement:"), panel));
     m_licence = new QTextBrowser(panel);
-    QFile file(m_settings.eulaPath());
-    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.read(MaximumLicenceBytes) : QByteArray();
-    const QString suffix = VTPath::extension(m_settings.eulaPath()).toLower();
-    if (suffix == QLatin1String("html") || suffix == QLatin1String("htm"))
-        m_licence->setHtml(QString::fromUtf8(text));
+    const VTLicenceText::Text licence = VTLicenceText::fromFile(m_settings.eulaPath());
+    if (licence.isHtml)
+        m_licence->setHtml(licence.text);
     else
-        m_licence->setPlainText(QString::fromUtf8(text));
+        m_licence->setPlainText(licence.text);
     layout->addWidget(m_licence, 1);
     m_accept = new QCheckBox(QStringLiteral("I accept the terms of the licence agreement"), panel);
     connect(m_accept, &QCheckBox::toggled, this, &VTPluginInstallerWindow::updateInstallButton);
@@ -240,6 +240,7 @@ void VTPluginInstallerWindow::closeEvent(QCloseEvent *event)
     // The worker asks this window about existing copies; it must not go
     // away under it.
     if (m_worker && !m_outcome) {
+        m_status->setText(QStringLiteral("The installer closes once the installation has finished."));
         event->ignore();
         return;
     }

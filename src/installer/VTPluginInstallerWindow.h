@@ -32,6 +32,7 @@ public:
 
     [[nodiscard]] QPushButton *installButton() const { return m_install; }
     [[nodiscard]] QCheckBox *acceptBox() const { return m_accept; }
+    [[nodiscard]] QTextBrowser *licenceView() const { return m_licence; }
     [[nodiscard]] QLabel *summaryLabel() const { return m_summary; }
     [[nodiscard]] QTreeWidget *pluginList() const { return m_list; }
 

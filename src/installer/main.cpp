@@ -12,6 +12,7 @@
 #include "VTPluginInstallerWindow.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QDir>
 #include <QMessageBox>
 #include <QTimer>
@@ -20,14 +21,24 @@
 
 namespace {
 
-// With TESSARY_SCREENSHOTS=DIR the window photographs itself once shown,
-// saves DIR/plugin-installer.png and quits: scripts/screenshots.sh uses it.
-void takeScreenshot(VTPluginInstallerWindow &window, const QString &folder)
+// With TESSARY_SCREENSHOTS=DIR the window photographs itself once shown
+// (plugin-installer.png), accepts the licence, installs, photographs the
+// summary (plugin-installer-done.png) and quits: scripts/screenshots.sh
+// uses it on an installer whose destinations lie in a sandbox.
+void takeScreenshots(VTPluginInstallerWindow &window, const QString &folder)
 {
+    QDir().mkpath(folder);
     QTimer::singleShot(500, &window, [&window, folder] {
-        QDir().mkpath(folder);
         window.grab().save(folder + QStringLiteral("/plugin-installer.png"));
-        QApplication::quit();
+        QObject::connect(&window, &VTPluginInstallerWindow::finished, &window, [&window, folder] {
+            QTimer::singleShot(300, &window, [&window, folder] {
+                window.grab().save(folder + QStringLiteral("/plugin-installer-done.png"));
+                QApplication::quit();
+            });
+        });
+        if (window.acceptBox())
+            window.acceptBox()->setChecked(true);
+        window.install();
     });
 }
 
@@ -52,7 +63,7 @@ int runWindow(int &argc, char **argv)
     VTPluginInstallerWindow window(*settings, VTPluginInstallerItem::collect(settings->structurePath()));
     window.show();
     if (const QString folder = qEnvironmentVariable("TESSARY_SCREENSHOTS"); !folder.isEmpty())
-        takeScreenshot(window, folder);
+        takeScreenshots(window, folder);
     const int status = QApplication::exec();
     VTLog::finishWriting();
     return status;

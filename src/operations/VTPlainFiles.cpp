@@ -35,23 +35,7 @@ bool isFolder(const QString &path)
 
 int makeFolders(const QString &path)
 {
-    const QString clean = VTPath::normalize(path);
-    struct stat st {};
-    if (::stat(native(clean).c_str(), &st) == 0)
-        return S_ISDIR(st.st_mode) ? 0 : ENOTDIR;
-    QStringList missing;
-    for (QString folder = clean; !folder.isEmpty() && ::stat(native(folder).c_str(), &st) != 0;
-         folder = VTPath::removeLastComponent(folder)) {
-        missing.prepend(folder);
-        if (folder == QLatin1String("/"))
-            break;
-    }
-    for (const QString &folder : std::as_const(missing)) {
-        // Another operation may make the same folder at the same time.
-        if (::mkdir(native(folder).c_str(), 0777) != 0 && errno != EEXIST)
-            return errno;
-    }
-    return 0;
+    return VTSafeFs::makeFolders(native(path), VTSafeFs::linksRefused(), 0777);
 }
 
 int move(const QString &from, const QString &to)

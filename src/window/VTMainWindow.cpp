@@ -4,6 +4,7 @@
 #include "OutlineViewController.h"
 #include "VTAUValidationWindow.h"
 #include "VTCrashTesterWindow.h"
+#include "VTInstallerWindow.h"
 #include "VTCatalogueDelegate.h"
 #include "VTCatalogueModel.h"
 #include "VTFolderWatcher.h"
@@ -202,15 +203,19 @@ void VTMainWindow::createActions()
     a.selectIntelOnly = new QAction(tr("Intel Only Plug-ins"), this);
     connect(a.selectIntelOnly, &QAction::triggered, this, [this] { m_controller.selectIntelOnlyPlugins(); });
 
-    // Tools that open their own windows once they exist; shown, not offered.
+    // Tools with windows of their own.
     a.crashTester = make(tr("Crash Tester..."), C::CrashTester);
     a.validateAudioUnits = make(tr("Validate Audio Units..."), C::Validate);
     a.buildInstaller = make(tr("Build Installer..."), C::BuildInstaller);
     a.print = make(tr("Print..."), C::Print, QKeySequence::Print);
     connect(a.print, &QAction::triggered, this, &VTMainWindow::printList);
     connect(a.validateAudioUnits, &QAction::triggered, this, [this] { auValidationWindow().validateAU(); });
-    for (QAction *placeholder : {a.buildInstaller})
-        placeholder->setEnabled(false);
+    connect(a.buildInstaller, &QAction::triggered, this, [this] {
+        auto *installer = findChild<VTInstallerWindow *>();
+        if (!installer)
+            installer = new VTInstallerWindow(*this, m_ui, this);
+        installer->showInstallerWindow();
+    });
     // Made now, hidden: it also answers "vtRemoteLaunchCrashTest" from other processes.
     new VTCrashTesterWindow(m_controller, this);
     connect(a.crashTester, &QAction::triggered, this, [this] { findChild<VTCrashTesterWindow *>()->crashLocateClick(); });

@@ -4,6 +4,7 @@
 #include "VTAUValidationWindow.h"
 #include "VTDisplayCheck.h"
 #include "VTInstallRequests.h"
+#include "VTInstallerWindow.h"
 #include "VTLog.h"
 #include "VTMainThread.h"
 #include "VTMainWindow.h"
@@ -13,6 +14,7 @@
 #include "VTUserDefaults.h"
 #include "VTWidgetInterface.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QScreen>
 #include <QDir>
@@ -27,7 +29,7 @@ namespace {
 
 // With TESSARY_SCREENSHOTS=DIR the window photographs itself after the first
 // reload (tree expanded, a search, the progress sheet, an alert sheet, the
-// Audio Unit validation window and its inspector),
+// Audio Unit validation window and its inspector, the installer builder),
 // saves the PNG files into DIR and quits: scripts/screenshots.sh uses it.
 void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetInterface &ui, const QString &folder)
 {
@@ -85,7 +87,7 @@ void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetIn
                 validation.move(window.x() + 60, window.y() + 60);
                 validation.validateAU();
                 auto *poll = new QTimer(&window);
-                QObject::connect(poll, &QTimer::timeout, &window, [&validation, saveWindow, poll] {
+                QObject::connect(poll, &QTimer::timeout, &window, [&window, &validation, saveWindow, poll] {
                     const auto &units = validation.model().units();
                     const bool done = !validation.running() && !units.empty()
                         && std::none_of(units.begin(), units.end(), [](const VTAudioUnitPtr &unit) {
@@ -104,7 +106,20 @@ void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetIn
                     } else if (inspector->isVisible() && !inspector->busy() && !inspector->report().isEmpty()) {
                         poll->stop();
                         saveWindow(*inspector, QStringLiteral("au-inspector.png"));
-                        QApplication::quit();
+                        inspector->close();
+                        validation.close();
+                        // The installer builder for the first row.
+                        QAbstractItemModel *rows = window.tree()->model();
+                        window.tree()->selectionModel()->select(rows->index(0, 0), QItemSelectionModel::ClearAndSelect
+                                                                                      | QItemSelectionModel::Rows);
+                        window.actions().buildInstaller->trigger();
+                        QTimer::singleShot(600, &window, [&window, saveWindow] {
+                            if (auto *installer = window.findChild<VTInstallerWindow *>()) {
+                                installer->move(window.x() + 100, window.y() + 80);
+                                saveWindow(*installer, QStringLiteral("installer-builder.png"));
+                            }
+                            QApplication::quit();
+                        });
                     }
                 });
                 poll->start(200);

@@ -12,7 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
+#include <thread>
 #include <sys/stat.h>
 
 namespace {
@@ -52,11 +55,6 @@ TEST_F(HelperTest, PerformsEachAllowListedAction)
 
     EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("a/file")), path(QStringLiteral("b/moved"))}), 0);
     EXPECT_EQ(FsTest::readFile(path(QStringLiteral("b/moved"))), "data");
-    // The destination names the item itself: a folder already there is
-    // taken, never a folder to put the item into.
-    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("b/moved")), path(QStringLiteral("b/c"))}), EEXIST);
-    EXPECT_EQ(exec(Cp, {QStringLiteral("-R"), path(QStringLiteral("b/moved")), path(QStringLiteral("b/c"))}), EEXIST);
-    EXPECT_TRUE(QDir(path(QStringLiteral("b/c"))).entryList(QDir::Files).isEmpty());
     EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("b/moved")), path(QStringLiteral("b/c/moved"))}), 0);
     EXPECT_TRUE(FsTest::exists(path(QStringLiteral("b/c/moved"))));
 
@@ -96,11 +94,17 @@ TEST_F(HelperTest, LockedFoldersAreLiftedForAStepAndLockedItemsInsideATreeAreNev
     ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("b"))));
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("t/x/kept")), "locked"));
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("t/other")), "other"));
+    // A locked file with a second name elsewhere.
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("system")), "system"));
+    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("links"))));
+    ASSERT_EQ(::link(VTPath::toNative(path(QStringLiteral("system"))).constData(),
+                     VTPath::toNative(path(QStringLiteral("links/second"))).constData()),
+              0);
     ASSERT_TRUE(chattr("+i", path(QStringLiteral("a"))) && chattr("+i", path(QStringLiteral("b")))
-                && chattr("+i", path(QStringLiteral("t/x/kept"))))
+                && chattr("+i", path(QStringLiteral("t/x/kept"))) && chattr("+i", path(QStringLiteral("system"))))
         << "chattr +i needs a file system with the immutable attribute and CAP_LINUX_IMMUTABLE";
     const auto unlockAll = qScopeGuard([&] {
-        for (const char *item : {"a", "b", "t/x/kept"})
+        for (const char *item : {"a", "b", "t/x/kept", "system"})
             (void)chattr("-i", path(QString::fromLatin1(item)));
     });
 
@@ -117,36 +121,10 @@ TEST_F(HelperTest, LockedFoldersAreLiftedForAStepAndLockedItemsInsideATreeAreNev
     EXPECT_EQ(FsTest::readFile(path(QStringLiteral("t/other"))), "other");
     EXPECT_EQ(FsTest::readFile(path(QStringLiteral("t/x/kept"))), "locked");
     EXPECT_TRUE(locked(path(QStringLiteral("t/x/kept"))));
-}
 
-TEST_F(HelperTest, WhatAnotherUserCouldHavePlantedNeverLandsInARootFolder)
-{
-    const FsTest::User nobody = FsTest::lookUpUser(QStringLiteral("nobody"));
-    ASSERT_TRUE(nobody.valid());
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("hosts"))));
-    // Planted: another user's bundle in a folder anyone may write.
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("planted/Evil.fxplug/Contents/bin")), "code"));
-    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), nobody.name, path(QStringLiteral("planted"))}).exitCode, 0);
-    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chmod"), {QStringLiteral("-R"), QStringLiteral("a+rwX"), path(QStringLiteral("planted"))}).exitCode, 0);
-    // Tampered: the requester's own bundle, but a file inside anyone may write.
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("own/Open.fxplug/Contents/bin")), "code"));
-    ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("own/Open.fxplug/Contents/bin")), 0666));
-    for (const QString &from : {QStringLiteral("planted/Evil.fxplug"), QStringLiteral("own/Open.fxplug")}) {
-        SCOPED_TRACE(from.toStdString());
-        EXPECT_EQ(exec(Mv, {path(from), path(QStringLiteral("hosts/moved.fxplug"))}), EPERM);
-        EXPECT_EQ(exec(Cp, {QStringLiteral("-R"), path(from), path(QStringLiteral("hosts/copied.fxplug"))}), EPERM);
-        EXPECT_TRUE(FsTest::exists(path(from + QStringLiteral("/Contents/bin"))));
-    }
-    EXPECT_TRUE(QDir(path(QStringLiteral("hosts"))).isEmpty());
-
-    // A sticky shared folder stops others from swapping the requester's own
-    // clean bundle: that one goes.
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("shared/Clean.fxplug/Contents/bin")), "code"));
-    ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("shared")), 01777));
-    EXPECT_EQ(exec(Mv, {path(QStringLiteral("shared/Clean.fxplug")), path(QStringLiteral("hosts/Clean.fxplug"))}), 0);
-    const struct stat st = FsTest::statOf(path(QStringLiteral("hosts/Clean.fxplug/Contents/bin")));
-    EXPECT_EQ(st.st_uid, 0u);
-    EXPECT_EQ(st.st_mode & 022, 0u);
+    // Removing the second name never unlocks the file for its first.
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-f"), path(QStringLiteral("links/second"))}), EPERM);
+    EXPECT_TRUE(locked(path(QStringLiteral("system"))));
 }
 
 TEST_F(HelperTest, RefusesEverythingOutsideTheAllowList)
@@ -304,30 +282,31 @@ TEST(HelperLifetime, EndsWhenItsParentEnds)
 
 namespace {
 
-// Swaps vendor/sub for a link to the canary folder and back, as fast as it
-// can, until killed; prints the number of swaps when it ends.
-const char AttackerScript[] = R"(
-import os, signal, sys
-vendor, canary = sys.argv[1], sys.argv[2]
-sub, real = os.path.join(vendor, 'sub'), os.path.join(vendor, 'sub.real')
+// Exchanges two names (one atomic renameat2 each time) as fast as it can
+// until killed; prints the number of exchanges when it ends.
+const char ExchangeScript[] = R"(
+import ctypes, signal, sys
+libc = ctypes.CDLL(None, use_errno=True)
+a, b = sys.argv[1].encode(), sys.argv[2].encode()
 swaps = 0
 def stop(*_):
     print(swaps, flush=True)
     sys.exit(0)
 signal.signal(signal.SIGTERM, stop)
 while True:
-    try:
-        os.rename(sub, real)
-        os.symlink(canary, sub)
+    if libc.renameat2(-100, a, -100, b, 2) == 0:
         swaps += 1
-        os.unlink(sub)
-        os.rename(real, sub)
-    except OSError:
-        if os.path.islink(sub):
-            os.unlink(sub)
-        if os.path.isdir(real) and not os.path.exists(sub):
-            os.rename(real, sub)
 )";
+
+// `user` exchanging `a` and `b` until killed; the script is put in `folder`.
+bool startExchanging(FsTest::Process &racer, const FsTest::User &user, const QString &folder, const QString &a, const QString &b)
+{
+    const QString script = VTPath::join(folder, QStringLiteral("exchange.py"));
+    return FsTest::writeFile(script, ExchangeScript)
+        && racer.start(QStringLiteral("/usr/bin/setpriv"),
+                       {QStringLiteral("--reuid=%1").arg(user.uid), QStringLiteral("--regid=%1").arg(user.gid),
+                        QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"), script, a, b});
+}
 
 TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
 {
@@ -344,14 +323,13 @@ TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
         ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("vendor/sub/file%1").arg(i)), "payload"));
     ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("dest"))));
     const mode_t canaryMode = FsTest::statOf(path(QStringLiteral("canary"))).st_mode & 07777;
+    // vendor/sub and a link to the canary folder change places all the time.
+    ASSERT_EQ(::symlink(VTPath::toNative(path(QStringLiteral("canary"))).constData(),
+                        VTPath::toNative(path(QStringLiteral("vendor/sub.link"))).constData()),
+              0);
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), attacker.name, path(QStringLiteral("vendor"))}).exitCode, 0);
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("attack.py")), AttackerScript));
-
     FsTest::Process attack;
-    ASSERT_TRUE(attack.start(QStringLiteral("/usr/bin/setpriv"),
-                             {QStringLiteral("--reuid=%1").arg(attacker.uid), QStringLiteral("--regid=%1").arg(attacker.gid),
-                              QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"),
-                              path(QStringLiteral("attack.py")), path(QStringLiteral("vendor")), path(QStringLiteral("canary"))}));
+    ASSERT_TRUE(startExchanging(attack, attacker, dir.path(), path(QStringLiteral("vendor/sub")), path(QStringLiteral("vendor/sub.link"))));
     QThread::msleep(200);
 
     VTHelperClient helper;
@@ -393,6 +371,229 @@ TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
         EXPECT_EQ(st.st_uid, 0u) << i;
         EXPECT_EQ(FsTest::readFile(file), "canary") << i;
     }
+}
+
+} // namespace
+
+// ---- two accounts --------------------------------------------------------------
+// The requester's own helper, started by the program through "sudo -n" as one
+// unprivileged account, while a second account works against it in a folder
+// a careless repair left open to everyone.
+
+namespace {
+
+class TwoAccountsTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_user = FsTest::testUser();
+        m_other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+        if (!m_user.valid() || !m_other.valid())
+            GTEST_SKIP() << "needs root and the unprivileged test accounts";
+        ASSERT_TRUE(m_dir.isValid());
+        ASSERT_TRUE(FsTest::chmodPath(m_dir.path(), 0755));
+        ASSERT_TRUE(QDir().mkpath(allUsers()));
+        ASSERT_TRUE(QDir().mkpath(shared()));
+        ASSERT_TRUE(FsTest::chmodPath(shared(), 01777));
+        ASSERT_TRUE(QDir().mkpath(home()));
+        ASSERT_TRUE(FsTest::chownPath(home(), m_user));
+    }
+
+    QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
+    QString home(const QString &relative = QString()) const { return path(QStringLiteral("home/") + relative); }
+    QString allUsers(const QString &relative = QString()) const { return path(QStringLiteral("Library/Plug-Ins/FxPlug/") + relative); }
+    QString shared(const QString &relative = QString()) const
+    {
+        return path(QStringLiteral("Library/Application Support/Vantorel/") + relative);
+    }
+
+    QStringList userEnvironment() const
+    {
+        return {QStringLiteral("HOME=") + home(), QStringLiteral("TESSARY_ESCALATE=sudo -n"),
+                QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_dir.path()};
+    }
+    // One request through the user's helper: the status it answered, or -1
+    // when no answer came within the time.
+    int request(const QStringList &tool, int timeoutMs = 60000) const
+    {
+        const FsTest::Run run = FsTest::runAs(m_user, FsTest::driverPath(), QStringList{QStringLiteral("exec")} + tool,
+                                              userEnvironment(), {}, timeoutMs);
+        bool answered = false;
+        const int status = run.out.trimmed().toInt(&answered);
+        return answered ? status : -1;
+    }
+    // A shell command run by the second account; $1... are `arguments`.
+    bool asOther(const QString &script, const QStringList &arguments) const
+    {
+        const FsTest::Run run = FsTest::runAs(m_other, QStringLiteral("/bin/sh"),
+                                              QStringList{QStringLiteral("-c"), script, QStringLiteral("sh")} + arguments, {});
+        return run.exitCode == 0;
+    }
+
+    FsTest::User m_user;
+    FsTest::User m_other;
+    QTemporaryDir m_dir;
+};
+
+// A folder the other account puts at the destination (in the moment the
+// helper starts) is "exists": the plug-in never goes into it.
+TEST_F(TwoAccountsTest, AFolderRacedIntoTheDestinationIsRefused)
+{
+    ASSERT_TRUE(FsTest::makeBundle(allUsers(QStringLiteral("Glow.fxplug"))));
+    ASSERT_TRUE(asOther(QStringLiteral("mkdir \"$1\""), {shared(QStringLiteral("Glow.fxplug"))}));
+    for (const QStringList &tool : {QStringList{Mv}, QStringList{Cp, QStringLiteral("-R")}}) {
+        SCOPED_TRACE(tool.join(u' ').toStdString());
+        EXPECT_EQ(request(tool + QStringList{allUsers(QStringLiteral("Glow.fxplug")), shared(QStringLiteral("Glow.fxplug"))}), EEXIST);
+        EXPECT_TRUE(QDir(shared(QStringLiteral("Glow.fxplug"))).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+        EXPECT_TRUE(FsTest::exists(allUsers(QStringLiteral("Glow.fxplug/Contents/MacOS/Glow"))));
+    }
+}
+
+// What the helper copies or moves into a root-owned folder is root's and
+// closed to others, so no account can rewrite an installed plug-in later;
+// the other account's plug-in is not taken at all.
+TEST_F(TwoAccountsTest, WhatArrivesInAnAllUsersFolderIsRootsAndClosedToOthers)
+{
+    ASSERT_TRUE(FsTest::makeBundle(home(QStringLiteral("Downloads/Mine.fxplug"))));
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, home(QStringLiteral("Downloads"))}).exitCode, 0);
+    ASSERT_TRUE(asOther(QStringLiteral("mkdir -p \"$1/Contents\" && echo code > \"$1/Contents/bin\" && chmod -R go+w \"$1\""),
+                        {shared(QStringLiteral("Theirs.fxplug"))}));
+
+    EXPECT_EQ(request({Cp, QStringLiteral("-f"), QStringLiteral("-p"), QStringLiteral("-R"), home(QStringLiteral("Downloads/Mine.fxplug")),
+                       allUsers(QStringLiteral("Copied.fxplug"))}),
+              0);
+    EXPECT_EQ(request({Mv, home(QStringLiteral("Downloads/Mine.fxplug")), allUsers(QStringLiteral("Moved.fxplug"))}), 0);
+    for (const QString &arrived : {QStringLiteral("Copied.fxplug"), QStringLiteral("Moved.fxplug")}) {
+        for (const QString &item : {QString(), QStringLiteral("/Contents"), QStringLiteral("/Contents/MacOS/Glow"), QStringLiteral("/Contents/Info.plist")}) {
+            const QString name = arrived + item;
+            const struct stat st = FsTest::statOf(allUsers(name));
+            EXPECT_EQ(st.st_uid, 0u) << name.toStdString();
+            EXPECT_EQ(st.st_mode & 022, 0u) << name.toStdString();
+        }
+    }
+    EXPECT_FALSE(asOther(QStringLiteral("echo changed >> \"$1\""), {allUsers(QStringLiteral("Copied.fxplug/Contents/Info.plist"))}));
+
+    EXPECT_EQ(request({Cp, QStringLiteral("-R"), shared(QStringLiteral("Theirs.fxplug")), allUsers(QStringLiteral("Theirs.fxplug"))}), EPERM);
+    EXPECT_EQ(request({Mv, shared(QStringLiteral("Theirs.fxplug")), allUsers(QStringLiteral("Theirs.fxplug"))}), EPERM);
+    EXPECT_FALSE(FsTest::exists(allUsers(QStringLiteral("Theirs.fxplug"))));
+}
+
+// A pipe swapped in for a file of a bundle the helper copies is refused on
+// sight: the helper never waits in it, and every request is answered.
+TEST_F(TwoAccountsTest, APipeSwappedIntoACopiedBundleNeverHoldsUpTheHelper)
+{
+    // The other account's bundle, copied into a folder of the user's own
+    // (where the user may take whatever it likes).
+    const QString bundle = shared(QStringLiteral("theirs/Swap.fxplug"));
+    const QStringList swapped = {VTPath::join(bundle, QStringLiteral("Contents/bin")), shared(QStringLiteral("theirs/pipe"))};
+    ASSERT_TRUE(asOther(QStringLiteral("mkdir -p \"$1/Contents\" && echo code > \"$2\" && mkfifo \"$3\""), QStringList{bundle} + swapped));
+    ASSERT_TRUE(QDir().mkpath(home(QStringLiteral("Library/Plug-Ins/FxPlug"))));
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, home(QStringLiteral("Library"))}).exitCode, 0);
+    FsTest::Process racer;
+    ASSERT_TRUE(startExchanging(racer, m_other, m_dir.path(), swapped.at(0), swapped.at(1)));
+
+    // The user's helper as sudo starts it (sudo names the user in SUDO_UID),
+    // kept for many copies: the swap must fall between a look at the file
+    // and its opening, a moment of a few microseconds.
+    qputenv("SUDO_UID", QByteArray::number(m_user.uid));
+    VTHelperClient helper;
+    const bool started = helper.start({}, FsTest::helperPath());
+    qunsetenv("SUDO_UID");
+    ASSERT_TRUE(started);
+    // A request stuck for long is let go by opening the pipe for writing.
+    std::atomic<int> answered{0};
+    std::atomic<bool> finished{false};
+    std::atomic<bool> stuck{false};
+    std::thread watchdog([&] {
+        int seen = -1;
+        auto since = std::chrono::steady_clock::now();
+        while (!finished) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            if (answered != seen) {
+                seen = answered;
+                since = std::chrono::steady_clock::now();
+            } else if (std::chrono::steady_clock::now() - since > std::chrono::seconds(20)) {
+                stuck = true;
+                for (const QString &name : swapped) {
+                    const int fd = ::open(VTPath::toNative(name).constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+                    if (fd >= 0)
+                        ::close(fd);
+                }
+            }
+        }
+    });
+    const int requests = 2000;
+    for (int i = 0; i < requests; ++i) {
+        const QString copy = home(QStringLiteral("Library/Plug-Ins/FxPlug/Copy%1.fxplug").arg(i));
+        if (helper.execute({Cp, QStringLiteral("-R"), bundle, copy}, true) == VTHelperClient::StatusHelperGone)
+            break;
+        ++answered;
+    }
+    finished = true;
+    watchdog.join();
+    helper.stop();
+    ::kill(racer.pid(), SIGTERM);
+    const int swaps = racer.finish(10000).out.trimmed().toInt();
+
+    EXPECT_GT(swaps, 1000) << "the racer barely ran; the race proves nothing";
+    EXPECT_EQ(answered, requests);
+    EXPECT_FALSE(stuck) << "a copy waited in the pipe";
+}
+
+// A whole-tree or single change acts on what it names and nothing else: a
+// link or a hard link to a root file named as the top is refused, and a
+// folder mounted inside the tree is not entered.
+TEST_F(TwoAccountsTest, ChangesStayInsideTheTreeTheyName)
+{
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("secret/key")), "key"));
+    ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("secret/key")), 0600));
+    ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("secret")), 0700));
+    // A root file anyone may write, which the kernel therefore lets anyone
+    // link to.
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("shared-file")), "shared"));
+    ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("shared-file")), 0666));
+    ASSERT_TRUE(asOther(QStringLiteral("ln -s \"$1\" \"$3\" && ln \"$2\" \"$4\""),
+                        {path(QStringLiteral("secret")), path(QStringLiteral("shared-file")), shared(QStringLiteral("link")),
+                         shared(QStringLiteral("hard"))}));
+    const QString me = m_user.name;
+    const QList<QStringList> refused = {
+        {Chown, QStringLiteral("-R"), me, shared(QStringLiteral("link"))},
+        {Chmod, QStringLiteral("-R"), QStringLiteral("a+rw"), shared(QStringLiteral("link"))},
+        {Chown, me, shared(QStringLiteral("hard"))},
+        {Chmod, QStringLiteral("0600"), shared(QStringLiteral("hard"))},
+        {Chmod, QStringLiteral("-R"), QStringLiteral("0600"), shared(QStringLiteral("hard"))},
+    };
+    for (const QStringList &tool : refused) {
+        SCOPED_TRACE(tool.join(u' ').toStdString());
+        EXPECT_EQ(request(tool), tool.last().endsWith(QStringLiteral("link")) ? ELOOP : EPERM);
+    }
+
+    // The root-only folder bound into the tree the user asks to open up
+    // (a mount namespace of the test's own, which the helper inherits).
+    const QString tree = shared(QStringLiteral("tree"));
+    ASSERT_TRUE(QDir().mkpath(VTPath::join(tree, QStringLiteral("mnt"))));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(tree, QStringLiteral("own")), "own"));
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), me, tree}).exitCode, 0);
+    QStringList command = {QStringLiteral("-m"), QStringLiteral("--propagation"), QStringLiteral("private"), QStringLiteral("/bin/sh"),
+                           QStringLiteral("-c"), QStringLiteral("mount --bind \"$1\" \"$2\" && shift 2 && exec \"$@\""), QStringLiteral("sh"),
+                           path(QStringLiteral("secret")), VTPath::join(tree, QStringLiteral("mnt")), QStringLiteral("/usr/bin/setpriv"),
+                           QStringLiteral("--reuid=%1").arg(m_user.uid), QStringLiteral("--regid=%1").arg(m_user.gid),
+                           QStringLiteral("--init-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/env"), QStringLiteral("-i"),
+                           QStringLiteral("PATH=/usr/bin:/bin:/usr/sbin:/sbin")};
+    command << userEnvironment() << FsTest::driverPath() << QStringLiteral("exec") << Chmod << QStringLiteral("-R")
+            << QStringLiteral("a+rw") << tree;
+    const FsTest::Run run = FsTest::run(QStringLiteral("/usr/bin/unshare"), command);
+    ASSERT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
+    EXPECT_EQ(FsTest::statOf(VTPath::join(tree, QStringLiteral("own"))).st_mode & 0666, 0666u) << "the tree itself was opened";
+
+    const struct stat key = FsTest::statOf(path(QStringLiteral("secret/key")));
+    EXPECT_EQ(key.st_uid, 0u);
+    EXPECT_EQ(key.st_mode & 07777, 0600u);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("secret"))).st_mode & 07777, 0700u);
+    const struct stat file = FsTest::statOf(path(QStringLiteral("shared-file")));
+    EXPECT_EQ(file.st_uid, 0u);
+    EXPECT_EQ(file.st_mode & 07777, 0666u);
 }
 
 } // namespace

@@ -286,6 +286,17 @@ TEST_F(SafeFsTest, SameTreeNoticesEveryKindOfDifference)
     ASSERT_EQ(::unlink(native(path(QStringLiteral("a/link/Contents/Current"))).c_str()), 0);
     ASSERT_EQ(::symlink("MacOS/Other", native(path(QStringLiteral("a/link/Contents/Current"))).c_str()), 0);
     EXPECT_FALSE(VTTreeCopy::sameTree(a.get(), "B.plugin", a.get(), "link"));
+
+    // Deeper than any copy goes: never taken for the same, so a recovery
+    // deletes nothing on its word.
+    QString deep = QStringLiteral("deep");
+    for (int i = 0; i < VTSafeFs::MaxTreeDepth + 1; ++i)
+        deep += QStringLiteral("/d");
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/$1\" && cp -a \"$0/deep\" \"$0/deep2\""),
+                                                      path(QStringLiteral("a")), deep})
+                  .exitCode,
+              0);
+    EXPECT_FALSE(VTTreeCopy::sameTree(a.get(), "deep", a.get(), "deep2"));
 }
 
 } // namespace

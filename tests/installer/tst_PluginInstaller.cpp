@@ -113,6 +113,7 @@ TEST_F(PluginInstallerTest, AnUnprivilegedUserInstallsForAllUsersThroughTheHelpe
     EXPECT_TRUE(refused.out.contains(QByteArray(QByteArray("Glow.vst (to ") + QFile::encodeName(m_systemDestination))))
         << refused.out.toStdString();
     EXPECT_TRUE(refused.out.contains("administrator rights were not granted")) << refused.out.toStdString();
+    EXPECT_TRUE(refused.out.contains("TESSARY_ESCALATE=\"sudo -n\"")) << "says how to get them without a window";
     EXPECT_TRUE(FsTest::sameTree(m_userPlugin, m_userDestination));
     EXPECT_FALSE(FsTest::exists(m_systemDestination));
 

@@ -1,6 +1,7 @@
-// The installer's window on the offscreen platform: the licence gates
-// Install, the branding follows the settings, and an existing copy is kept
-// when the user answers Ignore, while the rest is installed.
+// The installer's window on the offscreen platform: the licence (RTF here)
+// is shown as text and gates Install, the branding follows the settings,
+// and an existing copy is kept when the user answers Ignore, while the rest
+// is installed.
 
 #include "FsTestSupport.h"
 #include "VTPluginInstallerWindow.h"
@@ -12,6 +13,7 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QTextBrowser>
 #include <QTreeWidget>
 
 #include <gtest/gtest.h>
@@ -30,12 +32,14 @@ TEST(PluginInstallerWindowTest, TheLicenceGatesInstallAndAnIgnoredCopyStaysInsta
     ASSERT_TRUE(FsTest::makeBundle(fxplug));
     ASSERT_TRUE(FsTest::writeFile(
         VTPath::join(resources, QStringLiteral("PluginStructure/Users/user/Library/Audio/Plug-Ins/VST/Glow.vst")), "new"));
-    ASSERT_TRUE(FsTest::writeFile(VTPath::join(resources, QStringLiteral("Licence.txt")), "Use it kindly."));
+    ASSERT_TRUE(FsTest::writeFile(VTPath::join(resources, QStringLiteral("Licence.rtf")),
+                                  "{\\rtf1\\ansi{\\fonttbl\\f0\\fswiss Helvetica;}{\\*\\generator Writer;}\\f0\\pard "
+                                  "Use it \\b kindly\\b0 .\\par\n\\tab Caf\\'e9 \\{5 \\u8364?\\}\\par}"));
     ASSERT_TRUE(VTPropertyList::writeFile(VTPath::join(resources, QStringLiteral("InstallerSettings.plist")),
                                           QVariantMap{{QStringLiteral("VTPluginName"), QStringLiteral("Glow")},
                                                       {QStringLiteral("VTPluginVersion"), QStringLiteral("2.1")},
                                                       {QStringLiteral("VTPluginAuthor"), QStringLiteral("Ann Example")},
-                                                      {QStringLiteral("VTEULAPath"), QStringLiteral("Licence.txt")},
+                                                      {QStringLiteral("VTEULAPath"), QStringLiteral("Licence.rtf")},
                                                       {QStringLiteral("removeBranding"), true}},
                                           VTPropertyList::Format::Xml));
     const QString existing = sandbox.homePath(QStringLiteral("Library/Audio/Plug-Ins/VST/Glow.vst"));
@@ -51,6 +55,7 @@ TEST(PluginInstallerWindowTest, TheLicenceGatesInstallAndAnIgnoredCopyStaysInsta
     for (QLabel *label : window.findChildren<QLabel *>())
         EXPECT_NE(label->text(), QStringLiteral("Made with Tessary"));
     ASSERT_NE(window.acceptBox(), nullptr);
+    EXPECT_EQ(window.licenceView()->toPlainText(), QStringLiteral("Use it kindly.\n\tCaf\u00e9 {5 \u20ac}\n"));
     EXPECT_FALSE(window.installButton()->isEnabled());
     window.acceptBox()->setChecked(true);
     EXPECT_TRUE(window.installButton()->isEnabled());

@@ -68,6 +68,16 @@ protected:
         return FsTest::runAs(m_user, OpsTest::driverPath(), words, environment);
     }
 
+    // The driver run by root: the program's superuser mode.
+    FsTest::Run rootDriver(const QStringList &arguments) const
+    {
+        QProcessEnvironment environment;
+        environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin:/usr/sbin:/sbin"));
+        environment.insert(QStringLiteral("TESSARY_SYSTEM_ROOT"), m_sandbox.root());
+        environment.insert(QStringLiteral("HOME"), m_sandbox.home());
+        return FsTest::run(OpsTest::driverPath(), arguments, {}, environment);
+    }
+
     // The driver's log, entries without their dates.
     QStringList logLines() const
     {
@@ -237,31 +247,113 @@ TEST_F(OperationsAsUserTest, TheMoveLockIsTheUsersOwnAndAHeldLockEndsInAnError)
     EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
 }
 
-TEST_F(OperationsAsUserTest, APluginAnotherUserPlantedInTheDisabledTreeIsNeverEnabledForAllUsers)
+// Planted, tampered with or squatted: nothing a second account could have
+// put or changed in the disabled tree is enabled into an all-users folder.
+TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledForAllUsers)
+{
+    const QStringList cases = {QStringLiteral("Planted"), QStringLiteral("Tampered"), QStringLiteral("Squatted")};
+    QStringList hosts;
+    QStringList disabled;
+    for (const QString &group : cases) {
+        hosts << VTPath::removeLastComponent(bundle(QStringLiteral("In") + group, group));
+        VTBundleOptions options;
+        options.group = group;
+        options.enabled = false;
+        disabled << m_builder->addBundle(FxPlug, AllUsers, group, options);
+    }
+    handOver();
+    for (const QString &host : hosts) {
+        ASSERT_TRUE(FsTest::chownPath(host, FsTest::User{QStringLiteral("root"), 0, 0}));
+        ASSERT_TRUE(FsTest::chmodPath(host, 0755));
+    }
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    const auto asOther = [&other](const QString &script, const QString &target) {
+        return FsTest::runAs(other, QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, target}, {}).exitCode == 0;
+    };
+    // The other account's plug-in, in a folder open to everyone as a
+    // careless repair leaves it.
+    const QString planted = VTPath::removeLastComponent(disabled.at(0));
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), other.name, disabled.at(0)}).exitCode, 0);
+    ASSERT_TRUE(FsTest::chownPath(planted, FsTest::User{QStringLiteral("root"), 0, 0}));
+    ASSERT_TRUE(FsTest::chmodPath(planted, 01777));
+    ASSERT_TRUE(asOther(QStringLiteral("echo code > \"$0/Contents/bin\""), disabled.at(0)));
+    // The user's own plug-in with a file others may write, which the other
+    // account rewrote.
+    const QString info = VTPath::join(disabled.at(1), QStringLiteral("Contents/Info.plist"));
+    ASSERT_TRUE(FsTest::chmodPath(info, 0666));
+    ASSERT_TRUE(asOther(QStringLiteral("echo ' ' >> \"$0\""), info));
+    // The user's own plug-in in a folder of the other account's.
+    ASSERT_TRUE(FsTest::chownPath(VTPath::removeLastComponent(disabled.at(2)), other));
+
+    for (int i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(cases.at(i).toStdString());
+        const FsTest::Run run = driver({QStringLiteral("enable"), cases.at(i) + QStringLiteral(".fxplug")}, true);
+        EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
+        EXPECT_FALSE(posted(run).isEmpty()) << "the refusal is reported";
+        EXPECT_FALSE(FsTest::exists(VTPath::join(hosts.at(i), VTPath::lastComponent(disabled.at(i)))));
+        EXPECT_TRUE(FsTest::exists(VTPath::join(disabled.at(i), QStringLiteral("Contents/Info.plist"))));
+    }
+}
+
+// A move journal a second account planted beside a copy of a file, naming
+// that file as the source of a finished move, deletes nothing at the next
+// start: not the user's document in a user's run, not a root file in root's.
+TEST_F(OperationsAsUserTest, AMoveJournalAnotherAccountPlantedDeletesNothing)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Shared"));
     handOver();
-    // A disabled folder that a second account may write (as a careless
-    // repair would leave it), and the host folder the user may not write.
-    const QString hosts = VTPath::removeLastComponent(a);
-    const QString disabledFolder = mirror(hosts);
-    ASSERT_TRUE(VTTestSandbox::makeFolder(disabledFolder));
-    ASSERT_TRUE(FsTest::chmodPath(disabledFolder, 01777));
-    ASSERT_TRUE(FsTest::chownPath(hosts, FsTest::User{QStringLiteral("root"), 0, 0}));
-    ASSERT_TRUE(FsTest::chmodPath(hosts, 0755));
-    const FsTest::User planter = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(planter.valid());
-    const FsTest::Run plant = FsTest::runAs(planter, QStringLiteral("/bin/sh"),
-                                            {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/Evil.fxplug/Contents\" && echo code > \"$0/Evil.fxplug/Contents/bin\""),
-                                             disabledFolder},
-                                            {});
-    ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
+    const QString shared = mirror(VTPath::removeLastComponent(a));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(shared));
+    ASSERT_TRUE(FsTest::chmodPath(shared, 01777));
+    const QString document = m_sandbox.homePath(QStringLiteral("Documents/thesis"));
+    ASSERT_TRUE(FsTest::writeFile(document, "years of work"));
+    ASSERT_TRUE(FsTest::chownPath(document, m_user));
+    const QString system = VTPath::join(m_sandbox.path(), QStringLiteral("passwd"));
+    ASSERT_TRUE(FsTest::writeFile(system, "root:x:0:0"));
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
 
-    const FsTest::Run run = driver({QStringLiteral("enable"), QStringLiteral("Evil.fxplug")}, true);
+    for (const bool superuser : {false, true}) {
+        SCOPED_TRACE(superuser ? "root's run" : "the user's run");
+        const QString victim = superuser ? system : document;
+        const FsTest::Run plant = FsTest::runAs(
+            other, QStringLiteral("/bin/sh"),
+            {QStringLiteral("-c"),
+             QStringLiteral("cp \"$0\" \"$1/$2\" && printf 'VTMOVE1\\n%s\\000%s\\000' \"$0\" \"$2\" > \"$1/.vtmove.00000000deadbee$3.journal\""),
+             victim, shared, VTPath::lastComponent(victim), superuser ? QStringLiteral("1") : QStringLiteral("0")},
+            {});
+        ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
+        const FsTest::Run run = superuser ? rootDriver({QStringLiteral("list")}) : driver({QStringLiteral("list")});
+        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+        EXPECT_EQ(FsTest::readFile(victim), superuser ? QByteArray("root:x:0:0") : QByteArray("years of work"));
+    }
+}
+
+// A link a second account put where the disabled tree should be does not
+// steer a superuser's run: nothing goes where the link points.
+TEST_F(OperationsAsUserTest, ASuperuserRunFollowsNoLinkAnotherAccountPutInTheDisabledTree)
+{
+    const QString a = bundle(QStringLiteral("A"));
+    handOver();
+    const QString disabledRoot = m_builder->layout().disabledRoot();
+    const QString family = VTPath::removeLastComponent(disabledRoot);
+    ASSERT_TRUE(VTTestSandbox::makeFolder(family));
+    ASSERT_TRUE(QDir(disabledRoot).removeRecursively());
+    ASSERT_TRUE(FsTest::chownPath(family, FsTest::User{QStringLiteral("root"), 0, 0}));
+    ASSERT_TRUE(FsTest::chmodPath(family, 01777));
+    const QString closed = VTPath::join(m_sandbox.path(), QStringLiteral("closed"));
+    ASSERT_TRUE(VTTestSandbox::makeFolder(closed));
+    ASSERT_TRUE(FsTest::chmodPath(closed, 0700));
+    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+    ASSERT_TRUE(other.valid());
+    ASSERT_EQ(FsTest::runAs(other, QStringLiteral("/bin/ln"), {QStringLiteral("-s"), closed, disabledRoot}, {}).exitCode, 0);
+
+    const FsTest::Run run = rootDriver({QStringLiteral("disable"), QStringLiteral("A.fxplug")});
     EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
-    EXPECT_FALSE(FsTest::exists(VTPath::join(hosts, QStringLiteral("Evil.fxplug"))));
-    EXPECT_TRUE(FsTest::exists(VTPath::join(disabledFolder, QStringLiteral("Evil.fxplug/Contents/bin"))));
-    EXPECT_FALSE(posted(run).isEmpty()) << "the refusal is reported";
+    EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
+    EXPECT_TRUE(QDir(closed).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot))
+        << FsTest::run(QStringLiteral("/usr/bin/find"), {closed}).out.toStdString() << run.out.toStdString();
 }
 
 TEST_F(OperationsAsUserTest, APlantInTheUsersOwnMirrorIsNotEnabledIntoTheUsersHome)

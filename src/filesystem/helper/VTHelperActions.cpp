@@ -288,22 +288,6 @@ int removeAction(const Parsed &p, uid_t requester)
     return firstError;
 }
 
-int makeFolderWithParents(const std::string &path)
-{
-    Fd current(VTSafeFs::openFolder("/", NoSymlinks));
-    if (!current.valid())
-        return -current.get();
-    for (const std::string &part : VTSafeFs::components(path)) {
-        if (::mkdirat(current.get(), part.c_str(), 0755) != 0 && errno != EEXIST)
-            return errno;
-        Fd next(::openat(current.get(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        if (!next.valid())
-            return errno;
-        current = std::move(next);
-    }
-    return 0;
-}
-
 int makeFolderAction(const Parsed &p)
 {
     if (!flagsAllowed(p.flags, "p") || p.operands.empty())
@@ -315,7 +299,7 @@ int makeFolderAction(const Parsed &p)
         if (!validPath(path))
             error = EINVAL;
         else if (has(p.flags, "p"))
-            error = makeFolderWithParents(path);
+            error = VTSafeFs::makeFolders(path, NoSymlinks, 0755);
         else if ((error = resolve(path, target)) == 0)
             error = ::mkdirat(target.folder.get(), target.name.c_str(), 0755) == 0 ? 0 : errno;
         if (error && !firstError)

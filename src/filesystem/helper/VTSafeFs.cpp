@@ -112,6 +112,26 @@ int openFolder(const std::string &path, bool noSymlinks)
     return fd >= 0 ? fd : -errno;
 }
 
+int makeFolders(const std::string &path, bool noSymlinks, mode_t mode)
+{
+    Fd current(openFolder("/", noSymlinks));
+    if (!current.valid())
+        return -current.get();
+    if (!isCleanAbsolutePath(path))
+        return EINVAL;
+    for (const std::string &part : components(path)) {
+        // Another process may make the same folder at the same time.
+        if (::mkdirat(current.get(), part.c_str(), mode) != 0 && errno != EEXIST)
+            return errno;
+        // O_PATH: passing through needs only the right to search a folder.
+        Fd next(::openat(current.get(), part.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | (noSymlinks ? O_NOFOLLOW : 0)));
+        if (!next.valid())
+            return errno;
+        current = std::move(next);
+    }
+    return 0;
+}
+
 int openParent(const std::string &path, bool noSymlinks, std::string &leaf)
 {
     if (!isCleanAbsolutePath(path) || path == "/")
@@ -216,6 +236,10 @@ int setImmutableAt(int dirFd, const std::string &name, bool locked)
     int flags = 0;
     if (::ioctl(fd.get(), FS_IOC_GETFLAGS, &flags) != 0)
         return (flagsUnsupported(errno) && !locked) ? 0 : errno;
+    // A file with another name elsewhere may be someone else's locked file:
+    // its lock is not lifted through this name.
+    if (!locked && (flags & FS_IMMUTABLE_FL) && S_ISREG(st.st_mode) && st.st_nlink > 1)
+        return EPERM;
     const int wanted = locked ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
     // Only a real change needs the capability; unlocking an unlocked file
     // succeeds for everyone.
@@ -322,15 +346,37 @@ int beyondOthers(int dirFd, const std::string &name, uid_t owner)
     return foreignInTree(dirFd, name, owner, 0);
 }
 
-int removeTree(int dirFd, const std::string &name, bool unlockEach)
+namespace {
+
+// A folder where something is mounted, also a bind mount of a folder of the
+// same file system (whose device number is the same). Unknown counts as one.
+bool isMountRoot(int dirFd, const std::string &name)
+{
+    struct statx sx {};
+    if (::statx(dirFd, name.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, 0, &sx) != 0)
+        return true;
+    return (sx.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) && (sx.stx_attributes & STATX_ATTR_MOUNT_ROOT);
+}
+
+} // namespace
+
+namespace {
+
+// A mount point below the top is not emptied: what is mounted there is not
+// part of the tree. Too deep a tree is an error.
+int removeTreeOn(int dirFd, const std::string &name, bool unlockEach, dev_t device, int depth)
 {
     struct stat st {};
     if (const int error = statAt(dirFd, name, st))
         return error;
+    if (depth > 0 && (st.st_dev != device || (S_ISDIR(st.st_mode) && isMountRoot(dirFd, name))))
+        return EXDEV;
     if (unlockEach)
         (void)setImmutableAt(dirFd, name, false);
     if (!S_ISDIR(st.st_mode))
         return ::unlinkat(dirFd, name.c_str(), 0) == 0 ? 0 : errno;
+    if (depth >= MaxTreeDepth)
+        return ELOOP;
 
     Fd folder(openItem(dirFd, name, st));
     if (!folder.valid())
@@ -338,7 +384,7 @@ int removeTree(int dirFd, const std::string &name, bool unlockEach)
     int firstError = 0;
     int listError = 0;
     for (const std::string &entry : listFolder(folder.get(), &listError)) {
-        const int error = removeTree(folder.get(), entry, unlockEach);
+        const int error = removeTreeOn(folder.get(), entry, unlockEach, st.st_dev, depth + 1);
         if (error && error != ENOENT && !firstError)
             firstError = error;
     }
@@ -347,6 +393,13 @@ int removeTree(int dirFd, const std::string &name, bool unlockEach)
     if (::unlinkat(dirFd, name.c_str(), AT_REMOVEDIR) != 0 && !firstError)
         firstError = errno;
     return firstError;
+}
+
+} // namespace
+
+int removeTree(int dirFd, const std::string &name, bool unlockEach)
+{
+    return removeTreeOn(dirFd, name, unlockEach, 0, 0);
 }
 
 int syncFolder(int dirFd)
@@ -439,15 +492,16 @@ namespace {
 
 struct Walk {
     bool recursive = false;
-    bool keepHardLinks = false; // act on hard-linked files below the top too
+    bool keepHardLinks = false; // act on hard-linked files too
     dev_t device = 0;
 };
 
 // Calls `act` on a regular file or folder (never a link or device), then
-// walks into folders when recursive. Below the top, regular files with
-// several hard links are skipped (one of them may be a system file), unless
-// the walk only takes rights away. It stays on the top's file system, and a
-// listing it cannot finish or a tree too deep is an error, never a success.
+// walks into folders when recursive. Regular files with several hard links
+// are skipped below the top and refused as the top (another name may be a
+// system file), unless the walk only takes rights away. It enters no mount
+// point, and a listing it cannot finish or a tree too deep is an error,
+// never a success.
 template<typename Act>
 int walkAt(int dirFd, const std::string &name, Walk &walk, int depth, const Act &act)
 {
@@ -459,10 +513,12 @@ int walkAt(int dirFd, const std::string &name, Walk &walk, int depth, const Act 
         return top && S_ISLNK(st.st_mode) ? ELOOP : 0;
     if (top)
         walk.device = st.st_dev;
-    else if (st.st_dev != walk.device)
+    else if (st.st_dev != walk.device || (S_ISDIR(st.st_mode) && isMountRoot(dirFd, name)))
         return 0;
-    if (!top && !walk.keepHardLinks && S_ISREG(st.st_mode) && st.st_nlink > 1)
-        return 0;
+    // Another name of the same file may lie anywhere (a system file linked
+    // into the tree): named as the top, the change is refused.
+    if (!walk.keepHardLinks && S_ISREG(st.st_mode) && st.st_nlink > 1)
+        return top ? EPERM : 0;
     Fd item(openItem(dirFd, name, st));
     if (!item.valid())
         return -item.get();

@@ -53,6 +53,12 @@ private:
 // path to their own files (a home on another disk).
 [[nodiscard]] bool linksRefused();
 
+// Makes the folder `path` and its missing parents (as mkdir -p, with `mode`
+// before the umask), one component at a time from "/"; with `noSymlinks`
+// a link anywhere on the way is refused (ELOOP or ENOTDIR) instead of
+// followed. 0 or errno; ENOTDIR when something else is in the way.
+[[nodiscard]] int makeFolders(const std::string &path, bool noSymlinks, mode_t mode);
+
 // Opens the folder holding the last component of `path` and gives that
 // component in `leaf`. The path must be clean and not "/".
 [[nodiscard]] int openParent(const std::string &path, bool noSymlinks, std::string &leaf);
@@ -67,7 +73,8 @@ private:
 
 // The immutable attribute (as chattr +i). A file system without it has no
 // locked files: reading gives false, clearing succeeds. Symbolic links are
-// never locked.
+// never locked; a locked file with more than one hard link is not unlocked
+// (EPERM).
 [[nodiscard]] int isImmutableAt(int dirFd, const std::string &name, bool &locked);
 [[nodiscard]] int setImmutableAt(int dirFd, const std::string &name, bool locked);
 // The same on an open folder or file.
@@ -84,7 +91,8 @@ private:
 // otherwise (or the error of the walk; ELOOP past 256 levels).
 [[nodiscard]] int beyondOthers(int dirFd, const std::string &name, uid_t owner);
 
-// Removes a file, link or whole folder tree without following any link.
+// Removes a file, link or whole folder tree without following any link,
+// without entering a mount point (EXDEV) and down to MaxTreeDepth (ELOOP).
 // With `unlockEach`, clears the immutable attribute of every item first.
 // (The helper never asks for that: it refuses a tree holding a locked item.)
 [[nodiscard]] int removeTree(int dirFd, const std::string &name, bool unlockEach = false);
@@ -97,8 +105,10 @@ int syncFolder(int dirFd);
 [[nodiscard]] int renameNoReplace(int fromDir, const std::string &from, int toDir, const std::string &to);
 
 // Permission changes over a whole tree, for the permission repair: walks
-// open folders, skips symbolic links and items with more than one hard link
-// (which could reach outside the tree), never opens devices. A folder that
+// open folders, skips symbolic links and files with more than one hard link
+// (which could reach outside the tree; such a file named as the top is
+// refused with EPERM, a link as the top with ELOOP), never opens devices,
+// stays on the top's file system. A folder that
 // ends up writable by everyone also gets the sticky bit, so others may add
 // entries but not replace or remove what they do not own.
 struct ModeChange {

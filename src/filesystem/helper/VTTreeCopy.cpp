@@ -505,8 +505,12 @@ int cleanUpFolder(int dirFd, const SourceCheck &mayRemoveSource)
 
 namespace {
 
-bool compareTrees(int aDir, const std::string &a, int bDir, const std::string &b, bool exact)
+// A folder listing that fails or a tree deeper than any copy makes is not
+// the same: the answer may decide that a source is deleted.
+bool compareTrees(int aDir, const std::string &a, int bDir, const std::string &b, bool exact, int depth = 0)
 {
+    if (depth >= VTSafeFs::MaxTreeDepth)
+        return false;
     struct stat sa {}, sb {};
     if (VTSafeFs::statAt(aDir, a, sa) || VTSafeFs::statAt(bDir, b, sb))
         return false;
@@ -531,16 +535,19 @@ bool compareTrees(int aDir, const std::string &a, int bDir, const std::string &b
     Fd db(openChecked(bDir, b, O_RDONLY | O_DIRECTORY, sb));
     if (!da.valid() || !db.valid())
         return false;
-    std::vector<std::string> namesA = VTSafeFs::listFolder(da.get());
+    int listError = 0;
+    std::vector<std::string> namesA = VTSafeFs::listFolder(da.get(), &listError);
+    if (listError)
+        return false;
     if (exact) {
-        std::vector<std::string> namesB = VTSafeFs::listFolder(db.get());
+        std::vector<std::string> namesB = VTSafeFs::listFolder(db.get(), &listError);
         std::sort(namesA.begin(), namesA.end());
         std::sort(namesB.begin(), namesB.end());
-        if (namesA != namesB)
+        if (listError || namesA != namesB)
             return false;
     }
     for (const std::string &name : namesA) {
-        if (!compareTrees(da.get(), name, db.get(), name, exact))
+        if (!compareTrees(da.get(), name, db.get(), name, exact, depth + 1))
             return false;
     }
     return true;
