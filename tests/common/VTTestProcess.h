@@ -227,11 +227,10 @@ inline Run runPython(const QString &script, const QStringList &arguments = {}, c
     return run(python(), QStringList{QStringLiteral("-c"), script} + arguments, merged);
 }
 
-// What a Python script (arguments in sys.argv[1:]) prints as one JSON value;
-// undefined when it fails or prints something else.
-inline QJsonValue pythonJson(const char *script, const QStringList &arguments = {})
+// The one JSON value a program printed; undefined when it failed or printed
+// something else.
+inline QJsonValue jsonOutput(const Run &run)
 {
-    const Run run = VTTest::run(python(), QStringList{QStringLiteral("-c"), QString::fromUtf8(script)} + arguments);
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson("[" + run.out + "]", &error);
     if (run.exitCode != 0 || error.error != QJsonParseError::NoError)
@@ -239,10 +238,18 @@ inline QJsonValue pythonJson(const char *script, const QStringList &arguments = 
     return document.array().at(0);
 }
 
-// A property list as Python's plistlib reads it, as JSON.
+// What a Python script (arguments in sys.argv[1:]) prints as JSON.
+inline QJsonValue pythonJson(const char *script, const QStringList &arguments = {})
+{
+    return jsonOutput(VTTest::run(python(), QStringList{QStringLiteral("-c"), QString::fromUtf8(script)} + arguments));
+}
+
+// A property list as the independent reader (tests/common/read_plist.py,
+// plistlib only) sees it, as JSON.
 inline QJsonValue plistlibRead(const QString &path)
 {
-    return pythonJson("import json, plistlib, sys\nprint(json.dumps(plistlib.load(open(sys.argv[1], 'rb'))))", {path});
+    return jsonOutput(VTTest::run(
+        python(), {qEnvironmentVariable("TESSARY_SOURCE_DIR") + QStringLiteral("/tests/common/read_plist.py"), path}));
 }
 
 // Redirects standard output to a file for the life of the object.
