@@ -12,7 +12,7 @@ struct MoveRefused : std::logic_error {
 };
 } // namespace vt_test
 
-TEST(VTException, DescribesTypeAndReason)
+TEST(VTException, DescribesTypeAndReasonOfWhateverWasCaught)
 {
     try {
         throw std::runtime_error("disk full");
@@ -27,10 +27,7 @@ TEST(VTException, DescribesTypeAndReason)
         EXPECT_EQ(VTException::describe(e, "movePlugin"),
                   QStringLiteral("Exception in movePlugin. vt_test::MoveRefused - target exists."));
     }
-}
-
-TEST(VTException, DescribesWhateverCatchAllCaught)
-{
+    // Whatever a catch-all caught.
     try {
         throw std::out_of_range("index 12");
     } catch (...) {
