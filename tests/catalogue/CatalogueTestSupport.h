@@ -12,9 +12,12 @@
 #include "VTCatalogueModel.h"
 #include "VTCatalogueView.h"
 #include "VTGroupItem.h"
+#include "VTLocalPaths.h"
 #include "VTLog.h"
+#include "VTMachOWriter.h"
 #include "VTPluginFolders.h"
 #include "VTPluginItem.h"
+#include "VTPropertyList.h"
 #include "VTSandboxBuilder.h"
 #include "VTTestSandbox.h"
 #include "VTRecordingInterface.h"
@@ -127,9 +130,14 @@ private:
 class CatalogueSandbox : public ::testing::Test
 {
 protected:
+    // With `window`, the display interface acts as if a window were there.
+    explicit CatalogueSandbox(bool window = false) : m_ui(window) {}
+
     void SetUp() override
     {
         ASSERT_TRUE(m_env.isValid());
+        // A folder table built before this sandbox would point outside it.
+        VTPluginFolders::setShared(nullptr);
         VTLog::createNewLog(QStringLiteral("Tessary"));
     }
 
@@ -144,6 +152,29 @@ protected:
     }
 
     VTSandboxBuilder &builder() { return m_builder; }
+    [[nodiscard]] static QString systemRoot() { return VTLocalPaths::systemRoot(); }
+    [[nodiscard]] static QString disabledRoot()
+    {
+        return VTPath::join(systemRoot(), QStringLiteral("Library/Application Support/Vantorel/Hearthkit/Tessary Disabled Plugins"));
+    }
+
+    static void writeFile(const QString &path, const QByteArray &bytes) { ASSERT_TRUE(VTTestSandbox::makeFile(path, bytes)); }
+    // A bundle folder with an Info.plist and, when given, an executable named
+    // after the bundle.
+    static void writeBundle(const QString &path, QVariantMap info, const QByteArray &executable = QByteArray())
+    {
+        const QString name = VTPath::removeExtension(VTPath::lastComponent(path));
+        if (!executable.isNull())
+            info.insert(QStringLiteral("CFBundleExecutable"), name);
+        ASSERT_TRUE(VTTestSandbox::makeBundle(path, info));
+        if (!executable.isNull())
+            writeFile(VTPath::join({path, QStringLiteral("Contents/MacOS"), name}), executable);
+    }
+    // A universal executable with one slice for each architecture.
+    static QByteArray universalBinary(const QList<VTMachOWriter::Arch> &archs)
+    {
+        return VTMachOWriter::image(archs, VTMachOWriter::Container::Fat, VTMachOWriter::FileType::Bundle);
+    }
 
     OutlineViewController &catalogue()
     {

@@ -1,4 +1,4 @@
-#include "RecordSandbox.h"
+#include "CatalogueTestSupport.h"
 
 #include "VTGroupItem.h"
 #include "VTPluginItem.h"
@@ -235,7 +235,7 @@ TEST(VTGroupItem, CopySharesChildrenAndParent)
     EXPECT_EQ(child->parent(), inner);
 }
 
-class VTGroupItemOnDisk : public RecordSandbox
+class VTGroupItemOnDisk : public CatalogueSandbox
 {
 };
 

@@ -225,32 +225,27 @@ TEST_F(HostileArchive, WellFormedHandMadeArchiveIsRead)
     EXPECT_EQ(decoded->items.at(0)->asGroup()->children().at(0), decoded->items.at(1));
 }
 
-TEST_F(HostileArchive, GroupInsideItselfIsRejected)
+TEST_F(HostileArchive, GroupInsideItselfOrInACycleIsRejected)
 {
     const Uid self = reserve();
     defineGroup(self, {self});
     EXPECT_FALSE(decode({self}).has_value());
-}
-
-TEST_F(HostileArchive, ChildrenCycleIsRejected)
-{
     const Uid a = reserve();
     const Uid b = group({a});
     defineGroup(a, {b});
     EXPECT_FALSE(decode({a}).has_value());
+    // The same archive holding those groups unreferenced is read.
+    EXPECT_TRUE(decode({plugin()}).has_value());
 }
 
-TEST_F(HostileArchive, DeepNestingIsRejected)
+TEST_F(HostileArchive, TooDeepATreeIsRejected)
 {
     // Nested the natural way: each group decodes its child in turn.
     Uid inner = group({});
     for (int i = 0; i < VTItemArchiver::MaximumDepth + 5; ++i)
         inner = group({inner});
     EXPECT_FALSE(decode({inner}).has_value());
-}
 
-TEST_F(HostileArchive, DeepChainListedInnermostFirstIsRejected)
-{
     // Each group is decoded from the top list before its parent, so the
     // decoder never nests; the finished tree is still too deep to walk.
     QList<Uid> chain{group({})};

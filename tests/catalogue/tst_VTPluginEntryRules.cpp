@@ -9,38 +9,30 @@
 
 using namespace VTPluginEntryRules;
 
-TEST(VTPluginEntryRules, PluginExtensionsIgnoreCase)
+TEST(VTPluginEntryRules, ExtensionsAndNamesTheWalkRecognises)
 {
-    for (const char *extension : {"txt", "fcfcc", "bundle", "avx", "dpm", "fxplug", "component", "plugin", "vst", "FxPlug",
-                                  "VST", "Component", "TXT"})
-        EXPECT_TRUE(isPluginExtension(QLatin1String(extension))) << extension;
-    for (const char *extension : {"", "app", "fxplugx", "vst3", "moti", "localized", "2.0", "aaxplugin"})
-        EXPECT_FALSE(isPluginExtension(QLatin1String(extension))) << extension;
-}
-
-TEST(VTPluginEntryRules, MotionTemplateExtensions)
-{
-    for (const char *extension : {"moti", "motn", "motr", "moef", "MOTN", "Moti"})
-        EXPECT_TRUE(isMotionTemplateExtension(QLatin1String(extension))) << extension;
-    for (const char *extension : {"", "mot", "mov", "motion", "fxplug"})
-        EXPECT_FALSE(isMotionTemplateExtension(QLatin1String(extension))) << extension;
-}
-
-TEST(VTPluginEntryRules, GroupFolderExtensions)
-{
-    for (const char *extension : {"", "localized", "0", "12", "2.5"})
-        EXPECT_TRUE(isGroupFolderExtension(QLatin1String(extension))) << extension;
-    // "Old.Disabled" is skipped for its extension, not for its name.
-    for (const char *extension : {"Disabled", "bundle", "v2", "nan", "txt"})
-        EXPECT_FALSE(isGroupFolderExtension(QLatin1String(extension))) << extension;
-}
-
-TEST(VTPluginEntryRules, IgnoredNames)
-{
-    EXPECT_TRUE(isIgnoredName(QStringLiteral(".localized")));
-    EXPECT_TRUE(isIgnoredName(QStringLiteral(".Disabled")));
-    for (const char *name : {"Old.Disabled", ".disabled", "localized", ".localized2", "Blur.fxplug"})
-        EXPECT_FALSE(isIgnoredName(QLatin1String(name))) << name;
+    const struct {
+        bool (*rule)(const QString &);
+        const char *name;
+        std::initializer_list<const char *> yes, no;
+    } rules[] = {
+        {isPluginExtension, "plug-in extension",
+         {"txt", "fcfcc", "bundle", "avx", "dpm", "fxplug", "component", "plugin", "vst", "FxPlug", "VST", "Component", "TXT"},
+         {"", "app", "fxplugx", "vst3", "moti", "localized", "2.0", "aaxplugin"}},
+        {isMotionTemplateExtension, "template extension", {"moti", "motn", "motr", "moef", "MOTN", "Moti"},
+         {"", "mot", "mov", "motion", "fxplug"}},
+        // "Old.Disabled" is skipped for its extension, not for its name.
+        {isGroupFolderExtension, "group folder extension", {"", "localized", "0", "12", "2.5"},
+         {"Disabled", "bundle", "v2", "nan", "txt"}},
+        {isIgnoredName, "ignored name", {".localized", ".Disabled"},
+         {"Old.Disabled", ".disabled", "localized", ".localized2", "Blur.fxplug"}},
+    };
+    for (const auto &each : rules) {
+        for (const char *text : each.yes)
+            EXPECT_TRUE(each.rule(QLatin1String(text))) << each.name << ": " << text;
+        for (const char *text : each.no)
+            EXPECT_FALSE(each.rule(QLatin1String(text))) << each.name << ": " << text;
+    }
 }
 
 TEST(VTPluginEntryRules, FxScriptTypeCodeOnFilesOnly)

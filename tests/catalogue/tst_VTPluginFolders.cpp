@@ -118,20 +118,22 @@ TEST_F(VTPluginFoldersTest, SymphonyMovesTheAvxFolder)
 
 TEST_F(VTPluginFoldersTest, AdobeFolderTakesTheFirstNumericEntryInDescendingTextOrder)
 {
-    for (const char *entry : {"CS5/MediaCore", "7.0/MediaCore", "12.0/MediaCore"})
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore")) << "no Adobe folder at all";
+    ASSERT_TRUE(VTTestSandbox::makeFolder(adobe("CS5/MediaCore")));
+    ASSERT_TRUE(VTTestSandbox::makeFile(adobe("ReadMe.txt")));
+    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore")) << "no numeric entry";
+    for (const char *entry : {"7.0/MediaCore", "12.0/MediaCore"})
         ASSERT_TRUE(VTTestSandbox::makeFolder(adobe(entry)));
     EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore"));
-
     ASSERT_TRUE(VTTestSandbox::makeFolder(adobe("8.5/MediaCore")));
     EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("8.5/MediaCore"));
-}
 
-TEST_F(VTPluginFoldersTest, AdobeFolderWithoutNumericEntries)
-{
-    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore")) << "no Adobe folder at all";
-    ASSERT_TRUE(VTTestSandbox::makeFolder(adobe("CS6/MediaCore")));
-    ASSERT_TRUE(VTTestSandbox::makeFile(adobe("ReadMe.txt")));
-    EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore"));
+    // The base path is not rooted twice.
+    const VTPluginFolders folders = VTPluginFolders::build();
+    EXPECT_EQ(folders.path(QStringLiteral("adobeCommon")), adobe("8.5/MediaCore"));
+    EXPECT_EQ(folders.basePath(VTPluginKind::AdobePlugin, 0), adobe("8.5/MediaCore"));
+    EXPECT_EQ(folders.basePath(VTPluginKind::AdobePlugin, 1),
+              home("Library/Application Support/Adobe/Common/Plug-ins/8.5/MediaCore"));
 }
 
 TEST_F(VTPluginFoldersTest, MissingAdobeFolderFollowsTheLastPremiereVersion)
@@ -150,16 +152,6 @@ TEST_F(VTPluginFoldersTest, MissingAdobeFolderFollowsTheLastPremiereVersion)
     // An existing numeric folder needs no Premiere version.
     ASSERT_TRUE(VTTestSandbox::makeFolder(adobe("7.0/MediaCore")));
     EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore"));
-}
-
-TEST_F(VTPluginFoldersTest, AdobeBasePathIsNotRootedTwice)
-{
-    ASSERT_TRUE(VTTestSandbox::makeFolder(adobe("12.0/MediaCore")));
-    const VTPluginFolders folders = VTPluginFolders::build();
-    EXPECT_EQ(folders.path(QStringLiteral("adobeCommon")), adobe("12.0/MediaCore"));
-    EXPECT_EQ(folders.basePath(VTPluginKind::AdobePlugin, 0), adobe("12.0/MediaCore"));
-    EXPECT_EQ(folders.basePath(VTPluginKind::AdobePlugin, 1),
-              home("Library/Application Support/Adobe/Common/Plug-ins/12.0/MediaCore"));
 }
 
 TEST_F(VTPluginFoldersTest, OpenFXIsFoundInOFXButDerivesOpenFX)
@@ -233,7 +225,7 @@ TEST_F(VTPluginFoldersTest, FirstMatchWinsWhenFoldersCoincide)
 {
     // A home that is the system root gives every user folder the path of
     // the all-users folder before it.
-    qputenv("HOME", QFile::encodeName(m_sandbox.root()));
+    m_sandbox.environment().set("HOME", m_sandbox.root());
     const VTPluginFolders folders = VTPluginFolders::build();
     ASSERT_EQ(folders.path(QStringLiteral("userVST")), folders.path(QStringLiteral("localVST")));
     const auto found = folders.match(sys("/Library/Audio/Plug-Ins/VST/Verb.vst"));
@@ -292,16 +284,10 @@ TEST_F(VTPluginFoldersTest, PathForPluginTakesTheFirstExistingInDictionaryOrder)
 
 TEST_F(VTPluginFoldersTest, CurrentUserReadsTheDollarVariable)
 {
-    const bool wasSet = qEnvironmentVariableIsSet("$USER");
-    const QByteArray saved = qgetenv("$USER");
-    qunsetenv("$USER");
+    m_sandbox.environment().unset("$USER");
     EXPECT_TRUE(VTPluginFolders::currentUser().isEmpty()) << "USER itself is not read";
-    qputenv("$USER", "ann");
+    m_sandbox.environment().set("$USER", QStringLiteral("ann"));
     EXPECT_EQ(VTPluginFolders::currentUser(), QStringLiteral("ann"));
-    if (wasSet)
-        qputenv("$USER", saved);
-    else
-        qunsetenv("$USER");
 }
 
 TEST_F(VTPluginFoldersTest, SharedInstanceIsReplaceableAcrossThreads)

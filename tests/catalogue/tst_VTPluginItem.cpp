@@ -1,4 +1,4 @@
-#include "RecordSandbox.h"
+#include "CatalogueTestSupport.h"
 
 #include "VTGroupItem.h"
 #include "VTPluginFolders.h"
@@ -16,6 +16,7 @@ constexpr qint32 kI386 = 7;
 constexpr qint32 kX86_64 = 7 | 0x01000000;
 constexpr qint32 kPPC = 18;
 constexpr qint32 kPPC64 = 18 | 0x01000000;
+using Arch = VTMachOWriter::Arch;
 
 QVariantMap info(std::initializer_list<std::pair<const char *, QString>> pairs)
 {
@@ -33,7 +34,7 @@ PluginPtr readNow(const PluginPtr &item)
 
 } // namespace
 
-class VTPluginItemPaths : public RecordSandbox
+class VTPluginItemPaths : public CatalogueSandbox
 {
 protected:
     // The folder each kind lives in; the table itself is checked word for word
@@ -170,7 +171,7 @@ TEST_F(VTPluginItemBundle, ReadsLocalisedNameVersionAndArchitectures)
                       {"CFBundleName", QStringLiteral("Verb")},
                       {"CFBundleShortVersionString", QStringLiteral("2.5")},
                       {"CFBundleVersion", QStringLiteral("250")}}),
-                universalBinary({kI386, kX86_64}));
+                universalBinary({Arch::I386, Arch::X86_64}));
     writeFile(VTPath::join(path, QStringLiteral("Contents/Resources/en.lproj/InfoPlist.strings")),
               "\"CFBundleDisplayName\" = \"Verb (English)\";");
 
@@ -189,7 +190,7 @@ TEST_F(VTPluginItemBundle, FallsBackToNameAndBundleVersion)
 {
     writeBundle(bundlePath(QStringLiteral("Old.component")),
                 info({{"CFBundleName", QStringLiteral("Old Verb")}, {"CFBundleVersion", QStringLiteral("1.0b")}}),
-                universalBinary({kPPC}));
+                universalBinary({Arch::PPC}));
     const PluginPtr item = scanned(QStringLiteral("Old.component"), QStringLiteral("Old"));
     EXPECT_EQ(item->shortName(), QStringLiteral("Old Verb"));
     EXPECT_EQ(item->version(), QStringLiteral("1.0b"));
@@ -224,7 +225,7 @@ TEST_F(VTPluginItemBundle, DamagedBundlesLeaveTheScannedFields)
     // The executable is a script.
     writeBundle(bundlePath(QStringLiteral("Script.component")), {}, "#!/bin/sh\nexit 0\n");
     // A fat header that claims slices beyond the end of the file.
-    QByteArray lying = universalBinary({kI386, kX86_64});
+    QByteArray lying = universalBinary({Arch::I386, Arch::X86_64});
     lying.truncate(0x1800);
     writeBundle(bundlePath(QStringLiteral("Liar.component")), {}, lying);
     // A plain file, not a bundle.
@@ -306,7 +307,7 @@ TEST_F(VTPluginItemPaths, CopySharesFieldsButNotPlace)
 TEST_F(VTPluginItemBundle, ReleasedRecordsCancelTheirReads)
 {
     writeBundle(bundlePath(QStringLiteral("Many.component")), info({{"CFBundleName", QStringLiteral("Many")}}),
-                universalBinary({kI386}));
+                universalBinary({Arch::I386}));
     std::vector<std::shared_ptr<VTBundleInfoRequest>> requests;
     for (int i = 0; i < 2000; ++i) {
         auto item = VTPluginItem::create(QStringLiteral("Many.component"), AudioUnit, AllUsers, Enabled);
@@ -325,7 +326,7 @@ TEST_F(VTPluginItemBundle, ReadsRaceWithReadersAndReleases)
 {
     writeBundle(bundlePath(QStringLiteral("Race.component")),
                 info({{"CFBundleName", QStringLiteral("Race")}, {"CFBundleVersion", QStringLiteral("7")}}),
-                universalBinary({kI386, kX86_64}));
+                universalBinary({Arch::I386, Arch::X86_64}));
     std::atomic<bool> done{false};
     std::vector<PluginPtr> kept;
     std::mutex keptMutex;

@@ -10,11 +10,15 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonValue>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 
 #include <csignal>
+#include <cstdio>
 #include <vector>
 
 #include <fcntl.h>
@@ -222,6 +226,58 @@ inline Run runPython(const QString &script, const QStringList &arguments = {}, c
     merged.mergeOutput = true;
     return run(python(), QStringList{QStringLiteral("-c"), script} + arguments, merged);
 }
+
+// The one JSON value a program printed; undefined when it failed or printed
+// something else.
+inline QJsonValue jsonOutput(const Run &run)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson("[" + run.out + "]", &error);
+    if (run.exitCode != 0 || error.error != QJsonParseError::NoError)
+        return QJsonValue(QJsonValue::Undefined);
+    return document.array().at(0);
+}
+
+// What a Python script (arguments in sys.argv[1:]) prints as JSON.
+inline QJsonValue pythonJson(const char *script, const QStringList &arguments = {})
+{
+    return jsonOutput(VTTest::run(python(), QStringList{QStringLiteral("-c"), QString::fromUtf8(script)} + arguments));
+}
+
+// A property list as the independent reader (tests/common/read_plist.py,
+// plistlib only) sees it, as JSON.
+inline QJsonValue plistlibRead(const QString &path)
+{
+    return jsonOutput(VTTest::run(
+        python(), {qEnvironmentVariable("TESSARY_SOURCE_DIR") + QStringLiteral("/tests/common/read_plist.py"), path}));
+}
+
+// Redirects standard output to a file for the life of the object.
+class CapturedStandardOutput
+{
+public:
+    explicit CapturedStandardOutput(const QString &path)
+    {
+        std::fflush(stdout);
+        m_saved = ::dup(STDOUT_FILENO);
+        const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        if (fd >= 0) {
+            ::dup2(fd, STDOUT_FILENO);
+            ::close(fd);
+        }
+    }
+    CapturedStandardOutput(const CapturedStandardOutput &) = delete;
+    CapturedStandardOutput &operator=(const CapturedStandardOutput &) = delete;
+    ~CapturedStandardOutput()
+    {
+        std::fflush(stdout);
+        ::dup2(m_saved, STDOUT_FILENO);
+        ::close(m_saved);
+    }
+
+private:
+    int m_saved = -1;
+};
 
 // What the independent reader (tests/common/read_keyed_archive.py) makes of
 // a keyed archive: its root object as JSON; null when it refuses it.

@@ -101,6 +101,12 @@ public:
         return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
     }
 
+    static QByteArray readFile(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
     // Writes a file with exactly these permissions (making its folders) and
     // answers its path.
     static QString createFile(const QString &path, const QByteArray &contents,

@@ -57,7 +57,7 @@ TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTree)
     system().finishBuilding();
 
     const E2ESystem::Run plain = system().run({QStringLiteral("-allplugins")});
-    EXPECT_EQ(plain.exitCode, 0) << plain.standardError.toStdString();
+    EXPECT_EQ(plain.exitCode, 0) << plain.err.toStdString();
     const QStringList lines = plain.lines();
     EXPECT_TRUE(lines.contains(blur));
     EXPECT_TRUE(lines.contains(echo));
@@ -72,7 +72,7 @@ TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTree)
     EXPECT_EQ(system().run({QStringLiteral("-allplugins"), QStringLiteral("-anything")}).lines(), lines);
     const E2ESystem::Run plist = system().run({QStringLiteral("-allplugins"), QStringLiteral("-plist")});
     EXPECT_EQ(plist.exitCode, 0);
-    EXPECT_TRUE(plist.standardOutput.isEmpty());
+    EXPECT_TRUE(plist.out.isEmpty());
 }
 
 TEST_P(CommandLine, AllPluginsDataIsAKeyedArchiveOfTheTopLevelInOrder)
@@ -87,8 +87,8 @@ TEST_P(CommandLine, AllPluginsDataIsAKeyedArchiveOfTheTopLevelInOrder)
     system().finishBuilding();
 
     const E2ESystem::Run data = system().run({QStringLiteral("-allplugins"), QStringLiteral("-data")});
-    ASSERT_EQ(data.exitCode, 0) << data.standardError.toStdString();
-    const QJsonArray records = readArchive(data.standardOutput);
+    ASSERT_EQ(data.exitCode, 0) << data.err.toStdString();
+    const QJsonArray records = readArchive(data.out);
     ASSERT_EQ(records.size(), 3);
     // Listing order: the FxPlug folder (Blur, then the group Lights), then VST.
     EXPECT_EQ(records[0].toArray()[0].toString(), QStringLiteral("VTPluginItem"));
@@ -100,16 +100,22 @@ TEST_P(CommandLine, AllPluginsDataIsAKeyedArchiveOfTheTopLevelInOrder)
     EXPECT_EQ(records[2].toArray()[2].toString(), QStringLiteral("Verb.vst"));
 }
 
-TEST_P(CommandLine, AnUnknownFirstArgumentRunsNoCommand)
+// An unknown first argument runs no command (no window can open here, so
+// the program says so and fails); "-setaccess" without its argument exits 1
+// before any catalogue is built. Neither lists anything or changes a file.
+TEST_P(CommandLine, AnUnknownOrIncompleteCommandFailsAndChangesNothing)
 {
-    const QString blur = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
+    builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
     system().finishBuilding();
     const QStringList before = system().snapshot();
 
     const E2ESystem::Run help = system().run({QStringLiteral("-help"), QStringLiteral("Blur.fxplug")});
-    // No window can open here: the program says so and fails, listing nothing.
     EXPECT_NE(help.exitCode, 0);
-    EXPECT_FALSE(help.standardOutput.contains("Blur"));
+    EXPECT_FALSE(help.out.contains("Blur"));
+    const E2ESystem::Run run = system().run({QStringLiteral("-setaccess")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.out.isEmpty());
+    EXPECT_FALSE(system().taskLog().contains(QStringLiteral("Loading plugin data...")));
     EXPECT_EQ(system().snapshot(), before);
 }
 
@@ -124,20 +130,6 @@ TEST_P(CommandLine, TheLogHeaderNamesTheManagedSystemsVersion)
     EXPECT_TRUE(log.at(3).startsWith(QStringLiteral("System: OS X 10.14.6, "))) << log.at(3).toStdString();
 }
 
-TEST_P(CommandLine, SetAccessWithoutItsArgumentExitsOneAndBuildsNothing)
-{
-    builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
-    system().finishBuilding();
-    const QStringList before = system().snapshot();
-
-    const E2ESystem::Run run = system().run({QStringLiteral("-setaccess")});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_TRUE(run.standardOutput.isEmpty());
-    // No catalogue was built: no log of a reload, nothing on disk changed.
-    EXPECT_FALSE(system().taskLog().contains(QStringLiteral("Loading plugin data...")));
-    EXPECT_EQ(system().snapshot(), before);
-}
-
 TEST_P(CommandLine, DisableByNameDisablesTheAllUsersAndTheCurrentUserCopy)
 {
     const QString shared = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
@@ -150,7 +142,7 @@ TEST_P(CommandLine, DisableByNameDisablesTheAllUsersAndTheCurrentUserCopy)
 
     // Any folder in the argument is ignored: only the name matches.
     const E2ESystem::Run run = system().run({QStringLiteral("-disable"), QStringLiteral("/any/where/Blur.fxplug")});
-    EXPECT_EQ(run.exitCode, 0) << run.standardError.toStdString();
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_FALSE(QFileInfo::exists(shared));
     EXPECT_FALSE(QFileInfo::exists(own));
     // The disabled tree records paths within the managed system; the home
@@ -197,20 +189,31 @@ TEST_P(CommandLine, EnableWithoutArgumentEnablesEverythingWithinTheTypeFilter)
     EXPECT_TRUE(QFileInfo::exists(fx));
 }
 
-TEST_P(CommandLine, SetAccessMovesWhatCanMoveToTheCurrentUser)
+TEST_P(CommandLine, SetAccessMovesTheNamedPluginOrAllThatCanMove)
 {
     const QString fx = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
+    const QString glow = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"));
     const QString vst = builder().addBundle(Kind::VST, Kind::AllUsers, QStringLiteral("Verb"));
     const QString avid = builder().addBundle(Kind::AvidAVX2, Kind::AllUsers, QStringLiteral("Match"));
     const QString adobe = builder().addBundle(Kind::AdobePlugin, Kind::AllUsers, QStringLiteral("Sharpen"));
     ASSERT_TRUE(builder().ok());
     system().finishBuilding();
+    const QString userFx = builder().folder(Kind::FxPlug, Kind::CurrentUser);
 
-    // The access is the text's leading integer.
+    // The access is the text's leading integer; only the named plug-in moves.
+    EXPECT_EQ(system().run({QStringLiteral("-setaccess"), QStringLiteral("1x"), QStringLiteral("Glow.fxplug")}).exitCode, 0);
+    EXPECT_TRUE(QFileInfo::exists(fx));
+    EXPECT_FALSE(QFileInfo::exists(glow));
+    EXPECT_TRUE(QFileInfo::exists(userFx + QStringLiteral("/Glow.fxplug")));
+    // Text that is no number reads 0: back to all users.
+    EXPECT_EQ(system().run({QStringLiteral("-setaccess"), QStringLiteral("one"), QStringLiteral("Glow.fxplug")}).exitCode, 0);
+    EXPECT_TRUE(QFileInfo::exists(glow));
+    EXPECT_FALSE(QFileInfo::exists(userFx + QStringLiteral("/Glow.fxplug")));
+
     const E2ESystem::Run run = system().run({QStringLiteral("-setaccess"), QStringLiteral("1.0")});
-    EXPECT_EQ(run.exitCode, 0) << run.standardError.toStdString();
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_FALSE(QFileInfo::exists(fx));
-    EXPECT_TRUE(QFileInfo::exists(builder().folder(Kind::FxPlug, Kind::CurrentUser) + QStringLiteral("/Blur.fxplug")));
+    EXPECT_TRUE(QFileInfo::exists(userFx + QStringLiteral("/Blur.fxplug")));
     EXPECT_TRUE(QFileInfo::exists(builder().folder(Kind::VST, Kind::CurrentUser) + QStringLiteral("/Verb.vst")));
     EXPECT_FALSE(QFileInfo::exists(vst));
     // Avid and Adobe plug-ins exist for all users only and never move.
@@ -241,26 +244,9 @@ TEST_P(CommandLine, AnEmptyPluginArgumentMatchesNothing)
     };
     for (const QStringList &call : calls) {
         const E2ESystem::Run run = system().run(call);
-        EXPECT_EQ(run.exitCode, 0) << call.join(u' ').toStdString() << run.standardError.toStdString();
+        EXPECT_EQ(run.exitCode, 0) << call.join(u' ').toStdString() << run.err.toStdString();
         EXPECT_EQ(listing(), before) << call.join(u' ').toStdString();
     }
-}
-
-TEST_P(CommandLine, SetAccessMatchesOnlyTheNamedPlugin)
-{
-    const QString blur = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
-    const QString glow = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"));
-    system().finishBuilding();
-
-    EXPECT_EQ(system().run({QStringLiteral("-setaccess"), QStringLiteral("1x"), QStringLiteral("Glow.fxplug")}).exitCode, 0);
-    EXPECT_TRUE(QFileInfo::exists(blur));
-    EXPECT_FALSE(QFileInfo::exists(glow));
-    const QString movedGlow = builder().folder(Kind::FxPlug, Kind::CurrentUser) + QStringLiteral("/Glow.fxplug");
-    EXPECT_TRUE(QFileInfo::exists(movedGlow));
-    // Text that is no number reads 0: back to all users.
-    EXPECT_EQ(system().run({QStringLiteral("-setaccess"), QStringLiteral("one"), QStringLiteral("Glow.fxplug")}).exitCode, 0);
-    EXPECT_TRUE(QFileInfo::exists(glow));
-    EXPECT_FALSE(QFileInfo::exists(movedGlow));
 }
 
 TEST_P(CommandLine, InstallPutsThePluginForAllUsersOrTheCurrentUser)
@@ -275,6 +261,7 @@ TEST_P(CommandLine, InstallPutsThePluginForAllUsersOrTheCurrentUser)
     const QString currentUser = builder().folder(Kind::FxPlug, Kind::CurrentUser);
 
     EXPECT_EQ(system().run({QStringLiteral("-install"), QStringLiteral("-all"), blur}).exitCode, 0);
+    EXPECT_TRUE(system().taskLog().contains(QStringLiteral("Installing plugins for all users: %1").arg(blur)));
     EXPECT_EQ(system().run({QStringLiteral("-install"), QStringLiteral("-user"), glow}).exitCode, 0);
 
     EXPECT_EQ(E2ESystem::contents(allUsers + QStringLiteral("/Blur.fxplug")), E2ESystem::contents(blur));

@@ -46,12 +46,12 @@ TEST(ExportCommand, JsonAndCsvCarryEveryRecordWithProperEscaping)
     system.finishBuilding();
 
     const E2ESystem::Run json = system.run({QStringLiteral("-export"), QStringLiteral("json")});
-    ASSERT_EQ(json.exitCode, 0) << json.standardError.toStdString();
+    ASSERT_EQ(json.exitCode, 0) << json.err.toStdString();
     const E2ESystem::Run csv = system.run({QStringLiteral("-export"), QStringLiteral("csv")});
-    ASSERT_EQ(csv.exitCode, 0) << csv.standardError.toStdString();
-    EXPECT_TRUE(csv.standardOutput.startsWith("name,kind,version,enabled,access,architectures,path,group\r\n"));
+    ASSERT_EQ(csv.exitCode, 0) << csv.err.toStdString();
+    EXPECT_TRUE(csv.out.startsWith("name,kind,version,enabled,access,architectures,path,group\r\n"));
 
-    const QJsonObject read = readBack(json.standardOutput, csv.standardOutput);
+    const QJsonObject read = readBack(json.out, csv.out);
     const QJsonArray fromJson = read.value(QStringLiteral("json")).toArray();
     const QJsonArray fromCsv = read.value(QStringLiteral("csv")).toArray();
     ASSERT_GT(fromJson.size(), 20);
@@ -86,7 +86,7 @@ TEST(ExportCommand, JsonAndCsvCarryEveryRecordWithProperEscaping)
     // An unknown format writes nothing.
     const E2ESystem::Run xml = system.run({QStringLiteral("-export"), QStringLiteral("xml")});
     EXPECT_EQ(xml.exitCode, 1);
-    EXPECT_TRUE(xml.standardOutput.isEmpty());
+    EXPECT_TRUE(xml.out.isEmpty());
 }
 
 } // namespace

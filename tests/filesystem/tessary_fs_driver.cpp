@@ -2,14 +2,11 @@
 // whichever user runs it, and prints YES or NO (exit status 0 or 1). The
 // permission tests run it as an unprivileged user.
 //
-//   move SRC DST | copy SRC DST | mkdir PATH | trash PATH | remove PATH
+//   move SRC DST | copy SRC DST | mkdir PATH | trash PATH
 //        (the waiting forms of VTFileManager, 10 seconds)
-//   move-contents SRC DST   authMoveFolderContents, then waits for SRC to empty
-//   authorize               authStart
 //   authorize-user USER PASSWORD
 //   no-gui-move SRC DST     as a run without a window
 //   exec TOOL ARGS...       authExecTask, waiting; prints the status
-//   cleanup FOLDER ROOT     cleanUpInterruptedMoves, ROOT the disabled root
 //   hold                    authStart, prints "ready", waits for end of input
 //   writable PATH | deletable PATH | lock PATH   the tests of that name
 
@@ -61,16 +58,6 @@ int main(int argc, char **argv)
         return answer(VTFileManager::createDirectory(arg(1), 10s));
     if (op == QLatin1String("trash"))
         return answer(VTFileManager::trashFile(arg(1), 10s));
-    if (op == QLatin1String("remove"))
-        return answer(VTFileManager::removeFile(arg(1), 10s));
-    if (op == QLatin1String("move-contents")) {
-        const QString source = arg(1);
-        if (!auth->authMoveFolderContents(source, arg(2)))
-            return answer(false);
-        return answer(VTFileManager::waitUntil([&source] { return VTFileManager::contentsOfDirectory(source).isEmpty(); }, 60s));
-    }
-    if (op == QLatin1String("authorize"))
-        return answer(auth->authStart());
     if (op == QLatin1String("authorize-user"))
         return answer(auth->authStartWithUser(arg(1), arg(2)));
     if (op == QLatin1String("exec")) {
@@ -79,8 +66,6 @@ int main(int argc, char **argv)
         VTLog::finishWriting();
         return status == 0 ? 0 : 1;
     }
-    if (op == QLatin1String("cleanup"))
-        return answer(VTFileManager::cleanUpInterruptedMoves({arg(1)}, arg(2)) >= 0);
     if (op == QLatin1String("writable"))
         return answer(VTFileManager::isWritableFileAtPath(arg(1)));
     if (op == QLatin1String("deletable"))

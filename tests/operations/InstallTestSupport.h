@@ -45,12 +45,6 @@ protected:
         return path;
     }
 
-    QString folder(qint64 kind, qint64 access) { return builder().folder(kind, access); }
-    QString installedAt(qint64 kind, qint64 access, const QString &relative)
-    {
-        return VTPath::join(folder(kind, access), relative);
-    }
-
     static QByteArray marker(const QString &bundle)
     {
         QFile file(VTPath::join(bundle, QStringLiteral("Contents/Resources/marker")));

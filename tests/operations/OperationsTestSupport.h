@@ -1,42 +1,20 @@
 #pragma once
 
-// Shared parts of the operation tests: a sandboxed system with a catalogue
-// and the operations over it, a display interface that records what it was
-// asked to show, and a view that records row reloads.
+// Shared parts of the operation tests: the catalogue fixture with the
+// operations over it, and a view that records row reloads.
 
+#include "../catalogue/CatalogueTestSupport.h"
 #include "../filesystem/FsTestSupport.h"
-#include "OutlineViewController.h"
-#include "VTBundleInfoReader.h"
-#include "VTCatalogueLoader.h"
-#include "VTCatalogueView.h"
 #include "VTEnableOperation.h"
-#include "VTGroupItem.h"
-#include "VTLog.h"
 #include "VTOperationContext.h"
 #include "VTOperationFrame.h"
 #include "VTOperationThreads.h"
 #include "VTOperations.h"
-#include "VTPath.h"
-#include "VTPluginFolders.h"
-#include "VTPluginItem.h"
 #include "VTSafeFs.h"
-#include "VTSandboxBuilder.h"
-#include "VTTestSandbox.h"
+#include "VTSandboxLayout.h"
 #include "VTTreeCopy.h"
-#include "VTRecordingInterface.h"
-#include "VTUserInterface.h"
-
-#include <QDir>
-#include <QFile>
-
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
 
 #include <chrono>
-#include <functional>
-#include <memory>
-#include <mutex>
 
 namespace OpsTest {
 
@@ -67,69 +45,83 @@ inline std::pair<int, QString> run(const QString &program, const QStringList &ar
     return {result.exitCode, QString::fromUtf8(result.out)};
 }
 
-// A sandboxed system (TESSARY_SYSTEM_ROOT and HOME), a log in it, and a
-// catalogue with the operations over it. Build plug-ins with builder(), then
-// reload() to scan them.
-class OperationsTest : public ::testing::Test
+// The catalogue fixture (a window's outline by default) with the operations
+// over it. Build plug-ins with builder(), then reload() to scan them.
+class OperationsTest : public CatalogueSandbox
 {
 protected:
-    explicit OperationsTest(bool window = true) : m_window(window) {}
+    explicit OperationsTest(bool window = true) : CatalogueSandbox(window), m_window(window) {}
 
     void SetUp() override
     {
-        ASSERT_TRUE(m_sandbox.isValid());
-        m_builder = std::make_unique<VTSandboxBuilder>(m_sandbox.root(), m_sandbox.home());
-        VTLog::createNewLog(QStringLiteral("tst_operations"));
-        m_ui = std::make_unique<RecordingInterface>(m_window);
-        m_catalogue = std::make_unique<OutlineViewController>();
+        CatalogueSandbox::SetUp();
         if (m_window)
-            m_catalogue->setView(&m_view);
-        m_loader = std::make_unique<VTCatalogueLoader>(*m_catalogue, *m_ui);
+            catalogue().setView(&m_view);
         VTOperationContext::Steps steps;
         steps.reloadData = [this] { ++m_reloadRequests; };
-        steps.refreshPluginStats = [this] { m_loader->refreshPluginStats(); };
+        steps.refreshPluginStats = [this] { loader().refreshPluginStats(); };
         steps.postTaskErrorString = [this](const QString &text) {
             std::lock_guard lock(m_postedMutex);
             m_posted << text;
         };
-        m_operations = std::make_unique<VTOperations>(*m_catalogue, *m_ui, m_window, steps);
+        m_operations = std::make_unique<VTOperations>(catalogue(), m_ui, m_window, steps);
     }
 
     void TearDown() override
     {
         m_operations.reset();
-        VTBundleInfoReader::shared().waitForAll();
-        m_loader.reset();
-        m_catalogue.reset();
-        VTPluginFolders::setShared(nullptr);
+        CatalogueSandbox::TearDown();
     }
 
-    VTSandboxBuilder &builder() { return *m_builder; }
-    OutlineViewController &catalogue() { return *m_catalogue; }
     VTOperations &operations() { return *m_operations; }
     VTEnableOperation &enabling() { return m_operations->enabling(); }
     VTOperationFrame &frame() { return m_operations->frame(); }
-    RecordingInterface &ui() { return *m_ui; }
+    RecordingInterface &ui() { return m_ui; }
     RecordingView &view() { return m_view; }
-    QString disabledRoot() const { return m_catalogue->disabledPath(); }
 
-    void reload()
-    {
-        m_loader->loadPluginData();
-        VTBundleInfoReader::shared().waitForAll();
-    }
     void waitForOperations() { ASSERT_TRUE(m_operations->threads().waitForAll(std::chrono::seconds(60))); }
 
-    // The record of the plug-in with this file name, after a reload.
-    PluginPtr plugin(const QString &fileName) const
+    // A bundle placed by kind, access, group and state; or one that an
+    // FxFactory folder locks.
+    QString bundle(const QString &name, const QString &group = QString(), bool enabled = true,
+                   qint64 kind = VTSandboxKind::FxPlug, qint64 access = VTSandboxKind::AllUsers)
     {
-        for (const PluginPtr &each : m_catalogue->allPlugins()) {
-            if (each->fileName() == fileName)
-                return each;
-        }
-        return nullptr;
+        VTBundleOptions options;
+        options.group = group;
+        options.enabled = enabled;
+        return builder().addBundle(kind, access, name, options);
     }
-    GroupPtr group(const QString &subdir) const { return m_catalogue->groupMatchingSubdir(subdir); }
+    QString lockedBundle(const QString &name, const QString &group = QString())
+    {
+        VTBundleOptions options;
+        options.group = group;
+        options.fxFactoryManaged = true;
+        return builder().addBundle(VTSandboxKind::FxPlug, VTSandboxKind::AllUsers, name, options);
+    }
+    // A kind's enabled folder joined with a relative path.
+    QString folder(qint64 kind, qint64 access, const QString &relative = QString())
+    {
+        return VTPath::join(builder().folder(kind, access), relative);
+    }
+    QString fxPlug(const QString &relative = QString()) { return folder(VTSandboxKind::FxPlug, VTSandboxKind::AllUsers, relative); }
+    QString userFxPlug(const QString &relative = QString())
+    {
+        return folder(VTSandboxKind::FxPlug, VTSandboxKind::CurrentUser, relative);
+    }
+
+    // A copy of a bundle kept outside every plug-in folder, to compare with.
+    QString keepReference(const QString &bundle)
+    {
+        const QString reference = VTPath::join(m_env.root(), VTPath::lastComponent(bundle) + QStringLiteral(".ref"));
+        EXPECT_EQ(VTTreeCopy::copyTree(AT_FDCWD, VTPath::toNative(bundle).toStdString(), AT_FDCWD,
+                                       VTPath::toNative(reference).toStdString()),
+                  0);
+        return reference;
+    }
+
+    // The record of the plug-in with this file name, after a reload.
+    PluginPtr plugin(const QString &fileName) { return pluginNamed(catalogue().allPlugins(), fileName); }
+    GroupPtr group(const QString &subdir) { return catalogue().groupMatchingSubdir(subdir); }
 
     QStringList posted() const
     {
@@ -154,9 +146,16 @@ protected:
         return lines;
     }
     static bool logged(const QString &text) { return logLines().contains(text); }
+    static int logCount(const QString &prefix)
+    {
+        int count = 0;
+        for (const QString &line : logLines())
+            count += line.startsWith(prefix) ? 1 : 0;
+        return count;
+    }
 
     static bool exists(const QString &path) { return VTSandboxFiles::exists(path); }
-    QString mirror(const QString &path) const { return m_builder->layout().mirror(path); }
+    QString mirror(const QString &path) { return builder().layout().mirror(path); }
     // The original paths trash-cli lists for the sandbox's home trash.
     static QStringList trashList()
     {
@@ -167,15 +166,10 @@ protected:
         return code == 0 ? paths : QStringList();
     }
 
-    VTTestSandbox m_sandbox;
     RecordingView m_view;
 
 private:
     const bool m_window;
-    std::unique_ptr<VTSandboxBuilder> m_builder;
-    std::unique_ptr<RecordingInterface> m_ui;
-    std::unique_ptr<OutlineViewController> m_catalogue;
-    std::unique_ptr<VTCatalogueLoader> m_loader;
     std::unique_ptr<VTOperations> m_operations;
     mutable std::mutex m_postedMutex;
     QStringList m_posted;

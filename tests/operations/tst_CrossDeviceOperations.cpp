@@ -57,15 +57,6 @@ protected:
         ASSERT_TRUE(VTTestSandbox::makeFolder(disabledRoot()));
     }
 
-    QString keepReference(const QString &bundle)
-    {
-        const QString reference = VTPath::join(m_sandbox.root(), QStringLiteral("reference"));
-        EXPECT_EQ(VTTreeCopy::copyTree(AT_FDCWD, VTPath::toNative(bundle).toStdString(), AT_FDCWD,
-                                       VTPath::toNative(reference).toStdString()),
-                  0);
-        return reference;
-    }
-
     QString m_mountPoint;
 };
 

@@ -3,7 +3,7 @@
 // kinds that never move, the roll-back of a failed move, group walks with
 // their progress threshold, the access column and the toolbar toggle.
 
-#include "GroupsTestSupport.h"
+#include "OperationsTestSupport.h"
 
 #include "VTAccessOperation.h"
 #include "VTGuardedMove.h"
@@ -12,7 +12,7 @@ using namespace VTSandboxKind;
 
 namespace {
 
-class AccessOperationTest : public GroupsTest::Fixture
+class AccessOperationTest : public OpsTest::OperationsTest
 {
 protected:
     VTAccessOperation &access() { return operations().access(); }
@@ -98,7 +98,7 @@ TEST_F(AccessOperationTest, AvidAndAdobePluginsNeverMoveAndOpenFXDoes)
     access().setAccess(1, open, false, false);
     EXPECT_TRUE(logged(QStringLiteral("Setting access for plugin Ofx to current user...")));
     EXPECT_EQ(open->pluginAccess(), 1);
-    EXPECT_TRUE(VTPath::isInside(open->pluginPath(), m_sandbox.home()));
+    EXPECT_TRUE(VTPath::isInside(open->pluginPath(), m_env.home()));
     EXPECT_TRUE(exists(ofx));
     EXPECT_TRUE(posted().isEmpty());
 }

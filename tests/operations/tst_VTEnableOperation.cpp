@@ -13,39 +13,17 @@ using namespace VTSandboxKind;
 
 namespace {
 
-VTBundleOptions inGroup(const QString &group, bool enabled = true)
-{
-    VTBundleOptions options;
-    options.group = group;
-    options.enabled = enabled;
-    return options;
-}
-
 class EnableOperationTest : public OpsTest::OperationsTest
 {
 protected:
-    // A copy of a bundle kept outside every plug-in folder, to compare with.
-    QString keepReference(const QString &bundle)
-    {
-        const QString reference = VTPath::join(m_sandbox.root(), VTPath::lastComponent(bundle) + QStringLiteral(".ref"));
-        EXPECT_EQ(VTTreeCopy::copyTree(AT_FDCWD, VTPath::toNative(bundle).toStdString(), AT_FDCWD,
-                                       VTPath::toNative(reference).toStdString()),
-                  0);
-        return reference;
-    }
     int m_buttonRefreshes = 0;
-
-    QString fxPlug(const QString &relative = QString()) const
-    {
-        return VTPath::join(m_sandbox.systemPath(QStringLiteral("/Library/Plug-Ins/FxPlug")), relative);
-    }
 };
 
 } // namespace
 
 TEST_F(EnableOperationTest, DisablingMakesTheMirrorFoldersAndLeavesTheEmptiedGroupFolder)
 {
-    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("MyGroup")));
+    const QString bundle = this->bundle(QStringLiteral("A"), QStringLiteral("MyGroup"));
     ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
     const QString reference = keepReference(bundle);
     reload();
@@ -78,7 +56,7 @@ TEST_F(EnableOperationTest, DisablingMakesTheMirrorFoldersAndLeavesTheEmptiedGro
 
 TEST_F(EnableOperationTest, EnablingMovesBackAndRemovesEmptiedMirrorFoldersUpToTheRoot)
 {
-    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("MyGroup"), false));
+    const QString bundle = this->bundle(QStringLiteral("A"), QStringLiteral("MyGroup"), false);
     ASSERT_TRUE(builder().ok());
     // A ".DS_Store" does not keep a folder.
     const QString kindMirror = mirror(fxPlug());
@@ -104,8 +82,8 @@ TEST_F(EnableOperationTest, EnablingMovesBackAndRemovesEmptiedMirrorFoldersUpToT
 
 TEST_F(EnableOperationTest, TheCleanUpStopsAtTheFirstFolderThatHoldsSomething)
 {
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("Outer/Inner"), false));
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("B"), inGroup(QStringLiteral("Outer"), false));
+    bundle(QStringLiteral("A"), QStringLiteral("Outer/Inner"), false);
+    bundle(QStringLiteral("B"), QStringLiteral("Outer"), false);
     ASSERT_TRUE(builder().ok());
     reload();
 
@@ -190,7 +168,7 @@ TEST_F(EnableOperationTest, ImmutableFlagsAlongBothPathsAreCleared)
 {
     if (!FsTest::isRoot())
         GTEST_SKIP() << "setting the immutable attribute needs root";
-    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("G")));
+    const QString bundle = this->bundle(QStringLiteral("A"), QStringLiteral("G"));
     ASSERT_TRUE(builder().ok());
     reload();
     const QString group = fxPlug(QStringLiteral("G"));
@@ -207,8 +185,8 @@ TEST_F(EnableOperationTest, ImmutableFlagsAlongBothPathsAreCleared)
 TEST_F(EnableOperationTest, AGroupMovesAllItsDescendantsAndAMixedStatusDoesNothing)
 {
     for (const QString &name : {QStringLiteral("A"), QStringLiteral("B")})
-        builder().addBundle(FxPlug, AllUsers, name, inGroup(QStringLiteral("G")));
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("C"), inGroup(QStringLiteral("G/Sub")));
+        bundle(name, QStringLiteral("G"));
+    bundle(QStringLiteral("C"), QStringLiteral("G/Sub"));
     ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr g = group(QStringLiteral("G"));
@@ -239,8 +217,8 @@ TEST_F(EnableOperationTest, AGroupMovesAllItsDescendantsAndAMixedStatusDoesNothi
 
 TEST_F(EnableOperationTest, TheCheckBoxMovesAPluginAtOnceAndAGroupOnAWorker)
 {
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("A"), inGroup(QStringLiteral("G")));
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("B"), inGroup(QStringLiteral("G")));
+    bundle(QStringLiteral("A"), QStringLiteral("G"));
+    bundle(QStringLiteral("B"), QStringLiteral("G"));
     ASSERT_TRUE(builder().ok());
     reload();
     const PluginPtr a = plugin(QStringLiteral("A.fxplug"));
@@ -290,10 +268,10 @@ TEST_F(EnableOperationTest, TheToggleShowsProgressOnlyAboveFourRowsOrFourPlugins
     for (int i = 0; i < 4; ++i)
         builder().addBundle(FxPlug, AllUsers, QStringLiteral("P%1").arg(i));
     for (int i = 0; i < 5; ++i)
-        builder().addBundle(AudioUnit, AllUsers, QStringLiteral("U%1").arg(i), inGroup(QStringLiteral("Five")));
+        bundle(QStringLiteral("U%1").arg(i), QStringLiteral("Five"), true, AudioUnit);
     for (int g = 0; g < 5; ++g) {
         for (int i = 0; i < 2; ++i)
-            builder().addBundle(VST, AllUsers, QStringLiteral("V%1%2").arg(g).arg(i), inGroup(QStringLiteral("Pair%1").arg(g)));
+            bundle(QStringLiteral("V%1%2").arg(g).arg(i), QStringLiteral("Pair%1").arg(g), true, VST);
     }
     ASSERT_TRUE(builder().ok());
     reload();

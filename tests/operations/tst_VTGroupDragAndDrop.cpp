@@ -2,7 +2,7 @@
 // and where it may be dropped, and the reorder thread that moves plug-ins
 // and groups, its progress threshold and its stop at the first failure.
 
-#include "GroupsTestSupport.h"
+#include "OperationsTestSupport.h"
 
 #include "VTExpandedItems.h"
 #include "VTGroupDragAndDrop.h"
@@ -15,7 +15,7 @@ using DropOperation = VTGroupDragAndDrop::DropOperation;
 
 namespace {
 
-class DragAndDropTest : public GroupsTest::Fixture
+class DragAndDropTest : public OpsTest::OperationsTest
 {
 protected:
     VTGroupDragAndDrop &dnd() { return operations().dragAndDrop(); }

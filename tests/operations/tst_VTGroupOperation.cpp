@@ -2,7 +2,7 @@
 // the depth limit, renames in every place a group exists, and moves into
 // groups with the overwrite question.
 
-#include "GroupsTestSupport.h"
+#include "OperationsTestSupport.h"
 
 #include "VTGroupOperation.h"
 #include "VTGroupPlaces.h"
@@ -12,7 +12,7 @@ using namespace VTSandboxKind;
 
 namespace {
 
-class GroupOperationTest : public GroupsTest::Fixture
+class GroupOperationTest : public OpsTest::OperationsTest
 {
 protected:
     VTGroupOperation &groups() { return operations().groups(); }
@@ -22,7 +22,7 @@ protected:
 
 TEST_F(GroupOperationTest, ProposedNamesTakeTheFirstFreeNumber)
 {
-    const QString folder = m_sandbox.systemPath(QStringLiteral("/Proposals"));
+    const QString folder = m_env.systemPath(QStringLiteral("/Proposals"));
     ASSERT_TRUE(VTTestSandbox::makeFolder(folder));
     EXPECT_EQ(VTGroupOperation::proposeGroupFilename(folder), QStringLiteral("Group"));
     // A file of that name takes the name as well as a folder does.
@@ -157,7 +157,7 @@ TEST_F(GroupOperationTest, ThePlacesOfAGroupAreFortyInRenameOrder)
     EXPECT_EQ(places.first(), fxPlug(QStringLiteral("Warm")));
     EXPECT_EQ(places.at(10), userFxPlug(QStringLiteral("Warm")));
     EXPECT_EQ(places.at(20), mirror(fxPlug(QStringLiteral("Warm"))));
-    EXPECT_EQ(places.last(), mirror(m_sandbox.homePath(QStringLiteral("Library/OFX/Plugins/Warm"))));
+    EXPECT_EQ(places.last(), mirror(m_env.homePath(QStringLiteral("Library/OFX/Plugins/Warm"))));
     // Every folder of the folder dictionary except the all-users templates
     // is among them, enabled and disabled.
     for (const auto &kindFolder : catalogue().pluginFolderDict()->folders()) {

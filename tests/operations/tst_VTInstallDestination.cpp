@@ -5,8 +5,6 @@
 #include "VTFinderInfo.h"
 #include "VTInstallDestination.h"
 #include "VTPath.h"
-#include "VTPluginFolders.h"
-#include "VTSandboxLayout.h"
 #include "VTTestSandbox.h"
 
 #include <QTemporaryDir>
@@ -140,29 +138,6 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"UnknownExtension", s("ReadMe.pdf"), Make::File, {}, {}, User, Action::Unrecognized, {}, {}},
         Row{"NoExtensionNoTypeCode", s("Ripple"), Make::File, {}, {}, User, Action::Unrecognized, {}, {}}),
     [](const ::testing::TestParamInfo<Row> &info) { return std::string(info.param.name); });
-
-TEST(InstallDestination, KeysResolveToTheFoldersOfTheManagedSystem)
-{
-    VTTestSandbox sandbox;
-    ASSERT_TRUE(sandbox.isValid());
-    const VTSandboxLayout layout(sandbox.root(), sandbox.home());
-    const VTPluginFolders folders = VTPluginFolders::build();
-    const auto folderOf = [&](const char *key, const QString &category = QString()) {
-        VTInstallDestination destination;
-        destination.action = Action::Install;
-        destination.folderKey = QString::fromLatin1(key);
-        destination.category = category;
-        return destination.folderIn(folders);
-    };
-    using namespace VTSandboxKind;
-    EXPECT_EQ(folderOf("localOFX"), layout.folder(OpenFX, AllUsers));
-    EXPECT_EQ(folderOf("userFxScript"), layout.folder(FxScript, CurrentUser));
-    EXPECT_EQ(folderOf("avidAVX2"), layout.folder(AvidAVX2, AllUsers));
-    EXPECT_EQ(folderOf("userMotionTemplate", kGenerators),
-              VTPath::join(layout.folder(MotionTemplate, CurrentUser), kGenerators));
-    EXPECT_TRUE(folderOf("userMotionTemplate", kGenerators).startsWith(sandbox.home()));
-    EXPECT_TRUE(folderOf("localMotionTemplate", kTitles).startsWith(sandbox.root()));
-}
 
 TEST(InstallDestination, DropIsOfferedOnlyWhenEveryFileQualifies)
 {

@@ -37,10 +37,10 @@ TEST_F(InstallOperationTest, EachKindLandsInItsFolderAsACopy)
 
     installation().installPlugins(sources, nullptr, true, true);
 
-    const QString ofxInstalled = installedAt(OpenFX, AllUsers, QStringLiteral("MyFilter.ofx.bundle"));
-    const QString plainInstalled = installedAt(FxScript, CurrentUser, QStringLiteral("Plain.bundle"));
-    const QString avxInstalled = installedAt(AvidAVX2, AllUsers, QStringLiteral("Grain.avx"));
-    const QString fxplugInstalled = installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"));
+    const QString ofxInstalled = folder(OpenFX, AllUsers, QStringLiteral("MyFilter.ofx.bundle"));
+    const QString plainInstalled = folder(FxScript, CurrentUser, QStringLiteral("Plain.bundle"));
+    const QString avxInstalled = folder(AvidAVX2, AllUsers, QStringLiteral("Grain.avx"));
+    const QString fxplugInstalled = folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"));
     EXPECT_TRUE(OpsTest::sameTree(ofx, ofxInstalled)) << "OpenFX goes to the all-users folder for the current user too";
     EXPECT_TRUE(OpsTest::sameTree(plain, plainInstalled)) << "a bundle without AVX keys is an FxScript plug-in";
     EXPECT_TRUE(OpsTest::sameTree(avx, avxInstalled)) << "an .avx file goes to the AVX2 folder";
@@ -80,7 +80,7 @@ TEST_F(InstallOperationTest, ThreeFilesShowNoProgressSheetAndFourShowOne)
     EXPECT_EQ(steps.value(sheet + 2), QStringLiteral("text:Installing plugins..."));
     EXPECT_GE(ui().steps(QStringLiteral("step")).size(), 4);
     EXPECT_EQ(steps.last(), QStringLiteral("end"));
-    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Again/D.txt"))));
+    EXPECT_TRUE(exists(folder(FxScript, CurrentUser, QStringLiteral("Again/D.txt"))));
 }
 
 TEST_F(InstallOperationTest, AFolderWithItsOwnTemplateIsATemplateAndAnyOtherBecomesAGroup)
@@ -98,15 +98,15 @@ TEST_F(InstallOperationTest, AFolderWithItsOwnTemplateIsATemplateAndAnyOtherBeco
     EXPECT_EQ(VTInstallOperation::countTotalFilesInPathArray({warm, cold}), 6);
     installation().installPlugins({warm, cold}, nullptr, true, true);
 
-    EXPECT_TRUE(OpsTest::sameTree(warm, installedAt(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Warm"))));
+    EXPECT_TRUE(OpsTest::sameTree(warm, folder(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Warm"))));
     EXPECT_TRUE(OpsTest::sameTree(download(QStringLiteral("Cold/Blur.fxplug")),
-                                  installedAt(FxPlug, CurrentUser, QStringLiteral("Cold/Blur.fxplug"))));
-    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Cold/Fade.txt"))));
+                                  folder(FxPlug, CurrentUser, QStringLiteral("Cold/Blur.fxplug"))));
+    EXPECT_TRUE(exists(folder(FxScript, CurrentUser, QStringLiteral("Cold/Fade.txt"))));
     EXPECT_TRUE(OpsTest::sameTree(download(QStringLiteral("Cold/Deep/Echo.component")),
-                                  installedAt(AudioUnit, CurrentUser, QStringLiteral("Cold/Deep/Echo.component"))));
+                                  folder(AudioUnit, CurrentUser, QStringLiteral("Cold/Deep/Echo.component"))));
     for (const qint64 kind : {FxPlug, FxScript, AudioUnit})
-        EXPECT_FALSE(exists(installedAt(kind, CurrentUser, QStringLiteral("Cold/.DS_Store"))));
-    EXPECT_FALSE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Cold/ReadMe.pdf"))));
+        EXPECT_FALSE(exists(folder(kind, CurrentUser, QStringLiteral("Cold/.DS_Store"))));
+    EXPECT_FALSE(exists(folder(FxScript, CurrentUser, QStringLiteral("Cold/ReadMe.pdf"))));
 
     const QStringList log = logLines();
     EXPECT_TRUE(log.contains(QStringLiteral("Creating new group from %1").arg(cold)));
@@ -128,7 +128,7 @@ TEST_F(InstallOperationTest, AnsweringIgnoreListsTheFileAmongTheFailures)
     installation().installPlugins({source, fade}, nullptr, true, true);
 
     EXPECT_TRUE(marker(existing).isEmpty()) << "the existing copy is untouched";
-    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
+    EXPECT_TRUE(exists(folder(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
     EXPECT_EQ(alerts(),
               (QStringList{QStringLiteral("alert:The file Blur.fxplug already exists. Would you like to overwrite it?||"
                                           "Overwrite,Ignore"),
@@ -166,7 +166,7 @@ TEST_F(InstallOperationTest, AnExistingTemplateInItsCategoryFolderIsAskedAbout)
 {
     const QString existing = builder().addMotionTemplate(CurrentUser, QStringLiteral("Generators"), QStringLiteral("Sky"));
     ASSERT_TRUE(builder().ok());
-    ASSERT_EQ(existing, installedAt(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Sky")));
+    ASSERT_EQ(existing, folder(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Sky")));
     const QString source = download(QStringLiteral("Sky"));
     downloadFile(QStringLiteral("Sky/Sky.motn"), "new");
     ui().answerNext(VTUserInterface::FirstButton);
@@ -191,7 +191,7 @@ TEST_F(InstallOperationTest, SourcesThatAreMissingAreReportedAndNothingElseChang
     EXPECT_TRUE(exists(existing));
     EXPECT_TRUE(alerts().contains(QStringLiteral("alert:Installation failed|The following plugins failed to install: \nGone.fxplug|")));
     EXPECT_TRUE(posted().contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(missing)));
-    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
+    EXPECT_TRUE(exists(folder(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
     EXPECT_TRUE(trashedOriginals().isEmpty());
 }
 
@@ -271,7 +271,7 @@ TEST_F(InstallOperationTest, ACopyElsewhereIsTrashedOnlyOnceTheNewOneIsInstalled
     installation().installPlugins({source}, nullptr, true, true);
 
     EXPECT_TRUE(exists(VTPath::join(allUsers, QStringLiteral("Contents/Info.plist"))));
-    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
     EXPECT_TRUE(trashedOriginals().isEmpty());
 }
 
@@ -288,7 +288,7 @@ TEST_F(InstallOperationTest, InstallingAPluginFromItsOwnPlaceNeverTrashesIt)
     // For all users the only existing copy would be the source itself.
     installation().installPlugins({installed}, nullptr, false, true);
     EXPECT_TRUE(exists(installed));
-    EXPECT_FALSE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Blur.fxplug"))));
+    EXPECT_FALSE(exists(folder(FxPlug, AllUsers, QStringLiteral("Blur.fxplug"))));
     EXPECT_EQ(alerts(), QStringList{QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|")});
     EXPECT_TRUE(trashedOriginals().isEmpty());
 }
@@ -306,24 +306,24 @@ TEST_F(InstallOperationTest, TheTargetGroupGivesTheSubfolder)
     ASSERT_TRUE(color && inside);
 
     installation().installPlugins({downloadBundle(QStringLiteral("New.fxplug"))}, color, false, true);
-    EXPECT_TRUE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Color/New.fxplug"))));
+    EXPECT_TRUE(exists(folder(FxPlug, AllUsers, QStringLiteral("Color/New.fxplug"))));
 
     // A plug-in stands for its group.
     installation().installPlugins({downloadFile(QStringLiteral("Other.txt"))}, inside, true, true);
-    EXPECT_TRUE(exists(installedAt(FxScript, CurrentUser, QStringLiteral("Color/Other.txt"))));
+    EXPECT_TRUE(exists(folder(FxScript, CurrentUser, QStringLiteral("Color/Other.txt"))));
 
     // The existing-copy search looks in the group's subfolder only.
     const QString same = downloadBundle(QStringLiteral("Same.fxplug"));
     installation().installPlugins({same}, color, false, true);
     EXPECT_TRUE(alerts().isEmpty());
-    EXPECT_TRUE(OpsTest::sameTree(same, installedAt(FxPlug, AllUsers, QStringLiteral("Color/Same.fxplug"))));
+    EXPECT_TRUE(OpsTest::sameTree(same, folder(FxPlug, AllUsers, QStringLiteral("Color/Same.fxplug"))));
     EXPECT_TRUE(marker(topLevel).isEmpty());
 
     // A folder dropped on the group becomes a group inside it, shown at once.
     const QString warm = download(QStringLiteral("Warm"));
     downloadBundle(QStringLiteral("Warm/A.fxplug"));
     installation().installPlugins({warm}, color, false, true);
-    EXPECT_TRUE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Color/Warm/A.fxplug"))));
+    EXPECT_TRUE(exists(folder(FxPlug, AllUsers, QStringLiteral("Color/Warm/A.fxplug"))));
     const GroupPtr nested = group(QStringLiteral("Color/Warm"));
     ASSERT_TRUE(nested);
     EXPECT_EQ(nested->parent(), color);
@@ -336,7 +336,7 @@ TEST_F(InstallOperationTest, AnFxScriptFileKeepsItsTypeCode)
 
     installation().installPlugins({ripple}, nullptr, true, true);
 
-    const QString installed = installedAt(FxScript, CurrentUser, QStringLiteral("Ripple"));
+    const QString installed = folder(FxScript, CurrentUser, QStringLiteral("Ripple"));
     EXPECT_EQ(VTFinderInfo::typeCode(installed), QByteArrayLiteral("FCSC"));
 }
 
@@ -367,9 +367,9 @@ TEST_F(InstallOperationTest, AContainingFolderThatCannotBeMadeEndsTheWholeInstal
     installation().installPlugins({a, groupFolder, b, c}, nullptr, true, true);
 
     const QString unmade = VTPath::join(folder(FxScript, CurrentUser), QStringLiteral("G"));
-    EXPECT_TRUE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
-    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("B.fxplug")))) << "the outer call stops too";
-    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("C.fxplug"))));
+    EXPECT_TRUE(exists(folder(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("B.fxplug")))) << "the outer call stops too";
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("C.fxplug"))));
     EXPECT_EQ(alerts(), QStringList{QStringLiteral("alert:Unable to create directory %1|Please check your file permissions.|").arg(unmade)});
     EXPECT_EQ(reloadRequests(), 0);
     EXPECT_EQ(ui().steps().last(), QStringLiteral("end")) << "the progress sheet is closed";

@@ -44,7 +44,7 @@ TEST_F(InstallRequestsTest, ADropIsRefusedUnlessEveryFileCanBeInstalled)
     EXPECT_TRUE(m_notifications.isEmpty());
     EXPECT_TRUE(alerts().isEmpty());
     EXPECT_FALSE(logged(QStringLiteral("User dropped new plugins. Installing...")));
-    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
 }
 
 TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupForTheChosenAccess)
@@ -66,8 +66,8 @@ TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupForTheChosenAcc
     ASSERT_EQ(m_notifications.size(), 1);
     EXPECT_EQ(m_notifications.first().value(QStringLiteral("fileList")).toStringList(), dropped);
     EXPECT_EQ(alerts().value(0), question("these plugins"));
-    EXPECT_TRUE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Color/A.fxplug"))));
-    EXPECT_TRUE(exists(installedAt(FxScript, AllUsers, QStringLiteral("Color/B.txt"))));
+    EXPECT_TRUE(exists(folder(FxPlug, AllUsers, QStringLiteral("Color/A.fxplug"))));
+    EXPECT_TRUE(exists(folder(FxScript, AllUsers, QStringLiteral("Color/B.txt"))));
     const QStringList log = logLines();
     const qsizetype dropLine = log.indexOf(QStringLiteral("User dropped new plugins. Installing..."));
     const qsizetype askLine =
@@ -92,8 +92,8 @@ TEST_F(InstallRequestsTest, ADropBelowTheRowsInstallsAtTheTopLevel)
 
     EXPECT_TRUE(view().selection.isEmpty()) << "an earlier selection must not pick the group";
     EXPECT_EQ(alerts().value(0), question("this plugin"));
-    EXPECT_TRUE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
-    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Color/A.fxplug"))));
+    EXPECT_TRUE(exists(folder(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Color/A.fxplug"))));
 }
 
 TEST_F(InstallRequestsTest, OpenedFilesArePendingUntilInstalledOrCancelled)
@@ -107,8 +107,8 @@ TEST_F(InstallRequestsTest, OpenedFilesArePendingUntilInstalledOrCancelled)
     ASSERT_EQ(m_notifications.size(), 1);
     EXPECT_EQ(m_notifications.first().value(QStringLiteral("fileList")).toStringList(), QStringList{blur});
     EXPECT_EQ(alerts(), QStringList{question("this plugin")});
-    EXPECT_FALSE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
-    EXPECT_FALSE(exists(installedAt(FxPlug, AllUsers, QStringLiteral("Blur.fxplug"))));
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
+    EXPECT_FALSE(exists(folder(FxPlug, AllUsers, QStringLiteral("Blur.fxplug"))));
     EXPECT_TRUE(installation().pendingInstallList().isEmpty());
     EXPECT_EQ(reloadRequests(), 0);
 
@@ -120,7 +120,7 @@ TEST_F(InstallRequestsTest, OpenedFilesArePendingUntilInstalledOrCancelled)
     requests().openFiles({blur});
     waitForOperations();
     EXPECT_EQ(pendingWhileInstalling, QStringList{blur});
-    EXPECT_TRUE(exists(installedAt(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
+    EXPECT_TRUE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
     EXPECT_TRUE(installation().pendingInstallList().isEmpty());
 }
 

@@ -36,49 +36,36 @@ ThreadState threadState(pid_t thread)
     return state;
 }
 
-void runEveryDisplayStep(VTOperationFrame &frame)
-{
-    frame.startProgress();
-    frame.showProgressWindow();
-    frame.setIndeterminateProgress();
-    frame.setDeterminateProgress(5);
-    frame.incrementProgress();
-    frame.updateProgressText(QStringLiteral("Moving files..."));
-    frame.endProgressWindow();
-    frame.endProgress();
-}
-
 } // namespace
 
-TEST(VTOperationFrame, WithoutAUserInterfaceNothingIsShownButCancelStillCounts)
+// Display steps reach the interface only with a window; showing and closing
+// the sheet clear the cancel flag with or without one.
+TEST(VTOperationFrame, DisplayStepsNeedAWindowAndTheSheetClearsTheCancelFlag)
 {
-    RecordingInterface ui(false);
-    VTOperationFrame frame(ui, false);
-    runEveryDisplayStep(frame);
-    EXPECT_TRUE(ui.steps().isEmpty());
-
-    frame.cancelProgress();
-    EXPECT_TRUE(frame.processingCancelled());
-    frame.endProgressWindow();
-    EXPECT_FALSE(frame.processingCancelled()) << "closing the sheet clears the flag even with no sheet";
-}
-
-TEST(VTOperationFrame, ShowingAndClosingTheSheetClearTheCancelFlag)
-{
-    RecordingInterface ui(true);
-    VTOperationFrame frame(ui, true);
-    frame.cancelProgress();
-    frame.showProgressWindow();
-    EXPECT_FALSE(frame.processingCancelled());
-
-    frame.setDeterminateProgress(5);
-    for (int i = 0; i < 5; ++i)
-        frame.incrementProgress();
-    EXPECT_EQ(ui.steps(QStringLiteral("step")).size(), 5);
-
-    frame.setProcessingCancelled(true);
-    frame.endProgressWindow();
-    EXPECT_FALSE(frame.processingCancelled());
+    for (const bool window : {false, true}) {
+        SCOPED_TRACE(window ? "window" : "no window");
+        RecordingInterface ui(window);
+        VTOperationFrame frame(ui, window);
+        frame.startProgress();
+        frame.cancelProgress();
+        EXPECT_TRUE(frame.processingCancelled());
+        frame.showProgressWindow();
+        EXPECT_FALSE(frame.processingCancelled());
+        frame.setIndeterminateProgress();
+        frame.setDeterminateProgress(5);
+        for (int i = 0; i < 5; ++i)
+            frame.incrementProgress();
+        frame.updateProgressText(QStringLiteral("Moving files..."));
+        frame.setProcessingCancelled(true);
+        frame.endProgressWindow();
+        EXPECT_FALSE(frame.processingCancelled());
+        frame.endProgress();
+        const QStringList shown{QStringLiteral("busy"), QStringLiteral("sheet"), QStringLiteral("indeterminate"),
+                                QStringLiteral("max:5"), QStringLiteral("step"), QStringLiteral("step"),
+                                QStringLiteral("step"), QStringLiteral("step"), QStringLiteral("step"),
+                                QStringLiteral("text:Moving files..."), QStringLiteral("end"), QStringLiteral("idle")};
+        EXPECT_EQ(ui.steps(), window ? shown : QStringList());
+    }
 }
 
 TEST(VTOperationFrame, WaitOnProcessingWaitsForTheCancelFlagNotForTheCount)

@@ -18,29 +18,16 @@ class RemovalTest : public OpsTest::OperationsTest
 protected:
     VTRemovalOperation &removal() { return operations().removal(); }
     VTFolderCleanup &cleanup() { return operations().cleanup(); }
-
-    QString fxPlug(const QString &relative = QString()) const
-    {
-        return VTPath::join(m_sandbox.systemPath(QStringLiteral("/Library/Plug-Ins/FxPlug")), relative);
-    }
-    QString bundleIn(const QString &name, const QString &group = QString(), bool enabled = true)
-    {
-        VTBundleOptions options;
-        options.group = group;
-        options.enabled = enabled;
-        return builder().addBundle(FxPlug, AllUsers, name, options);
-    }
-
 };
 
 } // namespace
 
 TEST_F(RemovalTest, AGroupSelectedWithOneOfItsPluginsIsRemovedOnce)
 {
-    const QString a = bundleIn(QStringLiteral("A"), QStringLiteral("G"));
-    const QString b = bundleIn(QStringLiteral("B"), QStringLiteral("G/Sub"));
-    const QString c = bundleIn(QStringLiteral("C"), QStringLiteral("G"), false);
-    const QString lone = bundleIn(QStringLiteral("Lone"));
+    const QString a = bundle(QStringLiteral("A"), QStringLiteral("G"));
+    const QString b = bundle(QStringLiteral("B"), QStringLiteral("G/Sub"));
+    const QString c = bundle(QStringLiteral("C"), QStringLiteral("G"), false);
+    const QString lone = bundle(QStringLiteral("Lone"));
     ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr g = group(QStringLiteral("G"));
@@ -75,7 +62,7 @@ TEST_F(RemovalTest, ThreePluginsShowNoProgressAndFourDo)
     QList<ItemPtr> plugins;
     QStringList paths;
     for (int i = 0; i < 7; ++i)
-        paths << bundleIn(QStringLiteral("P%1").arg(i));
+        paths << bundle(QStringLiteral("P%1").arg(i));
     ASSERT_TRUE(builder().ok());
     reload();
     for (int i = 0; i < 7; ++i)
@@ -102,7 +89,7 @@ TEST_F(RemovalTest, ThreePluginsShowNoProgressAndFourDo)
 
 TEST_F(RemovalTest, OnlyRemoveGoesAheadAndTheQuestionNamesWhatIsSelected)
 {
-    const QString a = bundleIn(QStringLiteral("A"), QStringLiteral("G"));
+    const QString a = bundle(QStringLiteral("A"), QStringLiteral("G"));
     ASSERT_TRUE(builder().ok());
     reload();
     const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
@@ -122,8 +109,8 @@ TEST_F(RemovalTest, OnlyRemoveGoesAheadAndTheQuestionNamesWhatIsSelected)
 
 TEST_F(RemovalTest, APluginInAGroupLeavesItsGroupWithoutARedisplay)
 {
-    const QString a = bundleIn(QStringLiteral("A"), QStringLiteral("G"));
-    bundleIn(QStringLiteral("B"), QStringLiteral("G"));
+    const QString a = bundle(QStringLiteral("A"), QStringLiteral("G"));
+    bundle(QStringLiteral("B"), QStringLiteral("G"));
     ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr g = group(QStringLiteral("G"));
@@ -142,9 +129,9 @@ TEST_F(RemovalTest, APluginInAGroupLeavesItsGroupWithoutARedisplay)
 
 TEST_F(RemovalTest, DeleteAllDisabledEmptiesTheDisabledTreeAfterAsking)
 {
-    const QString a = bundleIn(QStringLiteral("A"), QStringLiteral("G"), false);
-    const QString b = bundleIn(QStringLiteral("B"), QString(), false);
-    const QString enabled = bundleIn(QStringLiteral("C"));
+    const QString a = bundle(QStringLiteral("A"), QStringLiteral("G"), false);
+    const QString b = bundle(QStringLiteral("B"), QString(), false);
+    const QString enabled = bundle(QStringLiteral("C"));
     ASSERT_TRUE(builder().ok());
 
     ui().answerNext(VTUserInterface::SecondButton);
@@ -223,11 +210,11 @@ TEST_F(RemovalTest, KindFoldersAndSystemFoldersAreNeverRemoved)
     EXPECT_TRUE(exists(kindFolder));
     EXPECT_TRUE(cleanup().isKindFolder(kindFolder + u'/'));
 
-    const QString userAudioUnits = VTPath::join(m_sandbox.home(), QStringLiteral("Library/Audio/Plug-Ins/Components"));
+    const QString userAudioUnits = VTPath::join(m_env.home(), QStringLiteral("Library/Audio/Plug-Ins/Components"));
     EXPECT_FALSE(cleanup().removeEmptyFolder(userAudioUnits, false));
     EXPECT_TRUE(exists(userAudioUnits));
 
-    const QString systemFolder = m_sandbox.systemPath(QStringLiteral("/Users/Shared"));
+    const QString systemFolder = m_env.systemPath(QStringLiteral("/Users/Shared"));
     ASSERT_TRUE(VTTestSandbox::makeFolder(systemFolder));
     EXPECT_FALSE(cleanup().removeEmptyFolder(systemFolder, false));
     EXPECT_TRUE(exists(systemFolder));
@@ -267,7 +254,7 @@ TEST_F(RemovalTest, AStartClearsWhatAnInterruptedTrashLeftInTheTrash)
 {
     // A privileged trash across file systems copies into files/ under a
     // temporary name first; a kill in the middle leaves that copy behind.
-    const QString files = m_sandbox.homePath(QStringLiteral(".local/share/Trash/files"));
+    const QString files = m_env.homePath(QStringLiteral(".local/share/Trash/files"));
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(files, QStringLiteral(".vtmove.0123456789abcdef/Contents/half")), "x"));
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(files, QStringLiteral("Kept.fxplug/Contents/Info.plist")), "kept"));
 

@@ -26,15 +26,11 @@ const QString kExpress = QStringLiteral("com.apple.FinalCutExpress");
 
 } // namespace
 
-TEST_F(VTApplicationLocatorTest, NothingInstalled)
+TEST_F(VTApplicationLocatorTest, FindsApplicationsIgnoringCase)
 {
     EXPECT_TRUE(VTApplicationLocator::applicationPathForBundleIdentifier(kExpress).isEmpty());
     EXPECT_FALSE(VTApplicationLocator::isInstalled(kExpress));
     EXPECT_FALSE(VTApplicationLocator::isInstalled(QString()));
-}
-
-TEST_F(VTApplicationLocatorTest, FindsApplicationsIgnoringCase)
-{
     const QString express = allUsersApp(QStringLiteral("Final Cut Express.app"));
     ASSERT_TRUE(VTTestSandbox::makeApplication(express, kExpress));
     EXPECT_EQ(VTApplicationLocator::applicationPathForBundleIdentifier(kExpress), express);
@@ -43,7 +39,7 @@ TEST_F(VTApplicationLocatorTest, FindsApplicationsIgnoringCase)
     EXPECT_FALSE(VTApplicationLocator::isInstalled(QStringLiteral("com.apple.FinalCut"))) << "no prefix match";
 }
 
-TEST_F(VTApplicationLocatorTest, SearchesOneLevelOfSubfoldersAndNoDeeper)
+TEST_F(VTApplicationLocatorTest, SearchesOneLevelOfSubfoldersTopFirstAndNoDeeper)
 {
     const QString symphony = allUsersApp(QStringLiteral("Avid Symphony/Avid Symphony.app"));
     ASSERT_TRUE(VTTestSandbox::makeApplication(symphony, QStringLiteral("com.avid.Symphony")));
@@ -52,6 +48,13 @@ TEST_F(VTApplicationLocatorTest, SearchesOneLevelOfSubfoldersAndNoDeeper)
 
     EXPECT_EQ(VTApplicationLocator::applicationPathForBundleIdentifier(QStringLiteral("com.avid.symphony")), symphony);
     EXPECT_FALSE(VTApplicationLocator::isInstalled(QStringLiteral("com.example.deep")));
+
+    // A bundle at the top comes before one of the same identifier in a subfolder.
+    const QString inFolder = allUsersApp(QStringLiteral("A Folder/Twin.app"));
+    const QString atTop = allUsersApp(QStringLiteral("Z Twin.app"));
+    ASSERT_TRUE(VTTestSandbox::makeApplication(inFolder, QStringLiteral("com.example.twin")));
+    ASSERT_TRUE(VTTestSandbox::makeApplication(atTop, QStringLiteral("com.example.twin")));
+    EXPECT_EQ(VTApplicationLocator::applicationPathForBundleIdentifier(QStringLiteral("com.example.twin")), atTop);
 }
 
 TEST_F(VTApplicationLocatorTest, ApplicationsInsideBundlesAreNotSearched)
@@ -77,15 +80,6 @@ TEST_F(VTApplicationLocatorTest, UserApplicationsAreFoundAfterAllUsersOnes)
 
     const QStringList bundles = VTApplicationLocator::applicationBundles();
     EXPECT_EQ(bundles, (QStringList{shared, mine}));
-}
-
-TEST_F(VTApplicationLocatorTest, BundlesAtTheTopComeBeforeThoseInSubfolders)
-{
-    const QString inFolder = allUsersApp(QStringLiteral("A Folder/Twin.app"));
-    const QString atTop = allUsersApp(QStringLiteral("Z Twin.app"));
-    ASSERT_TRUE(VTTestSandbox::makeApplication(inFolder, QStringLiteral("com.example.twin")));
-    ASSERT_TRUE(VTTestSandbox::makeApplication(atTop, QStringLiteral("com.example.twin")));
-    EXPECT_EQ(VTApplicationLocator::applicationPathForBundleIdentifier(QStringLiteral("com.example.twin")), atTop);
 }
 
 TEST_F(VTApplicationLocatorTest, BrokenAndForeignBundlesAreSkipped)

@@ -1,6 +1,7 @@
 #include "VTBundle.h"
 
 #include "VTPropertyList.h"
+#include "VTTestSandbox.h"
 
 #include <QDir>
 #include <QFile>
@@ -19,14 +20,7 @@ protected:
 
     QString path(const QString &relative) const { return m_dir.filePath(relative); }
 
-    void write(const QString &relative, const QByteArray &bytes)
-    {
-        const QString file = path(relative);
-        ASSERT_TRUE(QDir().mkpath(QFileInfo(file).path()));
-        QFile out(file);
-        ASSERT_TRUE(out.open(QIODevice::WriteOnly));
-        out.write(bytes);
-    }
+    void write(const QString &relative, const QByteArray &bytes) { ASSERT_TRUE(VTTestSandbox::makeFile(path(relative), bytes)); }
 
     // A bundle folder with an Info.plist in the given format.
     QString makeBundle(const QString &name, const QVariantMap &info,
@@ -208,19 +202,4 @@ TEST_F(BundleDir, ExecutableNameCannotLeaveTheBundle)
     }
     const VTBundle number(makeBundle(QStringLiteral("N.fxplug"), info({{"CFBundleExecutable", qint64(5)}})));
     EXPECT_TRUE(number.executablePath().isEmpty());
-}
-
-TEST_F(BundleDir, ExecutableArchitectures)
-{
-    const QString bundle = makeBundle(QStringLiteral("A.component"), info({{"CFBundleExecutable", QStringLiteral("A")}}));
-    // A little-endian 64-bit Intel header with no load commands.
-    QByteArray header("\xCF\xFA\xED\xFE\x07\x00\x00\x01\x03\x00\x00\x00", 12);
-    header.append(QByteArray(20, '\0'));
-    write(QStringLiteral("A.component/Contents/MacOS/A"), header);
-    const auto archs = VTBundle(bundle).executableArchitectures();
-    ASSERT_EQ(archs.size(), 1);
-    EXPECT_EQ(archs.first().cpuType, VTMachO::CpuTypeX86 | VTMachO::CpuArch64);
-
-    write(QStringLiteral("A.component/Contents/MacOS/A"), "#!/bin/sh\necho hi\n");
-    EXPECT_TRUE(VTBundle(bundle).executableArchitectures().isEmpty());
 }

@@ -1,10 +1,14 @@
 // The tessary-sandbox command: its shell output, its manifest and its refusals.
 
-#include "SandboxTestSupport.h"
+#include "VTTestProcess.h"
+#include "VTTestSandbox.h"
+
+#include <gtest/gtest.h>
 
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 
@@ -17,7 +21,7 @@ QString tool()
 
 QJsonObject readJson(const QString &path)
 {
-    return QJsonDocument::fromJson(SandboxTest::readBytes(path)).object();
+    return QJsonDocument::fromJson(VTTestSandbox::readFile(path)).object();
 }
 
 } // namespace
@@ -31,7 +35,7 @@ TEST(SandboxTool, DemoPrintsAnExportLineTheShellAccepts)
     const QString manifest = temp.filePath(QStringLiteral("manifest.json"));
     const QString script = QStringLiteral("eval \"$(\"$0\" demo \"$1\" --manifest \"$2\")\" || exit 9; "
                                           "printf '%s\\n%s\\n' \"$TESSARY_SYSTEM_ROOT\" \"$HOME\"");
-    const auto result = SandboxTest::run(QStringLiteral("/bin/bash"),
+    const auto result = VTTest::run(QStringLiteral("/bin/bash"),
                                          {QStringLiteral("-c"), script, tool(), dir, manifest});
     ASSERT_EQ(result.exitCode, 0) << result.err.constData();
     const QStringList lines = QString::fromUtf8(result.out).split(u'\n', Qt::SkipEmptyParts);
@@ -59,7 +63,7 @@ TEST(SandboxTool, ScaledHonoursCountAndSeed)
     for (const QString &name : {QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}) {
         const QString seed = name == QLatin1String("c") ? QStringLiteral("8") : QStringLiteral("7");
         const QString manifest = temp.filePath(name + QStringLiteral(".json"));
-        const auto result = SandboxTest::run(tool(), {QStringLiteral("scaled"), QStringLiteral("250"),
+        const auto result = VTTest::run(tool(), {QStringLiteral("scaled"), QStringLiteral("250"),
                                                       temp.filePath(name), QStringLiteral("--seed"), seed,
                                                       QStringLiteral("--manifest"), manifest});
         ASSERT_EQ(result.exitCode, 0) << result.err.constData();
@@ -88,13 +92,13 @@ TEST(SandboxTool, RefusesBadArgumentsAndUsedFolders)
 {
     QTemporaryDir temp;
     ASSERT_TRUE(temp.isValid());
-    EXPECT_EQ(SandboxTest::run(tool(), {}).exitCode, 2);
-    EXPECT_EQ(SandboxTest::run(tool(), {QStringLiteral("scaled"), QStringLiteral("many"), temp.path()}).exitCode, 2);
-    EXPECT_EQ(SandboxTest::run(tool(), {QStringLiteral("demo"), temp.path(), QStringLiteral("--seed")}).exitCode, 2);
-    EXPECT_EQ(SandboxTest::run(tool(), {QStringLiteral("other"), temp.path()}).exitCode, 2);
+    EXPECT_EQ(VTTest::run(tool(), {}).exitCode, 2);
+    EXPECT_EQ(VTTest::run(tool(), {QStringLiteral("scaled"), QStringLiteral("many"), temp.path()}).exitCode, 2);
+    EXPECT_EQ(VTTest::run(tool(), {QStringLiteral("demo"), temp.path(), QStringLiteral("--seed")}).exitCode, 2);
+    EXPECT_EQ(VTTest::run(tool(), {QStringLiteral("other"), temp.path()}).exitCode, 2);
 
     ASSERT_TRUE(QDir().mkpath(temp.filePath(QStringLiteral("used/root/Library"))));
-    const auto result = SandboxTest::run(tool(), {QStringLiteral("demo"), temp.filePath(QStringLiteral("used"))});
+    const auto result = VTTest::run(tool(), {QStringLiteral("demo"), temp.filePath(QStringLiteral("used"))});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.err.contains("already holds a sandbox"));
     EXPECT_TRUE(result.out.isEmpty());

@@ -1,6 +1,8 @@
 #include "VTSandboxBuilder.h"
 
-#include "SandboxTestSupport.h"
+#include "VTTestProcess.h"
+
+#include <gtest/gtest.h>
 
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -25,7 +27,7 @@ namespace {
 QJsonObject verifyWithPython(const VTSandboxBuilder &builder, const QString &manifestPath)
 {
     EXPECT_TRUE(builder.manifest().writeJson(manifestPath));
-    return SandboxTest::pythonJson(R"PY(
+    const QJsonValue check = VTTest::pythonJson(R"PY(
 import json, os, struct, plistlib, sys
 m = json.load(open(sys.argv[1]))
 names = {7: 'i386', 0x1000007: 'x86_64', 18: 'ppc', 0x1000012: 'ppc64', 0x100000c: 'arm64'}
@@ -87,8 +89,9 @@ for p in plugins:
 disabled_on_disk = sum(1 for p in plugins if p['path'].startswith(m['disabledRoot'] + '/') and os.path.exists(p['path']))
 print(json.dumps({'bundles': len(found), 'disabledOnDisk': disabled_on_disk, 'problems': problems[:20]}))
 )PY",
-                                   {manifestPath})
-        .toObject();
+                                                {manifestPath});
+    EXPECT_TRUE(check.isObject()) << "the Python check did not run to its end";
+    return check.toObject();
 }
 
 } // namespace

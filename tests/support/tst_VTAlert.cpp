@@ -19,7 +19,7 @@ TEST(VTAlert, WithoutAWindowTheAlertIsOneLineOnStandardOutput)
                                    {QStringLiteral("Repair"), QStringLiteral("Cancel")});
     }
     EXPECT_EQ(answer, VTUserInterface::FirstButton);
-    EXPECT_EQ(readWholeFile(out),
+    EXPECT_EQ(TestSandbox::readFile(out),
               "Permissions incorrectly set Tessary has determined that the permissions are wrong. Repair?\n");
 
     {
@@ -27,7 +27,7 @@ TEST(VTAlert, WithoutAWindowTheAlertIsOneLineOnStandardOutput)
         answer = VTAlert::runModal(console, QStringLiteral("Tessary: Done"), QString());
     }
     EXPECT_EQ(answer, 1000);
-    EXPECT_EQ(readWholeFile(out), "Tessary: Done\n");
+    EXPECT_EQ(TestSandbox::readFile(out), "Tessary: Done\n");
 }
 
 TEST(VTAlert, SheetOrModalWithTheChosenButton)
@@ -63,5 +63,5 @@ TEST(VTAlert, AtMostThreeButtonsAndNoEmptyOnes)
     ASSERT_EQ(window.alerts().size(), 1);
     EXPECT_EQ(window.alerts()[0].buttons, (QStringList{QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")}));
     VTLog::finishWriting();
-    EXPECT_TRUE(readWholeFile(VTLog::currentLogPath()).contains("\"D\" is left out"));
+    EXPECT_TRUE(TestSandbox::readFile(VTLog::currentLogPath()).contains("\"D\" is left out"));
 }

@@ -12,7 +12,7 @@ struct MoveRefused : std::logic_error {
 };
 } // namespace vt_test
 
-TEST(VTException, DescribesTypeAndReason)
+TEST(VTException, DescribesTypeAndReasonOfWhateverWasCaught)
 {
     try {
         throw std::runtime_error("disk full");
@@ -27,10 +27,7 @@ TEST(VTException, DescribesTypeAndReason)
         EXPECT_EQ(VTException::describe(e, "movePlugin"),
                   QStringLiteral("Exception in movePlugin. vt_test::MoveRefused - target exists."));
     }
-}
-
-TEST(VTException, DescribesWhateverCatchAllCaught)
-{
+    // Whatever a catch-all caught.
     try {
         throw std::out_of_range("index 12");
     } catch (...) {
@@ -64,7 +61,7 @@ TEST(VTException, ExceptionsReachTheLog)
         VTException::logCurrentException("trashFile");
     }
     VTLog::finishWriting();
-    const QByteArray log = readWholeFile(VTLog::currentLogPath());
+    const QByteArray log = TestSandbox::readFile(VTLog::currentLogPath());
     EXPECT_TRUE(log.contains(" - Exception in installPlugins. std::invalid_argument - bad path.\n")) << log.toStdString();
     EXPECT_TRUE(log.contains(" - Exception in trashFile. long - no description.\n")) << log.toStdString();
 }

@@ -34,7 +34,7 @@ QString expectedFolder(const TestSandbox &sandbox)
 
 QStringList lines(const QString &path)
 {
-    QString text = QString::fromUtf8(readWholeFile(path));
+    QString text = QString::fromUtf8(TestSandbox::readFile(path));
     if (text.endsWith(u'\n'))
         text.chop(1);
     return text.isEmpty() ? QStringList() : text.split(u'\n');
@@ -104,11 +104,11 @@ TEST(VTLog, HeaderAndEntryFormat)
         VTLog::appendLogAndPrint(QStringLiteral("printed entry"));
     }
     VTLog::finishWriting();
-    EXPECT_EQ(readWholeFile(sandbox.path() + QStringLiteral("/stdout.txt")), "printed entry\n");
+    EXPECT_EQ(TestSandbox::readFile(sandbox.path() + QStringLiteral("/stdout.txt")), "printed entry\n");
     EXPECT_EQ(VTLog::queuedBytes(), 0);
 
     const QStringList all = lines(path);
-    ASSERT_EQ(all.size(), 8) << readWholeFile(path).toStdString();
+    ASSERT_EQ(all.size(), 8) << TestSandbox::readFile(path).toStdString();
     // Logs name every privileged step: they are the user's alone.
     struct stat file {}, folder {};
     ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &file), 0);

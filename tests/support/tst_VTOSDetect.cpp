@@ -20,7 +20,7 @@ void expectVersion(const VTOSDetect::Version &actual, long major, long minor, lo
 
 } // namespace
 
-TEST(VTOSDetect, LegacyValuesBelow1040AreBinaryCodedDecimal)
+TEST(VTOSDetect, LegacyValuesAreBinaryCodedDecimalBelow1040AndTheSelectorsFromThere)
 {
     // The three selectors hold rubbish here: below 0x1040 they must be ignored.
     expectVersion(VTOSDetect::decodeLegacy(0x1039, 99, 99, 99), 10, 3, 9);
@@ -28,10 +28,7 @@ TEST(VTOSDetect, LegacyValuesBelow1040AreBinaryCodedDecimal)
     expectVersion(VTOSDetect::decodeLegacy(0x1000, 99, 99, 99), 10, 0, 0);
     // The major number is the two high nibbles read as decimal digits.
     expectVersion(VTOSDetect::decodeLegacy(0x0939, 99, 99, 99), 9, 3, 9);
-}
-
-TEST(VTOSDetect, LegacyValuesFrom1040UseTheThreeSelectors)
-{
+    // From 0x1040 on, the three selectors.
     expectVersion(VTOSDetect::decodeLegacy(0x1040, 10, 4, 11), 10, 4, 11);
     // A bug-fix above 9 cannot be written in the packed form at all.
     expectVersion(VTOSDetect::decodeLegacy(0x1049, 10, 4, 11), 10, 4, 11);

@@ -7,8 +7,6 @@
 #include <QDBusMessage>
 #include <QElapsedTimer>
 #include <QObject>
-#include <QProcess>
-#include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
@@ -16,8 +14,6 @@
 #include <thread>
 #include <vector>
 
-#include <csignal>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -83,30 +79,17 @@ public:
     static void SetUpTestSuite()
     {
         s_environment = std::make_unique<ScopedEnvironment>();
-        s_daemon = std::make_unique<QProcess>();
-        const QString daemon = QStandardPaths::findExecutable(QStringLiteral("dbus-daemon"));
-        if (daemon.isEmpty())
-            return;
+        s_daemon = std::make_unique<VTTest::Process>();
         // The bus ends with this program even when a test aborts it.
-        s_daemon->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-        s_daemon->start(daemon, {QStringLiteral("--session"), QStringLiteral("--print-address"),
-                                 QStringLiteral("--nofork")});
-        if (!s_daemon->waitForStarted(5000))
-            return;
-        QElapsedTimer timer;
-        timer.start();
-        while (!s_daemon->canReadLine() && timer.elapsed() < 5000)
-            s_daemon->waitForReadyRead(100);
-        s_address = QString::fromUtf8(s_daemon->readLine()).trimmed();
+        if (s_daemon->start(QStringLiteral("setpriv"), {QStringLiteral("--pdeathsig=TERM"), QStringLiteral("dbus-daemon"),
+                                                        QStringLiteral("--session"), QStringLiteral("--print-address"),
+                                                        QStringLiteral("--nofork")}))
+            s_address = QString::fromUtf8(s_daemon->readLine(10000)).trimmed();
         s_environment->set("DBUS_SESSION_BUS_ADDRESS", s_address);
     }
 
     static void TearDownTestSuite()
     {
-        if (s_daemon->state() != QProcess::NotRunning) {
-            s_daemon->terminate();
-            s_daemon->waitForFinished(5000);
-        }
         s_daemon.reset();
         s_environment.reset();
     }
@@ -119,7 +102,7 @@ protected:
     }
 
     static inline std::unique_ptr<ScopedEnvironment> s_environment;
-    static inline std::unique_ptr<QProcess> s_daemon;
+    static inline std::unique_ptr<VTTest::Process> s_daemon;
     static inline QString s_address;
 };
 
@@ -208,7 +191,7 @@ TEST_F(TaskNotificationTest, AnotherProcessReachesTheListener)
     EXPECT_EQ(run.out.trimmed(), "connected");
     ASSERT_TRUE(listener.waitFor(10));
     EXPECT_EQ(listener.messages().size(), 10);
-    EXPECT_FALSE(readWholeFile(logFolder(sandbox) + QStringLiteral("/Notify.1.log")).contains("Task notifications"));
+    EXPECT_FALSE(TestSandbox::readFile(logFolder(sandbox) + QStringLiteral("/Notify.1.log")).contains("Task notifications"));
 }
 
 TEST(VTTaskNotificationWithoutBus, NothingBreaksAndTheLogSaysSoOnce)
@@ -224,7 +207,7 @@ TEST(VTTaskNotificationWithoutBus, NothingBreaksAndTheLogSaysSoOnce)
     const VTTest::Run run = runProbe({QStringLiteral("notify"), QStringLiteral("NoBus")}, environment);
     ASSERT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.out.trimmed(), "not connected");
-    const QByteArray log = readWholeFile(logFolder(sandbox) + QStringLiteral("/NoBus.1.log"));
+    const QByteArray log = TestSandbox::readFile(logFolder(sandbox) + QStringLiteral("/NoBus.1.log"));
     EXPECT_EQ(log.count("Task notifications are off: no session bus"), 1) << log.toStdString();
 }
 

@@ -48,16 +48,7 @@ protected:
 
 } // namespace
 
-TEST_F(VTPremiereTest, NothingInstalled)
-{
-    EXPECT_TRUE(VTPremiere::premiereVersions().isEmpty());
-    EXPECT_TRUE(VTPremiere::suiteVersions().isEmpty());
-    EXPECT_TRUE(VTPremiere::versionsForAppName(QStringLiteral("Adobe Premiere "), m_sandbox.systemPath(QStringLiteral("/Nowhere")))
-                    .isEmpty());
-    EXPECT_TRUE(VTPremiere::suiteVersionsInFolder(QString()).isEmpty());
-}
-
-TEST_F(VTPremiereTest, BundleVersionKeys)
+TEST_F(VTPremiereTest, BundleVersionKeysAndACaseBlindPrefix)
 {
     const QString folder = applications();
     makeInstallation(folder, QStringLiteral("Adobe Premiere Pro CS4"), version(QStringLiteral("4.0")));
@@ -73,6 +64,12 @@ TEST_F(VTPremiereTest, BundleVersionKeys)
               (QStringList{QStringLiteral("4.0"), QStringLiteral("5.0")}));
     EXPECT_EQ(VTPremiere::versionsForAppName(QStringLiteral("Adobe "), folder),
               (QStringList{QStringLiteral("12.0"), QStringLiteral("4.0"), QStringLiteral("5.0")}));
+
+    // The prefix ignores case, and its trailing space is part of it.
+    makeInstallation(folder, QStringLiteral("adobe premiere pro cs3"), version(QStringLiteral("3.0")));
+    makeInstallation(folder, QStringLiteral("Adobe PremierePro"), version(QStringLiteral("9.9")));
+    EXPECT_EQ(VTPremiere::versionsForAppName(QStringLiteral("Adobe Premiere "), folder),
+              (QStringList{QStringLiteral("4.0"), QStringLiteral("5.0"), QStringLiteral("3.0")}));
 }
 
 TEST_F(VTPremiereTest, ConfigurationFileWhenThereIsNoBundle)
@@ -85,16 +82,6 @@ TEST_F(VTPremiereTest, ConfigurationFileWhenThereIsNoBundle)
     ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::join(folder, QStringLiteral("Adobe Premiere Pro Empty"))));
 
     EXPECT_EQ(VTPremiere::versionsForAppName(QStringLiteral("Adobe Premiere "), folder), QStringList{QStringLiteral("7.0")});
-}
-
-TEST_F(VTPremiereTest, PrefixIgnoresCase)
-{
-    const QString folder = applications();
-    makeInstallation(folder, QStringLiteral("adobe premiere pro cs3"), version(QStringLiteral("3.0")));
-    makeInstallation(folder, QStringLiteral("Adobe PremierePro"), version(QStringLiteral("9.9")));
-    EXPECT_EQ(VTPremiere::versionsForAppName(QStringLiteral("Adobe Premiere "), folder), QStringList{QStringLiteral("3.0")})
-        << "the prefix's trailing space is part of it";
-    EXPECT_EQ(VTPremiere::premiereVersions(), QStringList{QStringLiteral("3.0")});
 }
 
 TEST_F(VTPremiereTest, InstallationFoundTwiceIsListedOnce)
@@ -164,8 +151,13 @@ TEST_F(VTPremiereTest, SuiteRuleShortensBundleVersions)
     EXPECT_EQ(VTPremiere::suiteVersions(), VTPremiere::suiteVersionsInFolder(folder));
 }
 
-TEST_F(VTPremiereTest, UnreadableFoldersGiveNothing)
+TEST_F(VTPremiereTest, MissingAndUnreadableFoldersGiveNothing)
 {
+    EXPECT_TRUE(VTPremiere::premiereVersions().isEmpty());
+    EXPECT_TRUE(VTPremiere::suiteVersions().isEmpty());
+    EXPECT_TRUE(VTPremiere::versionsForAppName(QStringLiteral("Adobe Premiere "), m_sandbox.systemPath(QStringLiteral("/Nowhere")))
+                    .isEmpty());
+    EXPECT_TRUE(VTPremiere::suiteVersionsInFolder(QString()).isEmpty());
     const QString folder = applications();
     makeInstallation(folder, QStringLiteral("Adobe Premiere Pro CS6"), version(QStringLiteral("6.0")));
     const QString file = m_sandbox.systemPath(QStringLiteral("/plain"));

@@ -47,7 +47,7 @@ protected:
 
 } // namespace
 
-TEST(VTXMLParserEscaping, Ampersands)
+TEST(VTXMLParserEscaping, AmpersandsNumericEntitiesAndCarriageReturn)
 {
     EXPECT_EQ(escaped(QStringLiteral("a&b")), QStringLiteral("a&amp;b"));
     EXPECT_EQ(escaped(QStringLiteral("a&amp;b")), QStringLiteral("a&amp;b"));
@@ -56,10 +56,6 @@ TEST(VTXMLParserEscaping, Ampersands)
     EXPECT_EQ(escaped(QStringLiteral("x&")), QStringLiteral("x&amp;"));
     EXPECT_EQ(escaped(QStringLiteral("&&amp;")), QStringLiteral("&amp;&amp;"));
     EXPECT_EQ(escaped(QStringLiteral("&lt;")), QStringLiteral("&amp;lt;")) << "only &amp; counts as escaped";
-}
-
-TEST(VTXMLParserEscaping, NumericEntitiesAndCarriageReturn)
-{
     EXPECT_EQ(escaped(QStringLiteral("caf\u00e9")), QStringLiteral("caf&#233;"));
     EXPECT_EQ(escaped(QString(QChar(159))), QString(QChar(159))) << "159 is below the limit";
     EXPECT_EQ(escaped(QString(QChar(160))), QStringLiteral("&#160;"));
@@ -101,11 +97,8 @@ TEST_F(VTXMLParserQueries, StringValues)
     ASSERT_TRUE(variables);
     EXPECT_EQ(VTXMLParser::stringValueForQuery(QStringLiteral("./Data[1]"), variables), QStringLiteral("7.0"));
     EXPECT_FALSE(VTXMLParser::stringValueForQuery(QStringLiteral("./Configuration"), variables).has_value());
-}
-
-TEST_F(VTXMLParserQueries, TheQueryIsEscapedBeforeItRuns)
-{
-    // "a&b" becomes "a&amp;b", so it finds the value that reads "a&amp;b".
+    // The query is escaped before it runs: "a&b" becomes "a&amp;b" and finds
+    // the value that reads "a&amp;b".
     EXPECT_EQ(VTXMLParser::stringValueForQuery(QStringLiteral("//Data[.='a&b']/@key"), m_document),
               QStringLiteral("Escaped"));
 }
