@@ -59,11 +59,11 @@ Listings listingsOf(const E2ESystem &system, const QString &base)
     Listings listings;
     const E2ESystem::Run plain = system.run({QStringLiteral("-allplugins")});
     const E2ESystem::Run data = system.run({QStringLiteral("-allplugins"), QStringLiteral("-data")});
-    EXPECT_EQ(plain.exitCode, 0) << plain.standardError.toStdString();
-    EXPECT_EQ(data.exitCode, 0) << data.standardError.toStdString();
-    listings.plain = QString::fromUtf8(plain.standardOutput).replace(base, QStringLiteral("@")).toUtf8();
+    EXPECT_EQ(plain.exitCode, 0) << plain.err.toStdString();
+    EXPECT_EQ(data.exitCode, 0) << data.err.toStdString();
+    listings.plain = QString::fromUtf8(plain.out).replace(base, QStringLiteral("@")).toUtf8();
     QStringList lines;
-    flatten(VTPropertyList::fromData(data.standardOutput), QString(), base, lines);
+    flatten(VTPropertyList::fromData(data.out), QString(), base, lines);
     listings.data = lines.join(u'\n').toUtf8() + '\n';
     return listings;
 }
@@ -125,7 +125,7 @@ TEST(ListingUnchanged, DemoSystemListsAndArchivesAsBefore)
     EXPECT_EQ(firstDifference(listings.data, expected(QStringLiteral("demo-data.txt"))), "");
     const E2ESystem::Run plist = system.run({QStringLiteral("-allplugins"), QStringLiteral("-plist")});
     EXPECT_EQ(plist.exitCode, 0);
-    EXPECT_TRUE(plist.standardOutput.isEmpty());
+    EXPECT_TRUE(plist.out.isEmpty());
 }
 
 TEST(ListingUnchanged, TenThousandPluginsListAndArchiveAsBefore)
