@@ -105,7 +105,7 @@ void takeScreenshots(AppController &controller, VTMainWindow &window, VTWidgetIn
                         validation.auInspect();
                     } else if (inspector->isVisible() && !inspector->busy() && !inspector->report().isEmpty()) {
                         poll->stop();
-                        saveWindow(*inspector, QStringLiteral("au-inspector.png"));
+                        saveWindow(*inspector, QStringLiteral("au-report.png"));
                         inspector->close();
                         validation.close();
                         // The installer builder for the first row.
