@@ -1,4 +1,5 @@
 #include "../platform/TestSandbox.h"
+#include "VTTestBus.h"
 #include "VTLog.h"
 #include "VTTaskNotification.h"
 
@@ -14,7 +15,6 @@
 #include <thread>
 #include <vector>
 
-#include <unistd.h>
 
 namespace {
 
@@ -79,37 +79,28 @@ public:
     static void SetUpTestSuite()
     {
         s_environment = std::make_unique<ScopedEnvironment>();
-        s_daemon = std::make_unique<VTTest::Process>();
-        // The bus ends with this program even when a test aborts it.
-        if (s_daemon->start(QStringLiteral("setpriv"), {QStringLiteral("--pdeathsig=TERM"), QStringLiteral("dbus-daemon"),
-                                                        QStringLiteral("--session"), QStringLiteral("--print-address"),
-                                                        QStringLiteral("--nofork")}))
-            s_address = QString::fromUtf8(s_daemon->readLine(10000)).trimmed();
-        s_environment->set("DBUS_SESSION_BUS_ADDRESS", s_address);
+        s_bus = std::make_unique<VTTest::SessionBus>();
+        s_environment->set("DBUS_SESSION_BUS_ADDRESS", s_bus->address());
     }
 
     static void TearDownTestSuite()
     {
-        s_daemon.reset();
+        s_bus.reset();
         s_environment.reset();
     }
 
 protected:
     void SetUp() override
     {
-        if (s_address.isEmpty())
+        if (s_bus->address().isEmpty())
             GTEST_SKIP() << "no private dbus-daemon (install the dbus package)";
     }
 
-    static inline std::unique_ptr<ScopedEnvironment> s_environment;
-    static inline std::unique_ptr<VTTest::Process> s_daemon;
-    static inline QString s_address;
-};
+    static const QString &address() { return s_bus->address(); }
 
-QString logFolder(const TestSandbox &sandbox)
-{
-    return (geteuid() == 0 ? sandbox.root() : sandbox.home()) + QStringLiteral("/Library/Logs/Vantorel");
-}
+    static inline std::unique_ptr<ScopedEnvironment> s_environment;
+    static inline std::unique_ptr<VTTest::SessionBus> s_bus;
+};
 
 VTTest::Run runProbe(const QStringList &arguments, const QProcessEnvironment &environment)
 {
@@ -123,7 +114,7 @@ VTTest::Run runProbe(const QStringList &arguments, const QProcessEnvironment &en
 
 TEST_F(TaskNotificationTest, SignalsCarryTheirNamesAndPayloads)
 {
-    Listener listener(s_address);
+    Listener listener(address());
     ASSERT_TRUE(listener.isSubscribed());
     ASSERT_TRUE(VTTaskNotification::isConnected());
 
@@ -153,7 +144,7 @@ TEST_F(TaskNotificationTest, SignalsCarryTheirNamesAndPayloads)
 
 TEST_F(TaskNotificationTest, PostsFromManyThreadsAllArrive)
 {
-    Listener listener(s_address);
+    Listener listener(address());
     ASSERT_TRUE(listener.isSubscribed());
     constexpr int threads = 6;
     constexpr int perThread = 40;
@@ -183,7 +174,7 @@ TEST_F(TaskNotificationTest, PostsFromManyThreadsAllArrive)
 TEST_F(TaskNotificationTest, AnotherProcessReachesTheListener)
 {
     TestSandbox sandbox;
-    Listener listener(s_address);
+    Listener listener(address());
     ASSERT_TRUE(listener.isSubscribed());
     const VTTest::Run run = runProbe({QStringLiteral("notify"), QStringLiteral("Notify")},
                                   QProcessEnvironment::systemEnvironment());
@@ -191,7 +182,7 @@ TEST_F(TaskNotificationTest, AnotherProcessReachesTheListener)
     EXPECT_EQ(run.out.trimmed(), "connected");
     ASSERT_TRUE(listener.waitFor(10));
     EXPECT_EQ(listener.messages().size(), 10);
-    EXPECT_FALSE(TestSandbox::readFile(logFolder(sandbox) + QStringLiteral("/Notify.1.log")).contains("Task notifications"));
+    EXPECT_FALSE(TestSandbox::readFile(VTLog::logFolder() + QStringLiteral("/Notify.1.log")).contains("Task notifications"));
 }
 
 TEST(VTTaskNotificationWithoutBus, NothingBreaksAndTheLogSaysSoOnce)
@@ -207,7 +198,7 @@ TEST(VTTaskNotificationWithoutBus, NothingBreaksAndTheLogSaysSoOnce)
     const VTTest::Run run = runProbe({QStringLiteral("notify"), QStringLiteral("NoBus")}, environment);
     ASSERT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.out.trimmed(), "not connected");
-    const QByteArray log = TestSandbox::readFile(logFolder(sandbox) + QStringLiteral("/NoBus.1.log"));
+    const QByteArray log = TestSandbox::readFile(VTLog::logFolder() + QStringLiteral("/NoBus.1.log"));
     EXPECT_EQ(log.count("Task notifications are off: no session bus"), 1) << log.toStdString();
 }
 

@@ -466,10 +466,3 @@ TEST_F(MainWindowTest, PreferencesApplyAtOnceAndLiftingTheAdminPasswordNeedsAuth
     EXPECT_EQ(VTUserDefaults::integerValue(QStringLiteral("ignoreFxFactory")), 1);
     EXPECT_EQ(&m_window->preferencesWindow(), &preferences) << "one preferences window";
 }
-
-int main(int argc, char **argv)
-{
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}
