@@ -118,13 +118,8 @@ protected:
 TEST_F(InstallerBuildTest, LaysOutSelectionWritesSettingsAndSigns)
 {
     const GroupPtr color = topLevel(QStringLiteral("Color"))->asGroup();
-    ASSERT_TRUE(color);
-    ItemPtr warm;
-    for (const ItemPtr &child : color->children()) {
-        if (child->asPlugin() && child->asPlugin()->pluginPath() == m_warm)
-            warm = child;
-    }
-    ASSERT_TRUE(warm);
+    const PluginPtr warm = pluginNamed(catalogue().allPlugins(), QStringLiteral("Warm.fxplug"));
+    ASSERT_TRUE(color && warm && warm->pluginPath() == m_warm);
     // The group, a plug-in inside it once more, and one for all users.
     const QStringList files = VTInstallerSettings::fileList({color, warm, topLevel(QStringLiteral("Synth"))});
     EXPECT_EQ(files.size(), 3) << files.join(u'\n').toStdString();

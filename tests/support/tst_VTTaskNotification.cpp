@@ -40,12 +40,12 @@ public:
     [[nodiscard]] bool isSubscribed() const { return m_subscribed; }
     [[nodiscard]] const QList<QDBusMessage> &messages() const { return m_messages; }
 
-    // Runs the event loop until `count` signals came in or five seconds passed.
+    // Runs the event loop until `count` signals came in or thirty seconds passed.
     bool waitFor(qsizetype count)
     {
         QElapsedTimer timer;
         timer.start();
-        while (m_messages.size() < count && timer.elapsed() < 5000)
+        while (m_messages.size() < count && timer.elapsed() < 30000)
             QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
         // Anything beyond `count` would arrive right behind it.
         QCoreApplication::processEvents(QEventLoop::AllEvents, 100);
@@ -112,36 +112,6 @@ VTTest::Run runProbe(const QStringList &arguments, const QProcessEnvironment &en
 
 } // namespace
 
-TEST_F(TaskNotificationTest, SignalsCarryTheirNamesAndPayloads)
-{
-    Listener listener(address());
-    ASSERT_TRUE(listener.isSubscribed());
-    ASSERT_TRUE(VTTaskNotification::isConnected());
-
-    VTTaskNotification::postIncrementProgress();
-    VTTaskNotification::postTaskError(-36);
-    VTTaskNotification::postTaskErrorString(QStringLiteral("Tessary: Kein Zugriff auf „Glow.fxplug“"));
-    VTTaskNotification::postTaskFinished();
-    VTTaskNotification::postDisconnect();
-
-    ASSERT_TRUE(listener.waitFor(5)) << listener.members().join(u' ').toStdString();
-    EXPECT_EQ(listener.members(),
-              (QStringList{QStringLiteral("IncrementProgress"), QStringLiteral("TaskError"),
-                           QStringLiteral("TaskErrorString"), QStringLiteral("TaskFinished"),
-                           QStringLiteral("Disconnect")}));
-    const QList<QDBusMessage> &messages = listener.messages();
-    EXPECT_TRUE(messages[0].arguments().isEmpty());
-    EXPECT_EQ(messages[1].signature(), QStringLiteral("i"));
-    EXPECT_EQ(messages[1].arguments().value(0).toInt(), -36);
-    EXPECT_EQ(messages[2].signature(), QStringLiteral("s"));
-    EXPECT_EQ(messages[2].arguments().value(0).toString(), QStringLiteral("Tessary: Kein Zugriff auf „Glow.fxplug“"));
-    for (const QDBusMessage &message : messages) {
-        EXPECT_EQ(message.type(), QDBusMessage::SignalMessage);
-        EXPECT_EQ(message.path(), QLatin1String(VTTaskNotification::ObjectPath));
-        EXPECT_EQ(message.interface(), QLatin1String(VTTaskNotification::Interface));
-    }
-}
-
 TEST_F(TaskNotificationTest, PostsFromManyThreadsAllArrive)
 {
     Listener listener(address());
@@ -171,7 +141,7 @@ TEST_F(TaskNotificationTest, PostsFromManyThreadsAllArrive)
     EXPECT_EQ(codes.size(), threads * perThread / 2);
 }
 
-TEST_F(TaskNotificationTest, AnotherProcessReachesTheListener)
+TEST_F(TaskNotificationTest, AnotherProcessSendsEachSignalWithItsPayload)
 {
     TestSandbox sandbox;
     Listener listener(address());
@@ -179,9 +149,25 @@ TEST_F(TaskNotificationTest, AnotherProcessReachesTheListener)
     const VTTest::Run run = runProbe({QStringLiteral("notify"), QStringLiteral("Notify")},
                                   QProcessEnvironment::systemEnvironment());
     ASSERT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.out.trimmed(), "connected");
-    ASSERT_TRUE(listener.waitFor(10));
-    EXPECT_EQ(listener.messages().size(), 10);
+    EXPECT_EQ(run.out.trimmed(), "connected") << "connected again after each Disconnect";
+    ASSERT_TRUE(listener.waitFor(10)) << listener.members().join(u' ').toStdString();
+    const QStringList round{QStringLiteral("IncrementProgress"), QStringLiteral("TaskError"), QStringLiteral("TaskErrorString"),
+                            QStringLiteral("TaskFinished"), QStringLiteral("Disconnect")};
+    EXPECT_EQ(listener.members(), round + round);
+    for (const QDBusMessage &message : listener.messages()) {
+        EXPECT_EQ(message.type(), QDBusMessage::SignalMessage);
+        EXPECT_EQ(message.path(), QLatin1String(VTTaskNotification::ObjectPath));
+        EXPECT_EQ(message.interface(), QLatin1String(VTTaskNotification::Interface));
+        if (message.member() == QLatin1String("TaskError")) {
+            EXPECT_EQ(message.signature(), QStringLiteral("i"));
+            EXPECT_EQ(message.arguments().value(0).toInt(), -36);
+        } else if (message.member() == QLatin1String("TaskErrorString")) {
+            EXPECT_EQ(message.signature(), QStringLiteral("s"));
+            EXPECT_EQ(message.arguments().value(0).toString(), QStringLiteral("Tessary: Kein Zugriff auf „Glow.fxplug“"));
+        } else {
+            EXPECT_TRUE(message.arguments().isEmpty()) << message.member().toStdString();
+        }
+    }
     EXPECT_FALSE(TestSandbox::readFile(VTLog::logFolder() + QStringLiteral("/Notify.1.log")).contains("Task notifications"));
 }
 

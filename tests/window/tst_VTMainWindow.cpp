@@ -173,19 +173,17 @@ TEST_F(MainWindowTest, AnAlertFromAWorkerIsAWindowModalSheet)
     QTimer answerer;
     answerer.setInterval(20);
     QObject::connect(&answerer, &QTimer::timeout, [&] {
-        for (QWidget *widget : QApplication::topLevelWidgets()) {
-            auto *box = qobject_cast<QMessageBox *>(widget);
-            if (!box || !box->isVisible())
-                continue;
-            answerer.stop();
-            modality = box->windowModality();
-            parent = box->parentWidget();
-            for (QAbstractButton *button : box->buttons())
-                titles.append(button->text());
-            for (QAbstractButton *button : box->buttons()) {
-                if (button->text() == QLatin1String("Keep Both"))
-                    button->click();
-            }
+        QMessageBox *box = VTWidgetTest::visibleMessageBox();
+        if (!box)
+            return;
+        answerer.stop();
+        modality = box->windowModality();
+        parent = box->parentWidget();
+        for (QAbstractButton *button : box->buttons())
+            titles.append(button->text());
+        for (QAbstractButton *button : box->buttons()) {
+            if (button->text() == QLatin1String("Keep Both"))
+                button->click();
         }
     });
     answerer.start();
