@@ -9,7 +9,6 @@
 #include "VTTestSandbox.h"
 #include "VTWidgetTest.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
