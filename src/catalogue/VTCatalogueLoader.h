@@ -2,6 +2,7 @@
 
 #include "VTCatalogueItem.h"
 #include "VTPathClassifier.h"
+#include "VTPluginItem.h"
 
 #include <QList>
 #include <QString>
@@ -55,6 +56,9 @@ public:
     // between that reload and the next change of the disk.
     [[nodiscard]] QStringList listPluginsAfterReload();
 
+    // What the records of the next reloads ask the disk (all by default).
+    void setDiskLooks(VTDiskLooks looks) { m_looks = looks; }
+
     // Classifies one path and adds it to the tree.
     void processPluginAtPath(const QString &path);
     void processPluginAtPath(const QString &path, qint64 filter, const VTPluginFolders &folders,
@@ -92,6 +96,7 @@ private:
     OutlineViewController &m_catalogue;
     VTUserInterface &m_ui;
     ViewSteps m_viewSteps;
+    VTDiskLooks m_looks;
     std::mutex m_addMutex; // the exclusive section around additions
     // The bundle reads of the records made by the running reload; guarded
     // by m_addMutex.
