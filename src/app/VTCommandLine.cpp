@@ -4,6 +4,7 @@
 #include "VTCrashTestCommand.h"
 #include "OutlineViewController.h"
 #include "VTBundleInfoReader.h"
+#include "VTCatalogueLoader.h"
 #include "VTExportCommand.h"
 #include "VTItemArchiver.h"
 #include "VTAccessOperation.h"
@@ -138,9 +139,12 @@ int VTCommandLine::runAllPlugins(const QStringList &arguments, FILE *output)
     const std::unique_ptr<AppController> controller = AppController::initWithoutGUI();
     if (!controller)
         return ControllerFailure;
+    // Nothing printed here reads the lock flags, and only the archive
+    // carries what the bundles say; the reload skips looking for the rest.
+    const QString option = arguments.value(2);
+    controller->loader().setDiskLooks({false, option == QLatin1String("-data")});
     controller->loadPluginData();
 
-    const QString option = arguments.value(2);
     if (option == QLatin1String("-data")) {
         // The archive carries each record's name, version and architectures,
         // so every pending bundle read must have finished.

@@ -19,6 +19,12 @@
 #include <atomic>
 #include <optional>
 
+namespace {
+
+constexpr qsizetype kLogBatch = 256;
+
+} // namespace
+
 VTCatalogueLoader::VTCatalogueLoader(OutlineViewController &catalogue, VTUserInterface &ui)
     : m_catalogue(catalogue)
     , m_ui(ui)
@@ -94,19 +100,18 @@ void VTCatalogueLoader::scanAndClassify(const QStringList &folders, const VTPlug
     // serialised, in listing order.
     VTScanPipeline pipeline(
         ClassificationThreads,
-        [&folderTable, &disabledPath](const QString &path, bool isGroupFolder, bool isFile) {
-            VTLog::fastAppendLog(QStringLiteral("Processing plugin ") + path);
+        [&folderTable, &disabledPath, looks = m_looks](const QString &path, bool isGroupFolder, bool isFile) {
             VTScanPipeline::Result result{VTPathClassifier::classify(path, folderTable, disabledPath, isGroupFolder),
                                           nullptr};
             const VTPathClassification &found = result.classification;
             if (!found.isGroup) {
                 result.plugin = VTPluginItem::createScanned(found.fileName, found.displayName, found.subdir,
                                                             QString(), found.kind, found.access, found.enabled,
-                                                            isFile);
+                                                            isFile, looks);
             }
             return result;
         },
-        [this](VTScanPipeline::Result &result) {
+        [this, lockStatus = m_looks.lockStatus](VTScanPipeline::Result &result) {
             {
                 std::lock_guard lock(m_addMutex);
                 if (!result.plugin) {
@@ -118,18 +123,27 @@ void VTCatalogueLoader::scanAndClassify(const QStringList &folders, const VTPlug
                     m_reads.push_back(std::move(read));
             }
             // The lock status is evaluated once more after placing.
-            result.plugin->setLockStatus();
+            if (lockStatus)
+                result.plugin->setLockStatus();
         });
     QStringList plugins;
+    // Each path's "Processing plugin" line is written as it is handed over,
+    // a few hundred lines at a time: one entry each from twenty workers
+    // would have them queue for the log.
+    QStringList processing;
     VTPluginScanner scanner;
     scanner.setListings(listings);
     scanner.listPlugins(true, true, folders, disabledPath,
-                                  VTPluginScanner::MetVisitor([&](const QString &path, VTPluginScanner::Met met) {
-                                      pipeline.push(path, met == VTPluginScanner::Met::GroupFolder,
-                                                    met == VTPluginScanner::Met::PluginFile);
-                                      if (met == VTPluginScanner::Met::Plugin || met == VTPluginScanner::Met::PluginFile)
-                                          plugins.append(path);
-                                  }));
+                        VTPluginScanner::MetVisitor([&](const QString &path, VTPluginScanner::Met met) {
+                            processing.append(QStringLiteral("Processing plugin ") + path);
+                            if (processing.size() == kLogBatch)
+                                VTLog::appendLogs(std::exchange(processing, {}));
+                            pipeline.push(path, met == VTPluginScanner::Met::GroupFolder,
+                                          met == VTPluginScanner::Met::PluginFile);
+                            if (met == VTPluginScanner::Met::Plugin || met == VTPluginScanner::Met::PluginFile)
+                                plugins.append(path);
+                        }));
+    VTLog::appendLogs(processing);
     pipeline.finish();
     std::lock_guard lock(m_listingMutex);
     m_reloadListing.emplace(folders, std::move(plugins));

@@ -11,6 +11,7 @@
 namespace {
 
 using VTKeyedArchive::Uid;
+using Field = VTKeyedArchive::Writer::Field;
 
 const QString kPluginClass = QStringLiteral("VTPluginItem");
 const QString kGroupClass = QStringLiteral("VTGroupItem");
@@ -43,10 +44,9 @@ public:
         return m_writer.addArray(uids);
     }
 
-    [[nodiscard]] QByteArray finish(Uid root) const { return m_writer.finish(root); }
+    [[nodiscard]] QByteArray finish(Uid root) { return m_writer.finish(root); }
 
 private:
-    static QVariant ref(Uid uid) { return QVariant::fromValue(uid); }
 
     void definePlugin(Uid uid, const VTPluginItem &plugin)
     {
@@ -59,10 +59,11 @@ private:
             architectures = m_writer.addArray(texts);
         }
         m_writer.define(uid, kPluginClass, kSuperclasses,
-                        {ref(m_writer.addOptionalString(f.shortName)), ref(m_writer.addOptionalString(f.fileName)),
-                         ref(m_writer.addOptionalString(f.subdir)), ref(m_writer.addOptionalString(f.version)),
-                         ref(m_writer.addInteger(f.pluginEnabled)), ref(m_writer.addInteger(f.itemSelection)),
-                         ref(architectures), QVariant(f.pluginType), QVariant(f.pluginAccess)});
+                        std::vector<Field>{m_writer.addOptionalString(f.shortName),
+                                           m_writer.addOptionalString(f.fileName),
+                                           m_writer.addOptionalString(f.subdir), m_writer.addOptionalString(f.version),
+                                           m_writer.addInteger(f.pluginEnabled), m_writer.addInteger(f.itemSelection),
+                                           architectures, f.pluginType, f.pluginAccess});
     }
 
     void defineGroup(Uid uid, const VTGroupItem &group)
@@ -71,9 +72,10 @@ private:
         const Uid children = list(f.children);
         const Uid parent = item(f.parent.lock());
         m_writer.define(uid, kGroupClass, kSuperclasses,
-                        {ref(m_writer.addOptionalString(f.title)), ref(children),
-                         ref(m_writer.addOptionalString(f.subdir)), ref(m_writer.addOptionalString(f.groupPath)),
-                         ref(m_writer.addInteger(group.groupEnabled())), ref(parent)});
+                        std::vector<Field>{m_writer.addOptionalString(f.title), children,
+                                           m_writer.addOptionalString(f.subdir),
+                                           m_writer.addOptionalString(f.groupPath),
+                                           m_writer.addInteger(group.groupEnabled()), parent});
     }
 
     VTKeyedArchive::Writer m_writer;

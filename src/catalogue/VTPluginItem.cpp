@@ -60,7 +60,7 @@ PluginPtr VTPluginItem::create(const QString &fileName, qint64 pluginType, qint6
 
 PluginPtr VTPluginItem::createScanned(const QString &fileName, const QString &shortName, const QString &subdir,
                                       const QString &version, qint64 pluginType, qint64 pluginAccess,
-                                      qint64 pluginEnabled, bool isPlainFile)
+                                      qint64 pluginEnabled, bool isPlainFile, VTDiskLooks looks)
 {
     ArchivedFields fields;
     fields.shortName = shortName;
@@ -81,8 +81,9 @@ PluginPtr VTPluginItem::createScanned(const QString &fileName, const QString &sh
         item->m_lockCheckedPath = item->m_actualPath;
         item->m_lockCheckedManaged = false;
     }
-    item->setLockStatus();
-    if (!isPlainFile)
+    if (looks.lockStatus)
+        item->setLockStatus();
+    if (!isPlainFile && looks.bundleInformation)
         item->startBundleRead();
     return item;
 }

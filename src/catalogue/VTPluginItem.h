@@ -11,6 +11,15 @@
 class VTBundleInfoRequest;
 struct VTBundleInfo;
 
+// What a plug-in record made by the scan asks the disk about itself. A
+// caller that reads neither the lock flags nor the bundle's fields (a plain
+// listing of paths) spares the disk both looks; the records are otherwise
+// the same.
+struct VTDiskLooks {
+    bool lockStatus = true;        // setLockStatus
+    bool bundleInformation = true; // the queued bundle read
+};
+
 // One installed plug-in (a file or a bundle) in the catalogue.
 //
 // A plug-in record does not keep the folder it was found in: its path is
@@ -54,7 +63,8 @@ public:
     // `isPlainFile`: the walk found a regular file at the path.
     [[nodiscard]] static PluginPtr createScanned(const QString &fileName, const QString &shortName,
                                                  const QString &subdir, const QString &version, qint64 pluginType,
-                                                 qint64 pluginAccess, qint64 pluginEnabled, bool isPlainFile = false);
+                                                 qint64 pluginAccess, qint64 pluginEnabled, bool isPlainFile = false,
+                                                 VTDiskLooks looks = {});
     // A record with just these fields: no actual path, no parent, no read
     // (decoded and copied records).
     [[nodiscard]] static PluginPtr fromArchivedFields(const ArchivedFields &fields);

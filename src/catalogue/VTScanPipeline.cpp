@@ -4,8 +4,8 @@ namespace {
 
 // Paths are handed over, and taken by the workers, in small batches: one
 // wake-up per path would cost more than classifying most of them.
-constexpr qsizetype kBatchSize = 32;
-constexpr qsizetype kChunkSize = 8;
+constexpr qsizetype kBatchSize = 128;
+constexpr qsizetype kChunkSize = 32;
 
 } // namespace
 

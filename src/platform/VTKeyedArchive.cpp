@@ -27,22 +27,25 @@ bool isInteger(const QVariant &value)
 
 Writer::Writer()
 {
-    m_objects.append(kNull);
+    m_objects.push_back(m_list.string(kNull));
+    m_defined.push_back(true);
 }
 
-Uid Writer::append(const QVariant &entry)
+Uid Writer::append(Ref entry)
 {
-    m_objects.append(entry);
+    m_objects.push_back(entry);
+    m_defined.push_back(true);
     return Uid{static_cast<quint64>(m_objects.size() - 1)};
 }
 
 Uid Writer::addString(const QString &text)
 {
-    const auto it = m_strings.constFind(text);
+    const Ref ref = m_list.string(text);
+    const auto it = m_strings.constFind(ref);
     if (it != m_strings.cend())
         return *it;
-    const Uid uid = append(text);
-    m_strings.insert(text, uid);
+    const Uid uid = append(ref);
+    m_strings.insert(ref, uid);
     return uid;
 }
 
@@ -56,23 +59,21 @@ Uid Writer::addInteger(qint64 value)
     const auto it = m_integers.constFind(value);
     if (it != m_integers.cend())
         return *it;
-    const Uid uid = append(QVariant(value));
+    const Uid uid = append(m_list.integer(value));
     m_integers.insert(value, uid);
     return uid;
 }
 
 Uid Writer::addArray(const QList<Uid> &elements)
 {
-    QVariantList references;
-    references.reserve(elements.size());
+    std::vector<Ref> references;
+    references.reserve(size_t(elements.size()));
     for (const Uid &element : elements)
-        references.append(QVariant::fromValue(element));
+        references.push_back(m_list.uid(element.value));
     // The class entry is made first, so the array itself follows it.
     const Uid cls = classEntry(QStringLiteral("NSArray"), {QStringLiteral("NSObject")});
-    QVariantMap array;
-    array.insert(kArrayObjects, references);
-    array.insert(kClass, QVariant::fromValue(cls));
-    return append(array);
+    return append(m_list.dictionary({{m_list.string(kArrayObjects), m_list.array(references)},
+                                     {m_list.string(kClass), m_list.uid(cls.value)}}));
 }
 
 Uid Writer::reserve(const void *identity, bool *isNew)
@@ -83,19 +84,47 @@ Uid Writer::reserve(const void *identity, bool *isNew)
         return *it;
     }
     *isNew = true;
-    const Uid uid = append(QVariantMap());
+    const Uid uid = append(0);
+    m_defined.back() = false;
     m_identities.insert(identity, uid);
     return uid;
 }
 
-void Writer::define(Uid object, const QString &className, const QStringList &superclasses, const QVariantList &fields)
+VTBinaryPropertyListWriter::Ref Writer::keyOfField(int index)
+{
+    while (int(m_fieldKeys.size()) <= index)
+        m_fieldKeys.push_back(m_list.string(fieldKey(int(m_fieldKeys.size()))));
+    return m_fieldKeys[size_t(index)];
+}
+
+void Writer::define(Uid object, const QString &className, const QStringList &superclasses,
+                    const std::vector<Field> &fields)
 {
     Q_ASSERT(object.value > 0 && object.value < quint64(m_objects.size()));
-    QVariantMap entry;
-    for (int i = 0; i < fields.size(); ++i)
-        entry.insert(fieldKey(i), fields.at(i));
-    entry.insert(kClass, QVariant::fromValue(classEntry(className, superclasses)));
-    m_objects[qsizetype(object.value)] = entry;
+    std::vector<std::pair<Ref, Ref>> entries;
+    entries.reserve(fields.size() + 1);
+    for (size_t i = 0; i < fields.size(); ++i) {
+        const Field &field = fields[i];
+        const Ref value = std::holds_alternative<Uid>(field) ? m_list.uid(std::get<Uid>(field).value)
+                                                             : m_list.integer(std::get<qint64>(field));
+        entries.emplace_back(keyOfField(int(i)), value);
+    }
+    entries.emplace_back(m_list.string(kClass), m_list.uid(classEntry(className, superclasses).value));
+    m_objects[size_t(object.value)] = m_list.dictionary(entries);
+    m_defined[size_t(object.value)] = true;
+}
+
+void Writer::define(Uid object, const QString &className, const QStringList &superclasses, const QVariantList &fields)
+{
+    std::vector<Field> converted;
+    converted.reserve(size_t(fields.size()));
+    for (const QVariant &field : fields) {
+        if (isUid(field))
+            converted.emplace_back(field.value<Uid>());
+        else
+            converted.emplace_back(field.toLongLong());
+    }
+    define(object, className, superclasses, converted);
 }
 
 Uid Writer::classEntry(const QString &className, const QStringList &superclasses)
@@ -103,24 +132,28 @@ Uid Writer::classEntry(const QString &className, const QStringList &superclasses
     const auto it = m_classes.constFind(className);
     if (it != m_classes.cend())
         return *it;
-    QVariantMap entry;
-    entry.insert(QStringLiteral("$classname"), className);
-    entry.insert(QStringLiteral("$classes"), QStringList{className} + superclasses);
-    const Uid uid = append(entry);
+    std::vector<Ref> classes{m_list.string(className)};
+    for (const QString &superclass : superclasses)
+        classes.push_back(m_list.string(superclass));
+    const Uid uid = append(m_list.dictionary({{m_list.string(QStringLiteral("$classname")), m_list.string(className)},
+                                              {m_list.string(QStringLiteral("$classes")), m_list.array(classes)}}));
     m_classes.insert(className, uid);
     return uid;
 }
 
-QByteArray Writer::finish(Uid root) const
+QByteArray Writer::finish(Uid root)
 {
-    QVariantMap top;
-    top.insert(QStringLiteral("root"), QVariant::fromValue(root));
-    QVariantMap archive;
-    archive.insert(QStringLiteral("$archiver"), kArchiver);
-    archive.insert(QStringLiteral("$version"), Version);
-    archive.insert(QStringLiteral("$top"), top);
-    archive.insert(QStringLiteral("$objects"), m_objects);
-    return VTPropertyList::toData(archive, VTPropertyList::Format::Binary);
+    // An object reserved but never defined is an empty dictionary.
+    for (size_t i = 0; i < m_objects.size(); ++i) {
+        if (!m_defined[i])
+            m_objects[i] = m_list.dictionary({});
+    }
+    const Ref top = m_list.dictionary({{m_list.string(QStringLiteral("root")), m_list.uid(root.value)}});
+    const Ref objects = m_list.array(m_objects);
+    return m_list.finish(m_list.dictionary({{m_list.string(QStringLiteral("$archiver")), m_list.string(kArchiver)},
+                                            {m_list.string(QStringLiteral("$objects")), objects},
+                                            {m_list.string(QStringLiteral("$top")), top},
+                                            {m_list.string(QStringLiteral("$version")), m_list.integer(Version)}}));
 }
 
 std::optional<Reader> Reader::fromData(const QByteArray &bytes)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "VTBinaryPropertyListWriter.h"
 #include "VTPropertyList.h"
 
 #include <QByteArray>
@@ -10,6 +11,8 @@
 #include <QVariant>
 
 #include <optional>
+#include <variant>
+#include <vector>
 
 // Keyed archives: an object graph flattened into one binary property list,
 // the format used for the "-data" listing and the drag pasteboard:
@@ -52,20 +55,31 @@ public:
     [[nodiscard]] Uid reserve(const void *identity, bool *isNew);
     // Gives a reserved object its class and fields. A field is either a Uid
     // (a reference to an object) or an integer (a scalar stored in place).
+    using Field = std::variant<Uid, qint64>;
+    void define(Uid object, const QString &className, const QStringList &superclasses,
+                const std::vector<Field> &fields);
+    // The same with the fields as variants holding a Uid or an integer.
     void define(Uid object, const QString &className, const QStringList &superclasses, const QVariantList &fields);
 
     // The finished archive, as a binary property list, with `root` as "$top"'s "root".
-    [[nodiscard]] QByteArray finish(Uid root) const;
+    [[nodiscard]] QByteArray finish(Uid root);
 
 private:
-    [[nodiscard]] Uid append(const QVariant &entry);
+    using Ref = VTBinaryPropertyListWriter::Ref;
+    [[nodiscard]] Uid append(Ref entry);
     [[nodiscard]] Uid classEntry(const QString &className, const QStringList &superclasses);
+    [[nodiscard]] Ref keyOfField(int index);
 
-    QVariantList m_objects;
-    QHash<QString, Uid> m_strings;
+    // The archive is written as it is built: each entry of "$objects" is an
+    // object of the property list, and m_objects holds their references.
+    VTBinaryPropertyListWriter m_list;
+    std::vector<Ref> m_objects;
+    std::vector<bool> m_defined;          // reserved entries that got their fields
+    QHash<Ref, Uid> m_strings;            // string objects by their property-list object
     QHash<qint64, Uid> m_integers;
     QHash<const void *, Uid> m_identities;
     QHash<QString, Uid> m_classes;
+    std::vector<Ref> m_fieldKeys;         // "$0", "$1", ...
 };
 
 // Reads an archive. Nothing in it is trusted: every lookup checks the UID

@@ -1,7 +1,6 @@
 #include "VTPath.h"
 
 #include <QFile>
-#include <QRegularExpression>
 
 namespace VTPath {
 
@@ -33,7 +32,10 @@ QString join(std::initializer_list<QString> parts)
 
 QString normalize(const QString &path)
 {
-    if (path.isEmpty())
+    // Most paths are already clean: they are handed back without a copy
+    // (the scan asks this of every path several times).
+    const bool trailing = path.size() > 1 && path.endsWith(u'/');
+    if (path.isEmpty() || (!trailing && !path.contains(QLatin1String("//"))))
         return path;
     QString result;
     result.reserve(path.size());
@@ -94,8 +96,22 @@ bool isNumeric(const QString &text)
     // A plain decimal number, as a default number formatter reads it: an
     // optional sign, digits and at most one decimal point ("7.0", "12", ".5").
     // Words a float parser would also accept ("nan", "inf", "1e3") are names.
-    static const QRegularExpression number(QStringLiteral("^[+-]?(\\d+\\.?\\d*|\\.\\d+)$"));
-    return !text.isEmpty() && number.match(text).hasMatch();
+    // Digits are any decimal digits (Unicode category Nd).
+    qsizetype i = 0;
+    if (i < text.size() && (text.at(i) == u'+' || text.at(i) == u'-'))
+        ++i;
+    qsizetype digits = 0;
+    bool point = false;
+    for (; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c.isDigit())
+            ++digits;
+        else if (c == u'.' && !point)
+            point = true;
+        else
+            return false;
+    }
+    return digits > 0;
 }
 
 QString displayName(const QString &path)

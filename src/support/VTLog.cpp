@@ -140,6 +140,19 @@ void VTLog::fastAppendLog(const QString &text)
     appendLog(text);
 }
 
+void VTLog::appendLogs(const QStringList &texts)
+{
+    VTLog &log = shared();
+    if (texts.isEmpty() || !log.m_accepting.load(std::memory_order_relaxed))
+        return;
+    const QByteArray date = timestamp() + " - ";
+    std::vector<QByteArray> entries;
+    entries.reserve(size_t(texts.size()));
+    for (const QString &text : texts)
+        entries.push_back(date + text.toUtf8() + '\n');
+    log.submitEntries(std::move(entries));
+}
+
 void VTLog::appendLogAndPrint(const QString &text)
 {
     const QByteArray line = text.toUtf8() + '\n';
@@ -203,6 +216,25 @@ quint64 VTLog::submit(Request request)
     if (!entry || m_queue.size() == 1 || m_queue.size() == kGatherEntries)
         m_wake.notify_one();
     return ticket;
+}
+
+void VTLog::submitEntries(std::vector<QByteArray> entries)
+{
+    bool wake = false;
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_stopping)
+            return;
+        if (!m_writer.joinable())
+            m_writer = std::thread([this] { writerLoop(); });
+        for (QByteArray &entry : entries) {
+            m_queuedBytes += entry.size();
+            m_queue.push_back(Request{Request::Kind::Entry, std::move(entry), QByteArray(), m_nextTicket++});
+            wake = wake || m_queue.size() == 1 || m_queue.size() == kGatherEntries;
+        }
+    }
+    if (wake)
+        m_wake.notify_one();
 }
 
 void VTLog::waitFor(quint64 ticket)

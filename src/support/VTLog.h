@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <atomic>
 #include <condition_variable>
@@ -9,6 +10,7 @@
 #include <deque>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 // The program's log file: "<name>.1.log" in the current user's
 // Library/Logs/Vantorel (the all-users one when running as superuser), with
@@ -30,6 +32,9 @@ public:
     // Same as appendLog; kept for callers on hot paths, whose entries are
     // already formatted.
     static void fastAppendLog(const QString &text);
+    // Queues one entry per text, all with the same date, at the cost of one
+    // (for entries written by the thousand, such as a reload's).
+    static void appendLogs(const QStringList &texts);
     // Queues the entry and prints the text on standard output.
     static void appendLogAndPrint(const QString &text);
     // Starts a new log named `name` (rotating the older ones) and makes it the
@@ -64,6 +69,7 @@ private:
     static VTLog &shared();
 
     quint64 submit(Request request);
+    void submitEntries(std::vector<QByteArray> entries);
     void waitFor(quint64 ticket);
     void writerLoop();
     void writeBatch(std::deque<Request> &batch);
