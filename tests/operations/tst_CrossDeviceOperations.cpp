@@ -7,7 +7,6 @@
 #include "OperationsTestSupport.h"
 
 #include "VTMoveRecovery.h"
-#include "VTSandboxLayout.h"
 
 #include <sched.h>
 #include <sys/mount.h>

@@ -8,7 +8,6 @@
 #include "OperationsTestSupport.h"
 
 #include "VTFileManager.h"
-#include "VTSandboxLayout.h"
 
 #include <algorithm>
 
@@ -24,6 +23,9 @@ protected:
         m_user = FsTest::testUser();
         if (!m_user.valid())
             GTEST_SKIP() << "needs root and the unprivileged test account";
+        // A second account, for what another user could have put or changed.
+        m_other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+        ASSERT_TRUE(m_other.valid());
         ASSERT_TRUE(m_sandbox.isValid());
         m_builder = std::make_unique<VTSandboxBuilder>(m_sandbox.root(), m_sandbox.home());
     }
@@ -81,15 +83,8 @@ protected:
     // The driver's log, entries without their dates.
     QStringList logLines() const
     {
-        const QByteArray text =
-            FsTest::readFile(VTPath::join(m_sandbox.home(), QStringLiteral("Library/Logs/Vantorel/Tessary.task.1.log")));
-        QStringList lines;
-        for (const QByteArray &line : text.split('\n')) {
-            const qsizetype dash = line.indexOf(" - ");
-            if (dash > 0)
-                lines << QString::fromUtf8(line.mid(dash + 3));
-        }
-        return lines;
+        return OpsTest::logEntries(
+            FsTest::readFile(m_sandbox.homePath(QStringLiteral("Library/Logs/Vantorel/Tessary.task.1.log"))));
     }
     // The driver's YES and NO answers.
     static QList<QByteArray> answers(const FsTest::Run &run)
@@ -112,6 +107,7 @@ protected:
     }
 
     FsTest::User m_user;
+    FsTest::User m_other;
     VTTestSandbox m_sandbox;
     std::unique_ptr<VTSandboxBuilder> m_builder;
 };
@@ -168,7 +164,7 @@ TEST_F(OperationsAsUserTest, ARefusalInTheMiddleOfABatchLeavesTheRestAndEndsNorm
     EXPECT_EQ(log.count(QStringLiteral("Loading plugin data...")), 1) << "the normal ending: no reload from the worker";
 }
 
-TEST_F(OperationsAsUserTest, AdministratorRightsMoveThePluginAndTakeTheEmptiedFolder)
+TEST_F(OperationsAsUserTest, AdministratorRightsMoveThePluginButNeverOntoADestinationInTheWay)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Locked Group"));
     handOver();
@@ -178,31 +174,14 @@ TEST_F(OperationsAsUserTest, AdministratorRightsMoveThePluginAndTakeTheEmptiedFo
     ASSERT_TRUE(FsTest::chmodPath(group, 0755));
     const QString reference = VTPath::join(m_sandbox.root(), QStringLiteral("A.reference"));
     ASSERT_TRUE(VTFileManager::copyFile(a, reference, false));
-
-    const FsTest::Run run = driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")}, true);
-    EXPECT_EQ(answers(run), QList<QByteArray>{"YES"}) << run.out.toStdString() << run.err.toStdString();
-    EXPECT_TRUE(OpsTest::sameTree(reference, mirror(a)));
-    EXPECT_FALSE(FsTest::exists(group)) << "the privileged branch removes the emptied source folder";
-    EXPECT_TRUE(posted(run).isEmpty());
-    EXPECT_TRUE(logLines().contains(
-        QStringLiteral("File permissions are preventing Tessary from moving %1 to %2 - authorizing...").arg(a, mirror(a))));
-}
-
-TEST_F(OperationsAsUserTest, ADestinationInTheWayIsNeverHandedToAdministratorRights)
-{
-    const QString a = bundle(QStringLiteral("A"), QStringLiteral("Locked Group"));
-    handOver();
-    const QString group = VTPath::removeLastComponent(a);
-    ASSERT_TRUE(FsTest::chownPath(group, FsTest::User{QStringLiteral("root"), 0, 0}));
-    ASSERT_TRUE(FsTest::chmodPath(group, 0755));
     // A folder of the user's own where the plug-in would go.
     const QString inTheWay = mirror(a);
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(inTheWay, QStringLiteral("marker")), "mine"));
     ASSERT_TRUE(FsTest::chownPath(inTheWay, m_user));
 
-    const FsTest::Run run = driver({QStringLiteral("move"), a, inTheWay}, true);
-    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
-    EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
+    const FsTest::Run refused = driver({QStringLiteral("move"), a, inTheWay}, true);
+    EXPECT_EQ(answers(refused), QList<QByteArray>{"NO"}) << refused.out.toStdString() << refused.err.toStdString();
+    EXPECT_TRUE(OpsTest::sameTree(reference, a));
     EXPECT_EQ(QDir(inTheWay).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
               QStringList{QStringLiteral("marker")});
     const QStringList log = logLines();
@@ -210,6 +189,15 @@ TEST_F(OperationsAsUserTest, ADestinationInTheWayIsNeverHandedToAdministratorRig
     EXPECT_TRUE(std::any_of(log.begin(), log.end(), [&](const QString &line) {
         return line.startsWith(QStringLiteral("Unable to move %1 to %2 - ").arg(a, inTheWay));
     })) << log.join(u'\n').toStdString();
+
+    ASSERT_TRUE(QDir(inTheWay).removeRecursively());
+    const FsTest::Run run = driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")}, true);
+    EXPECT_EQ(answers(run), QList<QByteArray>{"YES"}) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_TRUE(OpsTest::sameTree(reference, mirror(a)));
+    EXPECT_FALSE(FsTest::exists(group)) << "the privileged branch removes the emptied source folder";
+    EXPECT_TRUE(posted(run).isEmpty());
+    EXPECT_TRUE(logLines().contains(
+        QStringLiteral("File permissions are preventing Tessary from moving %1 to %2 - authorizing...").arg(a, mirror(a))));
 }
 
 TEST_F(OperationsAsUserTest, TheMoveLockIsTheUsersOwnAndAHeldLockEndsInAnError)
@@ -223,9 +211,7 @@ TEST_F(OperationsAsUserTest, TheMoveLockIsTheUsersOwnAndAHeldLockEndsInAnError)
     EXPECT_EQ(FsTest::statOf(lock).st_mode & 0777, 0600u);
     EXPECT_EQ(FsTest::statOf(VTPath::removeLastComponent(lock)).st_mode & 0777, 0700u);
     // Another account cannot even open it, so it cannot hold up this user.
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
-    EXPECT_NE(FsTest::runAs(other, QStringLiteral("/usr/bin/flock"), {QStringLiteral("-n"), lock, QStringLiteral("true")}, {})
+    EXPECT_NE(FsTest::runAs(m_other, QStringLiteral("/usr/bin/flock"), {QStringLiteral("-n"), lock, QStringLiteral("true")}, {})
                   .exitCode,
               0);
 
@@ -266,15 +252,13 @@ TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledFor
         ASSERT_TRUE(FsTest::chownPath(host, FsTest::User{QStringLiteral("root"), 0, 0}));
         ASSERT_TRUE(FsTest::chmodPath(host, 0755));
     }
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
-    const auto asOther = [&other](const QString &script, const QString &target) {
-        return FsTest::runAs(other, QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, target}, {}).exitCode == 0;
+    const auto asOther = [this](const QString &script, const QString &target) {
+        return FsTest::runAs(m_other, QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, target}, {}).exitCode == 0;
     };
     // The other account's plug-in, in a folder open to everyone as a
     // careless repair leaves it.
     const QString planted = VTPath::removeLastComponent(disabled.at(0));
-    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), other.name, disabled.at(0)}).exitCode, 0);
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_other.name, disabled.at(0)}).exitCode, 0);
     ASSERT_TRUE(FsTest::chownPath(planted, FsTest::User{QStringLiteral("root"), 0, 0}));
     ASSERT_TRUE(FsTest::chmodPath(planted, 01777));
     ASSERT_TRUE(asOther(QStringLiteral("echo code > \"$0/Contents/bin\""), disabled.at(0)));
@@ -284,7 +268,7 @@ TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledFor
     ASSERT_TRUE(FsTest::chmodPath(info, 0666));
     ASSERT_TRUE(asOther(QStringLiteral("echo ' ' >> \"$0\""), info));
     // The user's own plug-in in a folder of the other account's.
-    ASSERT_TRUE(FsTest::chownPath(VTPath::removeLastComponent(disabled.at(2)), other));
+    ASSERT_TRUE(FsTest::chownPath(VTPath::removeLastComponent(disabled.at(2)), m_other));
 
     for (int i = 0; i < cases.size(); ++i) {
         SCOPED_TRACE(cases.at(i).toStdString());
@@ -311,14 +295,12 @@ TEST_F(OperationsAsUserTest, AMoveJournalAnotherAccountPlantedDeletesNothing)
     ASSERT_TRUE(FsTest::chownPath(document, m_user));
     const QString system = VTPath::join(m_sandbox.path(), QStringLiteral("passwd"));
     ASSERT_TRUE(FsTest::writeFile(system, "root:x:0:0"));
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
 
     for (const bool superuser : {false, true}) {
         SCOPED_TRACE(superuser ? "root's run" : "the user's run");
         const QString victim = superuser ? system : document;
         const FsTest::Run plant = FsTest::runAs(
-            other, QStringLiteral("/bin/sh"),
+            m_other, QStringLiteral("/bin/sh"),
             {QStringLiteral("-c"),
              QStringLiteral("cp \"$0\" \"$1/$2\" && printf 'VTMOVE1\\n%s\\000%s\\000' \"$0\" \"$2\" > \"$1/.vtmove.00000000deadbee$3.journal\""),
              victim, shared, VTPath::lastComponent(victim), superuser ? QStringLiteral("1") : QStringLiteral("0")},
@@ -345,9 +327,7 @@ TEST_F(OperationsAsUserTest, ASuperuserRunFollowsNoLinkAnotherAccountPutInTheDis
     const QString closed = VTPath::join(m_sandbox.path(), QStringLiteral("closed"));
     ASSERT_TRUE(VTTestSandbox::makeFolder(closed));
     ASSERT_TRUE(FsTest::chmodPath(closed, 0700));
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
-    ASSERT_EQ(FsTest::runAs(other, QStringLiteral("/bin/ln"), {QStringLiteral("-s"), closed, disabledRoot}, {}).exitCode, 0);
+    ASSERT_EQ(FsTest::runAs(m_other, QStringLiteral("/bin/ln"), {QStringLiteral("-s"), closed, disabledRoot}, {}).exitCode, 0);
 
     const FsTest::Run run = rootDriver({QStringLiteral("disable"), QStringLiteral("A.fxplug")});
     EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
@@ -367,9 +347,7 @@ TEST_F(OperationsAsUserTest, APlantInTheUsersOwnMirrorIsNotEnabledIntoTheUsersHo
     const QString disabledFolder = mirror(VTPath::removeLastComponent(own));
     ASSERT_TRUE(VTTestSandbox::makeFolder(disabledFolder));
     ASSERT_TRUE(FsTest::chmodPath(disabledFolder, 01777));
-    const FsTest::User planter = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(planter.valid());
-    const FsTest::Run plant = FsTest::runAs(planter, QStringLiteral("/bin/sh"),
+    const FsTest::Run plant = FsTest::runAs(m_other, QStringLiteral("/bin/sh"),
                                             {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/Evil.fxplug/Contents\" && echo code > \"$0/Evil.fxplug/Contents/bin\""),
                                              disabledFolder},
                                             {});

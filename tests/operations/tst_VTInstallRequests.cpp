@@ -52,7 +52,6 @@ TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupForTheChosenAcc
     VTBundleOptions inColor;
     inColor.group = QStringLiteral("Color");
     builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Inside"), inColor);
-    ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr color = group(QStringLiteral("Color"));
     ASSERT_TRUE(color);
@@ -82,7 +81,6 @@ TEST_F(InstallRequestsTest, ADropBelowTheRowsInstallsAtTheTopLevel)
     VTBundleOptions inColor;
     inColor.group = QStringLiteral("Color");
     builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Inside"), inColor);
-    ASSERT_TRUE(builder().ok());
     reload();
     view().selection = {plugin(QStringLiteral("Inside.fxplug"))};
     ui().answerNext(VTUserInterface::FirstButton);
