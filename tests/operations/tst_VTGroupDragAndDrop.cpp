@@ -42,15 +42,17 @@ protected:
 
 } // namespace
 
-TEST_F(DragAndDropTest, ADragCarriesTheRecordsUnlessOneIsLocked)
+TEST_F(DragAndDropTest, ADragCarriesUnlockedRecordsOntoGroupsOrTheTopLevelAndNeverIntoThemselves)
 {
     bundle(QStringLiteral("A"), QStringLiteral("G"));
     bundle(QStringLiteral("B"), QStringLiteral("G/Sub"));
+    bundle(QStringLiteral("C"), QStringLiteral("Other"));
     lockedBundle(QStringLiteral("L"));
     reload();
     VTUserDefaults::setValue(QStringLiteral("expandedItems"), QStringList{QStringLiteral("G/Sub")});
-
+    const GroupPtr g = group(QStringLiteral("G"));
     const GroupPtr sub = group(QStringLiteral("G/Sub"));
+
     const std::optional<QByteArray> data = dnd().writeItems({plugin(QStringLiteral("A.fxplug")), sub});
     ASSERT_TRUE(data);
     EXPECT_EQ(dnd().expandedSubdirs(), QStringList{QStringLiteral("G/Sub")});
@@ -59,18 +61,8 @@ TEST_F(DragAndDropTest, ADragCarriesTheRecordsUnlessOneIsLocked)
     ASSERT_EQ(decoded->items.size(), 2);
     EXPECT_EQ(decoded->items.at(0)->asPlugin()->fileName(), QStringLiteral("A.fxplug"));
     EXPECT_EQ(decoded->items.at(1)->subdir(), QStringLiteral("G/Sub"));
-
     EXPECT_FALSE(dnd().writeItems({plugin(QStringLiteral("A.fxplug")), plugin(QStringLiteral("L.fxplug"))}));
-}
 
-TEST_F(DragAndDropTest, DropsGoOntoGroupsOrTheTopLevelAndNeverIntoThemselves)
-{
-    bundle(QStringLiteral("A"), QStringLiteral("G"));
-    bundle(QStringLiteral("B"), QStringLiteral("G/Sub"));
-    bundle(QStringLiteral("C"), QStringLiteral("Other"));
-    reload();
-    const GroupPtr g = group(QStringLiteral("G"));
-    const GroupPtr sub = group(QStringLiteral("G/Sub"));
     const QByteArray pluginData = *dnd().writeItems({plugin(QStringLiteral("C.fxplug"))});
     const QByteArray groupData = *dnd().writeItems({g});
 

@@ -31,7 +31,9 @@ TEST_F(InstallOperationTest, EachKindLandsInItsFolderAsACopy)
     const QString plain = downloadBundle(QStringLiteral("Plain.bundle"));
     const QString avx = downloadBundle(QStringLiteral("Grain.avx"));
     const QString fxplug = downloadBundle(QStringLiteral("Blur.fxplug"));
-    const QStringList sources{ofx, plain, avx, fxplug};
+    const QString ripple = downloadFile(QStringLiteral("Ripple"));
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(ripple, "FCSC"));
+    const QStringList sources{ofx, plain, avx, fxplug, ripple};
 
     installation().installPlugins(sources, nullptr, true, true);
 
@@ -43,6 +45,8 @@ TEST_F(InstallOperationTest, EachKindLandsInItsFolderAsACopy)
     EXPECT_TRUE(OpsTest::sameTree(plain, plainInstalled)) << "a bundle without AVX keys is an FxScript plug-in";
     EXPECT_TRUE(OpsTest::sameTree(avx, avxInstalled)) << "an .avx file goes to the AVX2 folder";
     EXPECT_TRUE(OpsTest::sameTree(fxplug, fxplugInstalled));
+    EXPECT_EQ(VTFinderInfo::typeCode(folder(FxScript, CurrentUser, QStringLiteral("Ripple"))), QByteArrayLiteral("FCSC"))
+        << "an FxScript file keeps its type code";
     for (const QString &source : sources)
         EXPECT_TRUE(exists(source)) << "installation copies, never moves";
 
@@ -145,70 +149,53 @@ TEST_F(InstallOperationTest, OverwritingSendsEveryOldCopyToTheTrash)
     // copied into it.
     const QString allUsers = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Blur"));
     const QString atDestination = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
+    // A template in its category folder is found as well.
+    const QString template_ = builder().addMotionTemplate(CurrentUser, QStringLiteral("Generators"), QStringLiteral("Sky"));
     ASSERT_TRUE(builder().ok());
+    ASSERT_EQ(template_, folder(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Sky")));
     const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    const QString sky = download(QStringLiteral("Sky"));
+    downloadFile(QStringLiteral("Sky/Sky.motn"), "new");
+    ui().answerNext(VTUserInterface::FirstButton);
     ui().answerNext(VTUserInterface::FirstButton);
 
-    installation().installPlugins({source}, nullptr, true, true);
+    installation().installPlugins({source, sky}, nullptr, true, true);
 
-    EXPECT_EQ(alerts().size(), 1) << "one question for one file";
+    ASSERT_EQ(alerts().size(), 2) << "one question for each file";
+    EXPECT_EQ(alerts().at(1).section(u'|', 0, 0), QStringLiteral("alert:The file Sky already exists. Would you like to overwrite it?"));
     EXPECT_FALSE(exists(allUsers));
     EXPECT_TRUE(OpsTest::sameTree(source, atDestination));
+    EXPECT_TRUE(OpsTest::sameTree(sky, template_)) << "replaced, not nested inside the old template";
     const QStringList originals = trashList();
-    EXPECT_TRUE(originals.contains(allUsers)) << originals.join(u'\n').toStdString();
-    EXPECT_TRUE(originals.contains(atDestination)) << originals.join(u'\n').toStdString();
+    for (const QString &old : {allUsers, atDestination, template_})
+        EXPECT_TRUE(originals.contains(old)) << old.toStdString() << " not in " << originals.join(u'\n').toStdString();
     EXPECT_TRUE(logged(QStringLiteral("Trashing old file %1...").arg(allUsers)));
 }
 
-TEST_F(InstallOperationTest, AnExistingTemplateInItsCategoryFolderIsAskedAbout)
+// A source that is missing, or that vanishes while the overwrite question is
+// open, is reported and leaves the old copy; the other sources go in.
+TEST_F(InstallOperationTest, AMissingOrVanishedSourceIsReportedAndTheOldCopyStays)
 {
-    const QString existing = builder().addMotionTemplate(CurrentUser, QStringLiteral("Generators"), QStringLiteral("Sky"));
-    ASSERT_TRUE(builder().ok());
-    ASSERT_EQ(existing, folder(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Sky")));
-    const QString source = download(QStringLiteral("Sky"));
-    downloadFile(QStringLiteral("Sky/Sky.motn"), "new");
-    ui().answerNext(VTUserInterface::FirstButton);
-
-    installation().installPlugins({source}, nullptr, true, true);
-
-    EXPECT_EQ(alerts().value(0).section(u'|', 0, 0),
-              QStringLiteral("alert:The file Sky already exists. Would you like to overwrite it?"));
-    EXPECT_TRUE(OpsTest::sameTree(source, existing)) << "replaced, not nested inside the old template";
-    EXPECT_TRUE(trashList().contains(existing));
-}
-
-TEST_F(InstallOperationTest, SourcesThatAreMissingAreReportedAndNothingElseChanges)
-{
-    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Gone"));
+    const QString gone = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Gone"));
+    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
     ASSERT_TRUE(builder().ok());
     const QString missing = download(QStringLiteral("Gone.fxplug"));
     const QString fade = downloadFile(QStringLiteral("Fade.txt"));
-
-    installation().installPlugins({missing, fade}, nullptr, true, true);
-
-    EXPECT_TRUE(exists(existing));
-    EXPECT_TRUE(alerts().contains(QStringLiteral("alert:Installation failed|The following plugins failed to install: \nGone.fxplug|")));
-    EXPECT_TRUE(posted().contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(missing)));
-    EXPECT_TRUE(exists(folder(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
-    EXPECT_TRUE(trashList().isEmpty());
-}
-
-TEST_F(InstallOperationTest, ASourceThatVanishesWhileTheQuestionIsOpenLeavesTheOldCopy)
-{
-    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
-    ASSERT_TRUE(builder().ok());
     const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
     ui().setOnAlert([source](int count) {
         if (count == 1)
             QDir(source).removeRecursively();
     });
 
-    installation().installPlugins({source}, nullptr, true, true);
+    installation().installPlugins({missing, fade, source}, nullptr, true, true);
 
+    EXPECT_TRUE(exists(gone));
     EXPECT_TRUE(exists(existing)) << "the old copy stays when nothing can take its place";
+    EXPECT_TRUE(exists(folder(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
     EXPECT_TRUE(trashList().isEmpty());
-    EXPECT_TRUE(posted().contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(source)));
-    EXPECT_EQ(alerts().value(1), QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|"));
+    for (const QString &path : {missing, source})
+        EXPECT_TRUE(posted().contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(path)));
+    EXPECT_EQ(alerts().value(1), QStringLiteral("alert:Installation failed|The following plugins failed to install: \nGone.fxplug\nBlur.fxplug|"));
 }
 
 TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAndUntrashed)
@@ -321,17 +308,6 @@ TEST_F(InstallOperationTest, TheTargetGroupGivesTheSubfolder)
     const GroupPtr nested = group(QStringLiteral("Color/Warm"));
     ASSERT_TRUE(nested);
     EXPECT_EQ(nested->parent(), color);
-}
-
-TEST_F(InstallOperationTest, AnFxScriptFileKeepsItsTypeCode)
-{
-    const QString ripple = downloadFile(QStringLiteral("Ripple"));
-    ASSERT_TRUE(VTFinderInfo::setTypeCode(ripple, "FCSC"));
-
-    installation().installPlugins({ripple}, nullptr, true, true);
-
-    const QString installed = folder(FxScript, CurrentUser, QStringLiteral("Ripple"));
-    EXPECT_EQ(VTFinderInfo::typeCode(installed), QByteArrayLiteral("FCSC"));
 }
 
 TEST_F(InstallOperationTest, AnEmptyListDoesNothingAndAnEndedInstallationClearsThePendingList)

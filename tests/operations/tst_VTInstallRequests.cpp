@@ -47,7 +47,7 @@ TEST_F(InstallRequestsTest, ADropIsRefusedUnlessEveryFileCanBeInstalled)
     EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
 }
 
-TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupForTheChosenAccess)
+TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupAndOneBelowTheRowsAtTheTopLevel)
 {
     VTBundleOptions inColor;
     inColor.group = QStringLiteral("Color");
@@ -55,43 +55,35 @@ TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupForTheChosenAcc
     reload();
     const GroupPtr color = group(QStringLiteral("Color"));
     ASSERT_TRUE(color);
-    const QStringList dropped{downloadBundle(QStringLiteral("A.fxplug")), downloadFile(QStringLiteral("B.txt"))};
-    ui().answerNext(VTUserInterface::SecondButton);
+    view().selection = {plugin(QStringLiteral("Inside.fxplug"))};
+    ui().answerNext(VTUserInterface::FirstButton);
 
+    EXPECT_TRUE(requests().dropFiles({downloadBundle(QStringLiteral("A.fxplug"))}, nullptr));
+    waitForOperations();
+    EXPECT_TRUE(view().selection.isEmpty()) << "an earlier selection must not pick the group";
+    EXPECT_EQ(alerts().value(0), question("this plugin"));
+    EXPECT_TRUE(exists(folder(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Color/A.fxplug"))));
+
+    ui().clear();
+    m_notifications.clear();
+    const QStringList dropped{downloadBundle(QStringLiteral("B.fxplug")), downloadFile(QStringLiteral("C.txt"))};
+    ui().answerNext(VTUserInterface::SecondButton);
     EXPECT_TRUE(requests().dropFiles(dropped, color));
     waitForOperations();
-
     EXPECT_EQ(view().selection, QList<ItemPtr>{color}) << "the row dropped on is selected";
     ASSERT_EQ(m_notifications.size(), 1);
     EXPECT_EQ(m_notifications.first().value(QStringLiteral("fileList")).toStringList(), dropped);
     EXPECT_EQ(alerts().value(0), question("these plugins"));
-    EXPECT_TRUE(exists(folder(FxPlug, AllUsers, QStringLiteral("Color/A.fxplug"))));
-    EXPECT_TRUE(exists(folder(FxScript, AllUsers, QStringLiteral("Color/B.txt"))));
+    EXPECT_TRUE(exists(folder(FxPlug, AllUsers, QStringLiteral("Color/B.fxplug"))));
+    EXPECT_TRUE(exists(folder(FxScript, AllUsers, QStringLiteral("Color/C.txt"))));
     const QStringList log = logLines();
     const qsizetype dropLine = log.indexOf(QStringLiteral("User dropped new plugins. Installing..."));
     const qsizetype askLine =
         log.indexOf(QStringLiteral("Asking whether to install plugins for the current user or all users..."));
     ASSERT_GE(dropLine, 0);
     EXPECT_GT(askLine, dropLine);
-    EXPECT_EQ(reloadRequests(), 1);
-}
-
-TEST_F(InstallRequestsTest, ADropBelowTheRowsInstallsAtTheTopLevel)
-{
-    VTBundleOptions inColor;
-    inColor.group = QStringLiteral("Color");
-    builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Inside"), inColor);
-    reload();
-    view().selection = {plugin(QStringLiteral("Inside.fxplug"))};
-    ui().answerNext(VTUserInterface::FirstButton);
-
-    EXPECT_TRUE(requests().dropFiles({downloadBundle(QStringLiteral("A.fxplug"))}, nullptr));
-    waitForOperations();
-
-    EXPECT_TRUE(view().selection.isEmpty()) << "an earlier selection must not pick the group";
-    EXPECT_EQ(alerts().value(0), question("this plugin"));
-    EXPECT_TRUE(exists(folder(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
-    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Color/A.fxplug"))));
+    EXPECT_EQ(reloadRequests(), 2);
 }
 
 TEST_F(InstallRequestsTest, OpenedFilesArePendingUntilInstalledOrCancelled)

@@ -1,4 +1,6 @@
-// The background frame's waits: on the cancel flag, and on worker threads.
+// The background frame: the cancel flag's life and the waits on worker
+// threads. (That display steps need a window is checked by the installation
+// without one.)
 
 #include "OperationsTestSupport.h"
 
@@ -35,6 +37,19 @@ ThreadState threadState(pid_t thread)
 }
 
 } // namespace
+
+// Showing or closing the sheet clears the cancel flag.
+TEST(VTOperationFrame, TheSheetClearsTheCancelFlag)
+{
+    VTRecordingInterface ui(false);
+    VTOperationFrame frame(ui, false);
+    frame.cancelProgress();
+    frame.showProgressWindow();
+    EXPECT_FALSE(frame.processingCancelled());
+    frame.setProcessingCancelled(true);
+    frame.endProgressWindow();
+    EXPECT_FALSE(frame.processingCancelled());
+}
 
 TEST(VTOperationFrame, WaitOnProcessingWaitsForTheCancelFlagNotForTheCount)
 {
