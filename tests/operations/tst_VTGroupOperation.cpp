@@ -165,6 +165,21 @@ TEST_F(GroupOperationTest, RenamingMovesEveryPlaceAndTheRecords)
     ASSERT_TRUE(warm);
     ASSERT_EQ(warm->children().size(), 3);
 
+    // What names no new folder is ignored.
+    for (const QString &typed : {QStringLiteral("/"), QStringLiteral("."), QString(), QStringLiteral("Warm"),
+                                 QStringLiteral(".Warm")})
+        EXPECT_FALSE(groups().nameCellEdited(warm, typed)) << typed.toStdString();
+    EXPECT_FALSE(groups().nameCellEdited(plugin(QStringLiteral("A.fxplug")), QStringLiteral("Other")));
+    EXPECT_FALSE(groups().renameGroup(warm, QStringLiteral("..")));
+    EXPECT_TRUE(exists(fxPlug(QStringLiteral("Warm/A.fxplug"))));
+    EXPECT_EQ(reloadRequests(), 0);
+    EXPECT_FALSE(logged(QStringLiteral("Renaming group Warm to Other...")));
+    // A group record without a subfolder would stand for the kinds' folders.
+    const GroupPtr broken = VTGroupItem::create(QStringLiteral("Broken"), fxPlug(), QString());
+    EXPECT_FALSE(groups().renameGroup(broken, QStringLiteral("Other")));
+    EXPECT_TRUE(VTSandboxFiles::isFolder(fxPlug()));
+    EXPECT_FALSE(exists(VTPath::join(VTPath::removeLastComponent(fxPlug()), QStringLiteral("Other"))));
+
     EXPECT_TRUE(groups().nameCellEdited(warm, QStringLiteral(".Hot")));
     for (const QString &path : {fxPlug(QStringLiteral("Hot/A.fxplug")), mirror(fxPlug(QStringLiteral("Hot/B.fxplug"))),
                                 VTPath::join(user, QStringLiteral("Hot/C.vst"))})
@@ -185,52 +200,27 @@ TEST_F(GroupOperationTest, RenamingMovesEveryPlaceAndTheRecords)
     EXPECT_TRUE(posted().isEmpty());
 }
 
-TEST_F(GroupOperationTest, ANestedGroupKeepsItsPlaceAndItsPluginsFollow)
+TEST_F(GroupOperationTest, ANestedGroupKeepsItsPlaceAndARenameOntoAnExistingFolderStopsThere)
 {
-    bundle(QStringLiteral("A"), QStringLiteral("Color/Warm"));
-    bundle(QStringLiteral("B"), QStringLiteral("Color/Warm/Deep"));
-    reload();
-    const GroupPtr warm = group(QStringLiteral("Color/Warm"));
-    ASSERT_TRUE(warm);
-
-    EXPECT_TRUE(groups().renameGroup(warm, QStringLiteral("Hot")));
-    EXPECT_EQ(warm->subdir(), QStringLiteral("Color/Hot"));
-    EXPECT_EQ(warm->storedGroupPath(), fxPlug(QStringLiteral("Color/Hot")));
-    EXPECT_EQ(plugin(QStringLiteral("A.fxplug"))->subdir(), QStringLiteral("Color/Hot"));
-    EXPECT_EQ(plugin(QStringLiteral("B.fxplug"))->subdir(), QStringLiteral("Color/Hot/Deep"));
-    EXPECT_TRUE(exists(plugin(QStringLiteral("A.fxplug"))->pluginPath()));
-    EXPECT_TRUE(exists(plugin(QStringLiteral("B.fxplug"))->pluginPath()));
-    EXPECT_TRUE(exists(fxPlug(QStringLiteral("Color")))) << "only the last level is renamed";
-}
-
-TEST_F(GroupOperationTest, TheNameCellIgnoresWhatNamesNoNewFolder)
-{
-    bundle(QStringLiteral("A"), QStringLiteral("Warm"));
-    reload();
-    const GroupPtr warm = group(QStringLiteral("Warm"));
-    for (const QString &typed : {QStringLiteral("/"), QStringLiteral("."), QString(), QStringLiteral("Warm"),
-                                 QStringLiteral(".Warm")})
-        EXPECT_FALSE(groups().nameCellEdited(warm, typed)) << typed.toStdString();
-    EXPECT_FALSE(groups().nameCellEdited(plugin(QStringLiteral("A.fxplug")), QStringLiteral("Other")));
-    EXPECT_FALSE(groups().renameGroup(warm, QStringLiteral("..")));
-    EXPECT_TRUE(exists(fxPlug(QStringLiteral("Warm/A.fxplug"))));
-    EXPECT_EQ(reloadRequests(), 0);
-    EXPECT_FALSE(logged(QStringLiteral("Renaming group Warm to Other...")));
-
-    // A group record without a subfolder would stand for the kinds' folders.
-    const GroupPtr broken = VTGroupItem::create(QStringLiteral("Broken"), fxPlug(), QString());
-    EXPECT_FALSE(groups().renameGroup(broken, QStringLiteral("Other")));
-    EXPECT_TRUE(VTSandboxFiles::isFolder(fxPlug()));
-    EXPECT_FALSE(exists(VTPath::join(VTPath::removeLastComponent(fxPlug()), QStringLiteral("Other"))));
-}
-
-TEST_F(GroupOperationTest, ARenameOntoAnExistingFolderStopsThereAndLosesNothing)
-{
+    bundle(QStringLiteral("N"), QStringLiteral("Color/Warm"));
+    bundle(QStringLiteral("D"), QStringLiteral("Color/Warm/Deep"));
     bundle(QStringLiteral("A"), QStringLiteral("Warm"));
     bundle(QStringLiteral("U"), QStringLiteral("Warm"), true, FxPlug, CurrentUser);
     bundle(QStringLiteral("Other"), QStringLiteral("Hot"), true, FxPlug, CurrentUser);
     reload();
+    const GroupPtr nested = group(QStringLiteral("Color/Warm"));
     const GroupPtr warm = group(QStringLiteral("Warm"));
+    ASSERT_TRUE(nested && warm);
+
+    // A nested group: only the last level is renamed, its plug-ins follow.
+    EXPECT_TRUE(groups().renameGroup(nested, QStringLiteral("Hot")));
+    EXPECT_EQ(nested->subdir(), QStringLiteral("Color/Hot"));
+    EXPECT_EQ(nested->storedGroupPath(), fxPlug(QStringLiteral("Color/Hot")));
+    EXPECT_EQ(plugin(QStringLiteral("N.fxplug"))->subdir(), QStringLiteral("Color/Hot"));
+    EXPECT_EQ(plugin(QStringLiteral("D.fxplug"))->subdir(), QStringLiteral("Color/Hot/Deep"));
+    EXPECT_TRUE(exists(plugin(QStringLiteral("N.fxplug"))->pluginPath()));
+    EXPECT_TRUE(exists(plugin(QStringLiteral("D.fxplug"))->pluginPath()));
+    EXPECT_TRUE(exists(fxPlug(QStringLiteral("Color"))));
 
     EXPECT_FALSE(groups().renameGroup(warm, QStringLiteral("Hot")));
     // The all-users place comes first and stays renamed; the current user's
@@ -247,15 +237,20 @@ TEST_F(GroupOperationTest, ARenameOntoAnExistingFolderStopsThereAndLosesNothing)
     EXPECT_EQ(ui().steps(QStringLiteral("busy")).size(), ui().steps(QStringLiteral("idle")).size());
 }
 
-TEST_F(GroupOperationTest, MovingIntoAGroupMovesTheFileAndTheRecord)
+TEST_F(GroupOperationTest, MovingIntoAGroupMovesTheFileAndTheRecordButNotALockedPluginOrIntoAnUnmadeFolder)
 {
     const QString a = bundle(QStringLiteral("A"));
     const QString d = bundle(QStringLiteral("D"), QString(), false);
+    const QString locked = lockedBundle(QStringLiteral("L"));
     bundle(QStringLiteral("B"), QStringLiteral("G"));
     reload();
     const GroupPtr g = group(QStringLiteral("G"));
     const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
     const PluginPtr plugD = plugin(QStringLiteral("D.fxplug"));
+
+    EXPECT_TRUE(groups().moveItem(plugin(QStringLiteral("L.fxplug")), g));
+    EXPECT_TRUE(exists(locked));
+    EXPECT_TRUE(logged(QStringLiteral("Unable to move L - plugin is locked")));
 
     EXPECT_TRUE(groups().moveItem(plugA, g));
     EXPECT_FALSE(exists(a));
@@ -274,6 +269,17 @@ TEST_F(GroupOperationTest, MovingIntoAGroupMovesTheFileAndTheRecord)
     EXPECT_FALSE(plugA->parent());
     EXPECT_TRUE(plugA->subdir().isEmpty());
     EXPECT_TRUE(posted().isEmpty());
+
+    if (!FsTest::isRoot())
+        GTEST_SKIP() << "the folder's failure goes on to a privileged attempt, which needs root here";
+    ASSERT_TRUE(VTTestSandbox::makeFile(fxPlug(QStringLiteral("File")), "x"));
+    const GroupPtr blocked = VTGroupItem::create(QStringLiteral("Inner"), fxPlug(QStringLiteral("File/Inner")),
+                                                 QStringLiteral("File/Inner"));
+    EXPECT_FALSE(groups().moveItem(plugA, blocked));
+    EXPECT_TRUE(exists(a));
+    const QStringList alerts = ui().steps(QStringLiteral("alert:Unable to create directory "));
+    ASSERT_EQ(alerts.size(), 1);
+    EXPECT_TRUE(alerts.first().startsWith(QStringLiteral("alert:Unable to create directory %1|").arg(fxPlug(QStringLiteral("File/Inner")))));
 }
 
 TEST_F(GroupOperationTest, ASameNamedPluginInTheTargetIsReplacedOnlyWhenTheUserSaysSo)
@@ -308,26 +314,4 @@ TEST_F(GroupOperationTest, ASameNamedPluginInTheTargetIsReplacedOnlyWhenTheUserS
     EXPECT_FALSE(exists(top));
     EXPECT_TRUE(exists(VTPath::join(inGroup, QStringLiteral("Contents/marker"))));
     EXPECT_EQ(trashList(), QStringList{inGroup}) << "the replaced copy is in the Trash";
-}
-
-TEST_F(GroupOperationTest, LockedPluginsAndUnmovableTargetsLeaveEverythingInPlace)
-{
-    const QString locked = lockedBundle(QStringLiteral("L"));
-    const QString a = bundle(QStringLiteral("A"));
-    bundle(QStringLiteral("B"), QStringLiteral("G"));
-    reload();
-    EXPECT_TRUE(groups().moveItem(plugin(QStringLiteral("L.fxplug")), group(QStringLiteral("G"))));
-    EXPECT_TRUE(exists(locked));
-    EXPECT_TRUE(logged(QStringLiteral("Unable to move L - plugin is locked")));
-
-    if (!FsTest::isRoot())
-        GTEST_SKIP() << "the folder's failure goes on to a privileged attempt, which needs root here";
-    ASSERT_TRUE(VTTestSandbox::makeFile(fxPlug(QStringLiteral("File")), "x"));
-    const GroupPtr blocked = VTGroupItem::create(QStringLiteral("Inner"), fxPlug(QStringLiteral("File/Inner")),
-                                                 QStringLiteral("File/Inner"));
-    EXPECT_FALSE(groups().moveItem(plugin(QStringLiteral("A.fxplug")), blocked));
-    EXPECT_TRUE(exists(a));
-    const QStringList alerts = ui().steps(QStringLiteral("alert:Unable to create directory "));
-    ASSERT_EQ(alerts.size(), 1);
-    EXPECT_TRUE(alerts.first().startsWith(QStringLiteral("alert:Unable to create directory %1|").arg(fxPlug(QStringLiteral("File/Inner")))));
 }
