@@ -101,15 +101,9 @@ protected:
         return builder().addBundle(VTSandboxKind::FxPlug, VTSandboxKind::AllUsers, name, options);
     }
     // A kind's enabled folder joined with a relative path.
-    QString folder(qint64 kind, qint64 access, const QString &relative = QString())
-    {
-        return VTPath::join(builder().folder(kind, access), relative);
-    }
+    QString folder(qint64 kind, qint64 access, const QString &relative = QString()) { return VTPath::join(builder().folder(kind, access), relative); }
     QString fxPlug(const QString &relative = QString()) { return folder(VTSandboxKind::FxPlug, VTSandboxKind::AllUsers, relative); }
-    QString userFxPlug(const QString &relative = QString())
-    {
-        return folder(VTSandboxKind::FxPlug, VTSandboxKind::CurrentUser, relative);
-    }
+    QString userFxPlug(const QString &relative = QString()) { return folder(VTSandboxKind::FxPlug, VTSandboxKind::CurrentUser, relative); }
 
     // A copy of a bundle kept outside every plug-in folder, to compare with.
     QString keepReference(const QString &bundle)

@@ -34,19 +34,6 @@ protected:
 
 } // namespace
 
-TEST_F(InstallRequestsTest, ADropIsRefusedUnlessEveryFileCanBeInstalled)
-{
-    const QString blur = downloadBundle(QStringLiteral("Blur.fxplug"));
-    const QString readMe = downloadFile(QStringLiteral("ReadMe.pdf"));
-
-    EXPECT_FALSE(requests().dropFiles({blur, readMe}, nullptr));
-
-    EXPECT_TRUE(m_notifications.isEmpty());
-    EXPECT_TRUE(alerts().isEmpty());
-    EXPECT_FALSE(logged(QStringLiteral("User dropped new plugins. Installing...")));
-    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
-}
-
 TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupAndOneBelowTheRowsAtTheTopLevel)
 {
     VTBundleOptions inColor;
@@ -56,6 +43,15 @@ TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupAndOneBelowTheR
     const GroupPtr color = group(QStringLiteral("Color"));
     ASSERT_TRUE(color);
     view().selection = {plugin(QStringLiteral("Inside.fxplug"))};
+
+    // Refused unless every file can be installed.
+    const QString readMe = downloadFile(QStringLiteral("ReadMe.pdf"));
+    EXPECT_FALSE(requests().dropFiles({downloadBundle(QStringLiteral("A.fxplug")), readMe}, nullptr));
+    EXPECT_TRUE(m_notifications.isEmpty());
+    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_FALSE(logged(QStringLiteral("User dropped new plugins. Installing...")));
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
+
     ui().answerNext(VTUserInterface::FirstButton);
 
     EXPECT_TRUE(requests().dropFiles({downloadBundle(QStringLiteral("A.fxplug"))}, nullptr));
@@ -88,6 +84,13 @@ TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupAndOneBelowTheR
 
 TEST_F(InstallRequestsTest, OpenedFilesArePendingUntilInstalledOrCancelled)
 {
+    // A notification without files asks nothing.
+    requests().installNewPluginsReceived(QVariantMap{{QStringLiteral("other"), QStringList{QStringLiteral("/x.fxplug")}}});
+    requests().openFiles({});
+    waitForOperations();
+    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_TRUE(m_notifications.isEmpty());
+
     const QString blur = downloadBundle(QStringLiteral("Blur.fxplug"));
     ui().answerNext(VTUserInterface::ThirdButton);
 
@@ -112,13 +115,4 @@ TEST_F(InstallRequestsTest, OpenedFilesArePendingUntilInstalledOrCancelled)
     EXPECT_EQ(pendingWhileInstalling, QStringList{blur});
     EXPECT_TRUE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
     EXPECT_TRUE(installation().pendingInstallList().isEmpty());
-}
-
-TEST_F(InstallRequestsTest, ANotificationWithoutFilesAsksNothing)
-{
-    requests().installNewPluginsReceived(QVariantMap{{QStringLiteral("other"), QStringList{QStringLiteral("/x.fxplug")}}});
-    requests().openFiles({});
-    waitForOperations();
-    EXPECT_TRUE(alerts().isEmpty());
-    EXPECT_TRUE(m_notifications.isEmpty());
 }
