@@ -160,27 +160,17 @@ protected:
         return timer.elapsed() / 1000.0;
     }
 
-    // Starts a batch and kills it `delay` seconds after the batch began.
-    void killBatch(const QString &direction, double delay, Tally &tally)
-    {
-        FsTest::Process driver;
-        ASSERT_TRUE(driver.start(OpsTest::driverPath(), {QStringLiteral("batch"), direction}));
-        ASSERT_EQ(driver.readLine(120000), QByteArray("BATCH"));
-        std::this_thread::sleep_for(std::chrono::duration<double>(delay));
-        ::kill(driver.pid(), SIGKILL);
-        countKill(driver, tally);
-    }
-
-    // Starts a batch and kills it `delayMicroseconds` after a copy of a
-    // heavy bundle appears in its destination folder: the kill lands inside
-    // a move between file systems. Watched from outside, with inotify.
-    void killInsideACopy(bool disable, int delayMicroseconds, Tally &tally)
+    // Starts a batch and kills it `delay` seconds after the batch began or,
+    // when `aimed`, after a copy of a heavy bundle appears in its destination
+    // folder (watched from outside, with inotify): the kill lands inside a
+    // move between file systems.
+    void killBatch(bool disable, double delay, bool aimed)
     {
         VTSafeFs::Fd watch(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
         ASSERT_TRUE(watch.valid());
         for (const Entry &entry : std::as_const(m_entries)) {
             const bool moves = disable ? FsTest::exists(entry.enabledPath) : FsTest::exists(entry.disabledPath);
-            if (!entry.heavy || !moves)
+            if (!aimed || !entry.heavy || !moves)
                 continue;
             // The destination folder, made ahead where the move would make it.
             const QString folder = VTPath::removeLastComponent(disable ? entry.disabledPath : entry.enabledPath);
@@ -194,7 +184,7 @@ protected:
         timer.start();
         bool seen = false;
         alignas(inotify_event) char buffer[16384];
-        while (!seen && timer.elapsed() < 20000) {
+        while (aimed && !seen && timer.elapsed() < 20000) {
             pollfd ready{watch.get(), POLLIN, 0};
             if (::poll(&ready, 1, 50) <= 0)
                 continue;
@@ -205,20 +195,11 @@ protected:
                 at += ssize_t(sizeof(inotify_event)) + event->len;
             }
         }
-        std::this_thread::sleep_for(std::chrono::microseconds(delayMicroseconds));
+        std::this_thread::sleep_for(std::chrono::duration<double>(delay));
         ::kill(driver.pid(), SIGKILL);
-        if (seen)
-            ++tally.aimedKills;
-        countKill(driver, tally);
-    }
-
-    static void countKill(FsTest::Process &driver, Tally &tally)
-    {
+        m_tally.aimedKills += seen ? 1 : 0;
         const FsTest::Run result = driver.finish(60000);
-        if (result.out.contains("DONE"))
-            ++tally.finishedBeforeKill;
-        else
-            ++tally.killPoints;
+        ++(result.out.contains("DONE") ? m_tally.finishedBeforeKill : m_tally.killPoints);
     }
 
     [[nodiscard]] bool wholeAt(const Entry &entry, const QString &path) const
@@ -228,24 +209,24 @@ protected:
 
     // Right after a kill: every plug-in whole in at least one place, and
     // nothing partial at either visible name (a host may load it meanwhile).
-    void inspectAfterKill(Tally &tally)
+    void inspectAfterKill()
     {
         if (!VTMoveRecovery::foldersWithLeftovers(m_roots).isEmpty())
-            ++tally.killsInsideACopy;
+            ++m_tally.killsInsideACopy;
         for (const Entry &entry : std::as_const(m_entries)) {
             const bool enabled = wholeAt(entry, entry.enabledPath);
             const bool disabled = wholeAt(entry, entry.disabledPath);
             for (const auto &[path, whole] : {std::pair{entry.enabledPath, enabled}, std::pair{entry.disabledPath, disabled}}) {
                 if (!whole && FsTest::exists(path)) {
-                    ++tally.damaged;
+                    ++m_tally.damaged;
                     ADD_FAILURE() << "damaged at a visible name: " << path.toStdString();
                 }
             }
             if (!enabled && !disabled) {
-                ++tally.lost;
+                ++m_tally.lost;
                 ADD_FAILURE() << "lost: " << entry.enabledPath.toStdString();
             } else if (enabled && disabled) {
-                ++tally.pendingSourceRemovals;
+                ++m_tally.pendingSourceRemovals;
             }
         }
     }
@@ -314,11 +295,9 @@ protected:
             // the measured one (warm caches, a quieter machine) is still hit
             // while it works; later runs start where this one stopped.
             const double length = (disable ? disableSeconds : enableSeconds) * left / movable / 2;
-            if (aimAtCopies && i % 3 == 2)
-                killInsideACopy(disable, int(random.bounded(2000)), m_tally);
-            else
-                killBatch(disable ? QStringLiteral("disable") : QStringLiteral("enable"), random.bounded(length), m_tally);
-            inspectAfterKill(m_tally);
+            const bool aimed = aimAtCopies && i % 3 == 2;
+            killBatch(disable, aimed ? random.bounded(0.002) : random.bounded(length), aimed);
+            inspectAfterKill();
             inspectAfterNextRun();
             disable = !disable;
         }
