@@ -12,6 +12,7 @@
 #include "VTOperations.h"
 #include "VTSafeFs.h"
 #include "VTSandboxLayout.h"
+#include "VTTestLog.h"
 #include "VTTreeCopy.h"
 
 #include <chrono>
@@ -36,13 +37,13 @@ public:
 };
 
 // A log's entries without their dates.
-inline QStringList logEntries(const QByteArray &text)
+inline QStringList logEntries(const QString &text)
 {
     QStringList lines;
-    for (const QByteArray &line : text.split('\n')) {
-        const qsizetype dash = line.indexOf(" - ");
+    for (const QString &line : text.split(u'\n')) {
+        const qsizetype dash = line.indexOf(QLatin1String(" - "));
         if (dash > 0)
-            lines << QString::fromUtf8(line.mid(dash + 3));
+            lines << line.mid(dash + 3);
     }
     return lines;
 }
@@ -127,11 +128,7 @@ protected:
     int reloadRequests() const { return m_reloadRequests.load(); }
 
     // The log's entries so far, without their dates.
-    static QStringList logLines()
-    {
-        VTLog::finishWriting();
-        return logEntries(VTTestSandbox::readFile(VTLog::currentLogPath()));
-    }
+    static QStringList logLines() { return logEntries(VTTest::logText()); }
     static bool logged(const QString &text) { return logLines().contains(text); }
     static int logCount(const QString &prefix)
     {

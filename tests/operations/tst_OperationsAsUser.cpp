@@ -83,8 +83,8 @@ protected:
     // The driver's log, entries without their dates.
     QStringList logLines() const
     {
-        return OpsTest::logEntries(
-            FsTest::readFile(m_sandbox.homePath(QStringLiteral("Library/Logs/Vantorel/Tessary.task.1.log"))));
+        return OpsTest::logEntries(QString::fromUtf8(
+            FsTest::readFile(m_sandbox.homePath(QStringLiteral("Library/Logs/Vantorel/Tessary.task.1.log")))));
     }
     // The driver's YES and NO answers.
     static QList<QByteArray> answers(const FsTest::Run &run)
