@@ -360,29 +360,11 @@ TEST_F(OperationsAsUserTest, APlantInTheUsersOwnMirrorIsNotEnabledIntoTheUsersHo
         << run.out.toStdString();
 }
 
-TEST_F(OperationsAsUserTest, AnImmutablePluginTheUserCannotUnlockStaysWhole)
-{
-    const QString a = bundle(QStringLiteral("A"));
-    handOver();
-    if (!VTFileManager::lockFile(a) || !VTFileManager::isFileLocked(a))
-        GTEST_SKIP() << "this file system has no immutable attribute";
-
-    const FsTest::Run run = driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")});
-    (void)VTFileManager::unlockFile(a);
-    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"});
-    EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
-    EXPECT_FALSE(FsTest::exists(mirror(a)));
-    const QStringList messages = posted(run);
-    ASSERT_FALSE(messages.isEmpty());
-    EXPECT_TRUE(messages.first().startsWith(QStringLiteral("Unable to unlock item %1 - ").arg(a)))
-        << messages.first().toStdString();
-    EXPECT_EQ(messages.last(), QStringLiteral("Could not disable plugin A. Please check your file permissions."));
-}
-
-TEST_F(OperationsAsUserTest, ARemovalStopsAtTheFirstPluginThatCannotBeTrashed)
+TEST_F(OperationsAsUserTest, ARemovalStopsAtTheFirstFailureAndAnImmutablePluginTheUserCannotUnlockStaysWhole)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Kept"));
     const QString b = bundle(QStringLiteral("B"));
+    const QString c = bundle(QStringLiteral("C"));
     handOver();
     const QString kept = VTPath::removeLastComponent(a);
     ASSERT_TRUE(FsTest::chownPath(kept, FsTest::User{QStringLiteral("root"), 0, 0}));
@@ -397,4 +379,17 @@ TEST_F(OperationsAsUserTest, ARemovalStopsAtTheFirstPluginThatCannotBeTrashed)
             .toUtf8()))
         << run.out.toStdString();
     EXPECT_TRUE(logLines().contains(QStringLiteral("Unable to remove plugin A.")));
+
+    if (!VTFileManager::lockFile(c) || !VTFileManager::isFileLocked(c))
+        GTEST_SKIP() << "this file system has no immutable attribute";
+    const FsTest::Run disable = driver({QStringLiteral("disable"), QStringLiteral("C.fxplug")});
+    (void)VTFileManager::unlockFile(c);
+    EXPECT_EQ(answers(disable), QList<QByteArray>{"NO"});
+    EXPECT_TRUE(FsTest::exists(VTPath::join(c, QStringLiteral("Contents/Info.plist"))));
+    EXPECT_FALSE(FsTest::exists(mirror(c)));
+    const QStringList messages = posted(disable);
+    ASSERT_FALSE(messages.isEmpty());
+    EXPECT_TRUE(messages.first().startsWith(QStringLiteral("Unable to unlock item %1 - ").arg(c)))
+        << messages.first().toStdString();
+    EXPECT_EQ(messages.last(), QStringLiteral("Could not disable plugin C. Please check your file permissions."));
 }

@@ -161,46 +161,18 @@ TEST_F(AccessOperationTest, AGroupWalksItsPluginsDepthFirstAndShowsProgressAbove
     EXPECT_TRUE(view().reloadedItems.contains(four));
 }
 
-TEST_F(AccessOperationTest, TheAccessCellAnswersAtOnceAndTheFilesFollow)
-{
-    const QString a = bundle(QStringLiteral("A"));
-    bundle(QStringLiteral("B"), QStringLiteral("G"));
-    const QString locked = lockedBundle(QStringLiteral("L"));
-    reload();
-    int buttonRefreshes = 0;
-    operations().context().setWindowSteps({[&buttonRefreshes] { ++buttonRefreshes; }, {}});
-    int edits = 0;
-    QObject::connect(&access(), &VTAccessOperation::outlineViewItemsChanged, [&edits] { ++edits; });
-
-    const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
-    access().accessCellEdited(plugA, 1);
-    EXPECT_EQ(plugA->pluginAccess(), 1) << "before the move has finished";
-    const GroupPtr g = group(QStringLiteral("G"));
-    access().accessCellEdited(g, 1);
-    EXPECT_EQ(g->groupAccess(), 1);
-    const PluginPtr plugL = plugin(QStringLiteral("L.fxplug"));
-    access().accessCellEdited(plugL, 1);
-    EXPECT_EQ(plugL->pluginAccess(), 0);
-    waitForOperations();
-
-    EXPECT_FALSE(exists(a));
-    EXPECT_TRUE(exists(userFxPlug(QStringLiteral("A.fxplug"))));
-    EXPECT_TRUE(exists(userFxPlug(QStringLiteral("G/B.fxplug"))));
-    EXPECT_TRUE(exists(locked));
-    EXPECT_EQ(buttonRefreshes, 3);
-    EXPECT_EQ(edits, 3);
-}
-
-TEST_F(AccessOperationTest, TheToggleLabelGivesTheDirectionForTheWholeSelection)
+TEST_F(AccessOperationTest, TheToggleLabelGivesTheDirectionAndTheAccessCellAnswersAtOnce)
 {
     QList<ItemPtr> selection;
     for (int i = 0; i < 4; ++i)
         bundle(QStringLiteral("P%1").arg(i));
     bundle(QStringLiteral("Q"), QStringLiteral("G"));
+    const QString locked = lockedBundle(QStringLiteral("L"));
     reload();
     for (int i = 0; i < 4; ++i)
         selection << plugin(QStringLiteral("P%1.fxplug").arg(i));
-    selection << group(QStringLiteral("G"));
+    const GroupPtr g = group(QStringLiteral("G"));
+    selection << g;
     int disabledButtons = 0;
     access().setDisableUserButton([&disabledButtons] { ++disabledButtons; });
     const int redisplays = view().treeReloads;
@@ -224,4 +196,25 @@ TEST_F(AccessOperationTest, TheToggleLabelGivesTheDirectionForTheWholeSelection)
     EXPECT_TRUE(exists(fxPlug(QStringLiteral("P0.fxplug"))));
     EXPECT_TRUE(exists(userFxPlug(QStringLiteral("P2.fxplug"))));
     EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty()) << "two plug-ins show no sheet";
+
+    // The access cell: the record answers at once, the files follow.
+    int buttonRefreshes = 0;
+    operations().context().setWindowSteps({[&buttonRefreshes] { ++buttonRefreshes; }, {}});
+    int edits = 0;
+    QObject::connect(&access(), &VTAccessOperation::outlineViewItemsChanged, [&edits] { ++edits; });
+    const PluginPtr p0 = plugin(QStringLiteral("P0.fxplug"));
+    access().accessCellEdited(p0, 1);
+    EXPECT_EQ(p0->pluginAccess(), 1) << "before the move has finished";
+    access().accessCellEdited(g, 0);
+    EXPECT_EQ(g->groupAccess(), 0);
+    const PluginPtr plugL = plugin(QStringLiteral("L.fxplug"));
+    access().accessCellEdited(plugL, 1);
+    EXPECT_EQ(plugL->pluginAccess(), 0);
+    waitForOperations();
+    EXPECT_FALSE(exists(fxPlug(QStringLiteral("P0.fxplug"))));
+    EXPECT_TRUE(exists(userFxPlug(QStringLiteral("P0.fxplug"))));
+    EXPECT_TRUE(exists(fxPlug(QStringLiteral("G/Q.fxplug"))));
+    EXPECT_TRUE(exists(locked));
+    EXPECT_EQ(buttonRefreshes, 3);
+    EXPECT_EQ(edits, 3);
 }

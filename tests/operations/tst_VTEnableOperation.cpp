@@ -65,32 +65,27 @@ TEST_F(EnableOperationTest, DisablingMakesTheMirrorFoldersAndEnablingRemovesThem
     EXPECT_TRUE(posted().isEmpty());
 }
 
-TEST_F(EnableOperationTest, TheCleanUpStopsAtTheFirstFolderThatHoldsSomething)
+TEST_F(EnableOperationTest, TheCleanUpStopsAtTheFirstFolderThatHoldsSomethingAndALockedPluginStays)
 {
     bundle(QStringLiteral("A"), QStringLiteral("Outer/Inner"), false);
     bundle(QStringLiteral("B"), QStringLiteral("Outer"), false);
+    const QString locked = lockedBundle(QStringLiteral("Managed"));
     reload();
 
     EXPECT_TRUE(enabling().moveFilter(plugin(QStringLiteral("A.fxplug")), 1));
     EXPECT_FALSE(exists(mirror(fxPlug(QStringLiteral("Outer/Inner")))));
     EXPECT_TRUE(exists(mirror(fxPlug(QStringLiteral("Outer/B.fxplug")))));
     EXPECT_TRUE(exists(disabledRoot()));
-
     // The component count covers the path up to the root, "/" counting one.
     EXPECT_EQ(VTGuardedMove::componentCount(QStringLiteral("/Library/Audio/Plug-Ins/Components")), 5);
     EXPECT_EQ(VTGuardedMove::componentCount(QStringLiteral("/")), 1);
-}
 
-TEST_F(EnableOperationTest, ALockedPluginStaysWhereItIsAndCountsAsMoved)
-{
-    const QString bundle = lockedBundle(QStringLiteral("Managed"));
-    reload();
+    // A locked plug-in stays where it is and counts as moved.
     const PluginPtr managed = plugin(QStringLiteral("Managed.fxplug"));
     ASSERT_TRUE(managed && managed->isLocked());
-
     EXPECT_TRUE(enabling().moveFilter(managed, 0));
-    EXPECT_TRUE(exists(bundle));
-    EXPECT_FALSE(exists(mirror(bundle)));
+    EXPECT_TRUE(exists(locked));
+    EXPECT_FALSE(exists(mirror(locked)));
     EXPECT_EQ(managed->pluginEnabled(), 1);
     EXPECT_TRUE(logged(QStringLiteral("Unable to move Managed - plugin is locked")));
     EXPECT_TRUE(posted().isEmpty());
