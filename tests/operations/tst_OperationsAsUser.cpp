@@ -280,16 +280,24 @@ TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledFor
     }
 }
 
-// A move journal a second account planted beside a copy of a file, naming
-// that file as the source of a finished move, deletes nothing at the next
-// start: not the user's document in a user's run, not a root file in root's.
-TEST_F(OperationsAsUserTest, AMoveJournalAnotherAccountPlantedDeletesNothing)
+// What a second account planted in disabled folders open to everyone: a
+// move journal beside a copy of a file, naming that file as the source of a
+// finished move, deletes nothing at the next start (not the user's document
+// in a user's run, not a root file in root's); a plug-in planted in the
+// mirror of the user's own folder is not enabled into the user's home.
+TEST_F(OperationsAsUserTest, WhatAnotherAccountPlantedInAnOpenDisabledFolderDeletesAndEnablesNothing)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Shared"));
+    VTBundleOptions mine;
+    mine.group = QStringLiteral("Mine");
+    const QString own = m_builder->addBundle(FxPlug, CurrentUser, QStringLiteral("Own"), mine);
     handOver();
     const QString shared = mirror(VTPath::removeLastComponent(a));
-    ASSERT_TRUE(VTTestSandbox::makeFolder(shared));
-    ASSERT_TRUE(FsTest::chmodPath(shared, 01777));
+    const QString disabledFolder = mirror(VTPath::removeLastComponent(own));
+    for (const QString &open : {shared, disabledFolder}) {
+        ASSERT_TRUE(VTTestSandbox::makeFolder(open));
+        ASSERT_TRUE(FsTest::chmodPath(open, 01777));
+    }
     const QString document = m_sandbox.homePath(QStringLiteral("Documents/thesis"));
     ASSERT_TRUE(FsTest::writeFile(document, "years of work"));
     ASSERT_TRUE(FsTest::chownPath(document, m_user));
@@ -310,6 +318,18 @@ TEST_F(OperationsAsUserTest, AMoveJournalAnotherAccountPlantedDeletesNothing)
         EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
         EXPECT_EQ(FsTest::readFile(victim), superuser ? QByteArray("root:x:0:0") : QByteArray("years of work"));
     }
+
+    // No administrator rights involved in the user's own folder.
+    const FsTest::Run plant = FsTest::runAs(m_other, QStringLiteral("/bin/sh"),
+                                            {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/Evil.fxplug/Contents\" && echo code > \"$0/Evil.fxplug/Contents/bin\""),
+                                             disabledFolder},
+                                            {});
+    ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
+    const FsTest::Run run = driver({QStringLiteral("enable"), QStringLiteral("Evil.fxplug")});
+    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_FALSE(FsTest::exists(VTPath::join(VTPath::removeLastComponent(own), QStringLiteral("Evil.fxplug"))));
+    EXPECT_TRUE(posted(run).join(u'\n').contains(QStringLiteral("another user could have changed it")))
+        << run.out.toStdString();
 }
 
 // A link a second account put where the disabled tree should be does not
@@ -334,30 +354,6 @@ TEST_F(OperationsAsUserTest, ASuperuserRunFollowsNoLinkAnotherAccountPutInTheDis
     EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
     EXPECT_TRUE(QDir(closed).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot))
         << FsTest::run(QStringLiteral("/usr/bin/find"), {closed}).out.toStdString() << run.out.toStdString();
-}
-
-TEST_F(OperationsAsUserTest, APlantInTheUsersOwnMirrorIsNotEnabledIntoTheUsersHome)
-{
-    // No administrator rights involved: the user's own plug-in folder, and
-    // the mirror of it in a disabled tree that a second account may write.
-    VTBundleOptions options;
-    options.group = QStringLiteral("Mine");
-    const QString own = m_builder->addBundle(FxPlug, CurrentUser, QStringLiteral("Own"), options);
-    handOver();
-    const QString disabledFolder = mirror(VTPath::removeLastComponent(own));
-    ASSERT_TRUE(VTTestSandbox::makeFolder(disabledFolder));
-    ASSERT_TRUE(FsTest::chmodPath(disabledFolder, 01777));
-    const FsTest::Run plant = FsTest::runAs(m_other, QStringLiteral("/bin/sh"),
-                                            {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/Evil.fxplug/Contents\" && echo code > \"$0/Evil.fxplug/Contents/bin\""),
-                                             disabledFolder},
-                                            {});
-    ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
-
-    const FsTest::Run run = driver({QStringLiteral("enable"), QStringLiteral("Evil.fxplug")});
-    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
-    EXPECT_FALSE(FsTest::exists(VTPath::join(VTPath::removeLastComponent(own), QStringLiteral("Evil.fxplug"))));
-    EXPECT_TRUE(posted(run).join(u'\n').contains(QStringLiteral("another user could have changed it")))
-        << run.out.toStdString();
 }
 
 TEST_F(OperationsAsUserTest, ARemovalStopsAtTheFirstFailureAndAnImmutablePluginTheUserCannotUnlockStaysWhole)

@@ -10,15 +10,7 @@
 
 using namespace VTSandboxKind;
 
-namespace {
-
-class EnableOperationTest : public OpsTest::OperationsTest
-{
-protected:
-    int m_buttonRefreshes = 0;
-};
-
-} // namespace
+using EnableOperationTest = OpsTest::OperationsTest;
 
 TEST_F(EnableOperationTest, DisablingMakesTheMirrorFoldersAndEnablingRemovesThemUpToTheRoot)
 {
@@ -179,13 +171,14 @@ TEST_F(EnableOperationTest, TheCheckBoxMovesAPluginAtOnceAndAGroupOnAWorker)
     reload();
     const PluginPtr a = plugin(QStringLiteral("A.fxplug"));
     const GroupPtr g = group(QStringLiteral("G"));
-    operations().context().setWindowSteps({[this] { ++m_buttonRefreshes; }, {}});
+    int buttonRefreshes = 0;
+    operations().context().setWindowSteps({[&buttonRefreshes] { ++buttonRefreshes; }, {}});
 
     enabling().statusCheckBoxChanged(a, 0);
     EXPECT_EQ(a->pluginEnabled(), 0);
     EXPECT_TRUE(exists(mirror(fxPlug(QStringLiteral("G/A.fxplug")))));
     EXPECT_TRUE(view().reloadedItems.contains(g)) << "the parent's mixed state is redrawn";
-    EXPECT_EQ(m_buttonRefreshes, 1);
+    EXPECT_EQ(buttonRefreshes, 1);
 
     // Clearing the box of a group marks its unlocked records at once.
     enabling().statusCheckBoxChanged(g, 0);
@@ -193,7 +186,7 @@ TEST_F(EnableOperationTest, TheCheckBoxMovesAPluginAtOnceAndAGroupOnAWorker)
     waitForOperations();
     EXPECT_TRUE(exists(mirror(fxPlug(QStringLiteral("G/B.fxplug")))));
     EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:2")});
-    EXPECT_EQ(m_buttonRefreshes, 2);
+    EXPECT_EQ(buttonRefreshes, 2);
 }
 
 TEST_F(EnableOperationTest, TheTreeModelsStatusColumnHandsTheNewStateToTheOperation)
@@ -273,7 +266,8 @@ TEST_F(EnableOperationTest, CancellingAToggleLeavesTheRestAndEndsLikeANormalRun)
     QList<ItemPtr> all;
     for (int i = 0; i < 8; ++i)
         all << plugin(QStringLiteral("P%1.fxplug").arg(i));
-    operations().context().setWindowSteps({[this] { ++m_buttonRefreshes; }, {}});
+    int buttonRefreshes = 0;
+    operations().context().setWindowSteps({[&buttonRefreshes] { ++buttonRefreshes; }, {}});
 
     // Cancel is pressed while the bar shows the third plug-in done.
     ui().setOnIncrement([this](int steps) {
@@ -286,6 +280,6 @@ TEST_F(EnableOperationTest, CancellingAToggleLeavesTheRestAndEndsLikeANormalRun)
         EXPECT_EQ(exists(mirror(bundles.at(i))), i < 3) << i;
     EXPECT_FALSE(frame().processingCancelled());
     EXPECT_EQ(reloadRequests(), 0) << "the normal ending, not a reload from the worker";
-    EXPECT_EQ(m_buttonRefreshes, 1);
+    EXPECT_EQ(buttonRefreshes, 1);
     EXPECT_EQ(ui().steps(QStringLiteral("end")).size(), 1);
 }
