@@ -157,9 +157,9 @@ TEST_F(InstallOperationTest, OverwritingSendsEveryOldCopyToTheTrash)
     const QString allUsers = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Blur"));
     const QString atDestination = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
     // A template in its category folder is found as well.
-    const QString template_ = builder().addMotionTemplate(CurrentUser, QStringLiteral("Generators"), QStringLiteral("Sky"));
+    const QString oldTemplate = builder().addMotionTemplate(CurrentUser, QStringLiteral("Generators"), QStringLiteral("Sky"));
     ASSERT_TRUE(builder().ok());
-    ASSERT_EQ(template_, folder(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Sky")));
+    ASSERT_EQ(oldTemplate, folder(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Sky")));
     const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
     const QString sky = download(QStringLiteral("Sky"));
     downloadFile(QStringLiteral("Sky/Sky.motn"), "new");
@@ -172,9 +172,9 @@ TEST_F(InstallOperationTest, OverwritingSendsEveryOldCopyToTheTrash)
     EXPECT_EQ(alerts().at(1).section(u'|', 0, 0), QStringLiteral("alert:The file Sky already exists. Would you like to overwrite it?"));
     EXPECT_FALSE(exists(allUsers));
     EXPECT_TRUE(OpsTest::sameTree(source, atDestination));
-    EXPECT_TRUE(OpsTest::sameTree(sky, template_)) << "replaced, not nested inside the old template";
+    EXPECT_TRUE(OpsTest::sameTree(sky, oldTemplate)) << "replaced, not nested inside the old template";
     const QStringList originals = trashList();
-    for (const QString &old : {allUsers, atDestination, template_})
+    for (const QString &old : {allUsers, atDestination, oldTemplate})
         EXPECT_TRUE(originals.contains(old)) << old.toStdString() << " not in " << originals.join(u'\n').toStdString();
     EXPECT_TRUE(logged(QStringLiteral("Trashing old file %1...").arg(allUsers)));
 }
