@@ -7,11 +7,9 @@
 
 #include "VTFinderInfo.h"
 #include "VTInstallOperation.h"
-#include "VTSandboxLayout.h"
 #include "VTTrash.h"
 
 #include <QTemporaryDir>
-#include <QUrl>
 
 namespace InstallTest {
 
@@ -47,29 +45,10 @@ protected:
 
     static QByteArray marker(const QString &bundle)
     {
-        QFile file(VTPath::join(bundle, QStringLiteral("Contents/Resources/marker")));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        return VTTestSandbox::readFile(VTPath::join(bundle, QStringLiteral("Contents/Resources/marker")));
     }
 
     QStringList alerts() { return ui().steps(QStringLiteral("alert:")); }
-
-    // Original paths of what the sandbox's home trash holds, read from its
-    // info files.
-    static QStringList trashedOriginals()
-    {
-        QStringList originals;
-        const QDir info(VTPath::join(VTTrash::homeTrash(), QStringLiteral("info")));
-        for (const QString &name : info.entryList({QStringLiteral("*.trashinfo")}, QDir::Files)) {
-            QFile file(info.filePath(name));
-            if (!file.open(QIODevice::ReadOnly))
-                continue;
-            for (const QByteArray &line : file.readAll().split('\n')) {
-                if (line.startsWith("Path="))
-                    originals << QUrl::fromPercentEncoding(line.mid(5));
-            }
-        }
-        return originals;
-    }
 
     QTemporaryDir m_downloads;
 };

@@ -12,13 +12,12 @@
 #include "VTOperations.h"
 #include "VTSafeFs.h"
 #include "VTSandboxLayout.h"
+#include "VTTestLog.h"
 #include "VTTreeCopy.h"
 
 #include <chrono>
 
 namespace OpsTest {
-
-using RecordingInterface = VTRecordingInterface;
 
 // The window's outline as far as the operations use it.
 class RecordingView final : public VTCatalogueView
@@ -30,19 +29,23 @@ public:
     void selectItems(const QList<ItemPtr> &items) override { selection = items; }
     void expandItem(const GroupPtr &, bool) override {}
     void setSortIndicator(const QString &, bool) override {}
-    void clearSortIndicator(const QString &) {}
+    void clearSortIndicator(const QString &) override {}
 
     int treeReloads = 0;
     QList<ItemPtr> reloadedItems;
     QList<ItemPtr> selection;
 };
 
-// Runs a program and answers its exit code (-1 when it did not end normally)
-// and its standard output.
-inline std::pair<int, QString> run(const QString &program, const QStringList &arguments)
+// A log's entries without their dates.
+inline QStringList logEntries(const QString &text)
 {
-    const FsTest::Run result = FsTest::run(program, arguments);
-    return {result.exitCode, QString::fromUtf8(result.out)};
+    QStringList lines;
+    for (const QString &line : text.split(u'\n')) {
+        const qsizetype dash = line.indexOf(QLatin1String(" - "));
+        if (dash > 0)
+            lines << line.mid(dash + 3);
+    }
+    return lines;
 }
 
 // The catalogue fixture (a window's outline by default) with the operations
@@ -99,15 +102,9 @@ protected:
         return builder().addBundle(VTSandboxKind::FxPlug, VTSandboxKind::AllUsers, name, options);
     }
     // A kind's enabled folder joined with a relative path.
-    QString folder(qint64 kind, qint64 access, const QString &relative = QString())
-    {
-        return VTPath::join(builder().folder(kind, access), relative);
-    }
+    QString folder(qint64 kind, qint64 access, const QString &relative = QString()) { return VTPath::join(builder().folder(kind, access), relative); }
     QString fxPlug(const QString &relative = QString()) { return folder(VTSandboxKind::FxPlug, VTSandboxKind::AllUsers, relative); }
-    QString userFxPlug(const QString &relative = QString())
-    {
-        return folder(VTSandboxKind::FxPlug, VTSandboxKind::CurrentUser, relative);
-    }
+    QString userFxPlug(const QString &relative = QString()) { return folder(VTSandboxKind::FxPlug, VTSandboxKind::CurrentUser, relative); }
 
     // A copy of a bundle kept outside every plug-in folder, to compare with.
     QString keepReference(const QString &bundle)
@@ -131,20 +128,7 @@ protected:
     int reloadRequests() const { return m_reloadRequests.load(); }
 
     // The log's entries so far, without their dates.
-    static QStringList logLines()
-    {
-        VTLog::finishWriting();
-        QFile file(VTLog::currentLogPath());
-        if (!file.open(QIODevice::ReadOnly))
-            return {};
-        QStringList lines;
-        for (const QByteArray &line : file.readAll().split('\n')) {
-            const qsizetype dash = line.indexOf(" - ");
-            if (dash > 0)
-                lines << QString::fromUtf8(line.mid(dash + 3));
-        }
-        return lines;
-    }
+    static QStringList logLines() { return logEntries(VTTest::logText()); }
     static bool logged(const QString &text) { return logLines().contains(text); }
     static int logCount(const QString &prefix)
     {
@@ -159,11 +143,11 @@ protected:
     // The original paths trash-cli lists for the sandbox's home trash.
     static QStringList trashList()
     {
-        const auto [code, output] = run(QStringLiteral("trash-list"), {});
+        const FsTest::Run listing = FsTest::run(QStringLiteral("trash-list"), {});
         QStringList paths;
-        for (const QString &line : output.split(u'\n', Qt::SkipEmptyParts))
+        for (const QString &line : QString::fromUtf8(listing.out).split(u'\n', Qt::SkipEmptyParts))
             paths << line.section(u' ', 2); // "YYYY-MM-DD HH:MM:SS /original/path"
-        return code == 0 ? paths : QStringList();
+        return listing.exitCode == 0 ? paths : QStringList();
     }
 
     RecordingView m_view;
@@ -182,11 +166,6 @@ using FsTest::sameTree;
 inline QString driverPath()
 {
     return VTPath::join(FsTest::binaryDir(), QStringLiteral("tests/operations/tessary-ops-driver"));
-}
-
-inline bool isRoot()
-{
-    return FsTest::isRoot();
 }
 
 } // namespace OpsTest

@@ -13,9 +13,8 @@
 //   [--authorize] remove NAME...         the removal thread over them
 //   [--authorize] move SRC DST           the guarded move; YES or NO, and
 //                                        "CANCELLED" when the flag was set
-//   list [FILE]                          every plug-in record: its enabled
-//                                        flag, a tab, its actual path; to
-//                                        FILE when given
+//   list                                 every plug-in record: its enabled
+//                                        flag, a tab, its actual path
 //
 // --authorize lets privileged steps ask for administrator rights through
 // TESSARY_ESCALATE, as a window run would; without it they are refused.
@@ -30,7 +29,6 @@
 #include "VTPluginItem.h"
 
 #include <QCoreApplication>
-#include <QFile>
 
 #include <cstdio>
 
@@ -43,10 +41,10 @@ void say(const QString &line)
 }
 
 // The plug-ins with these file names, in the order the names are given.
-QList<PluginPtr> pluginsNamed(AppController &controller, const QStringList &names)
+QList<ItemPtr> pluginsNamed(AppController &controller, const QStringList &names)
 {
     const QList<PluginPtr> all = controller.allPlugins();
-    QList<PluginPtr> found;
+    QList<ItemPtr> found;
     for (const QString &name : names) {
         for (const PluginPtr &plugin : all) {
             if (plugin->fileName() == name)
@@ -83,17 +81,8 @@ int main(int argc, char **argv)
     const QString command = args.takeFirst();
     if (command == QLatin1String("list")) {
         VTBundleInfoReader::shared().waitForAll();
-        QByteArray listing;
         for (const PluginPtr &plugin : controller->allPlugins())
-            listing += QStringLiteral("%1\t%2\n").arg(plugin->pluginEnabled()).arg(plugin->actualPath()).toUtf8();
-        if (args.isEmpty()) {
-            std::fwrite(listing.constData(), 1, size_t(listing.size()), stdout);
-            std::fflush(stdout);
-        } else {
-            QFile file(args.first());
-            if (!file.open(QIODevice::WriteOnly) || file.write(listing) != listing.size())
-                return finish(1);
-        }
+            say(QStringLiteral("%1\t%2").arg(plugin->pluginEnabled()).arg(plugin->actualPath()));
         return finish(0);
     }
     if (command == QLatin1String("batch")) {
@@ -106,24 +95,18 @@ int main(int argc, char **argv)
     }
     if (command == QLatin1String("toggle")) {
         const QString label = args.takeFirst();
-        QList<ItemPtr> selection;
-        for (const PluginPtr &plugin : pluginsNamed(*controller, args))
-            selection << plugin;
-        controller->enableDisable(selection, label);
+        controller->enableDisable(pluginsNamed(*controller, args), label);
         controller->waitForOperations();
         say(QStringLiteral("DONE"));
         return finish(0);
     }
     if (command == QLatin1String("disable") || command == QLatin1String("enable")) {
-        for (const PluginPtr &plugin : pluginsNamed(*controller, args))
-            say(controller->moveFilter(plugin, command == QLatin1String("enable") ? 1 : 0) ? QStringLiteral("YES") : QStringLiteral("NO"));
+        for (const ItemPtr &plugin : pluginsNamed(*controller, args))
+            say(controller->moveFilter(plugin->asPlugin(), command == QLatin1String("enable") ? 1 : 0) ? QStringLiteral("YES") : QStringLiteral("NO"));
         return finish(0);
     }
     if (command == QLatin1String("remove")) {
-        QList<ItemPtr> selection;
-        for (const PluginPtr &plugin : pluginsNamed(*controller, args))
-            selection << plugin;
-        controller->operations().removal().removePluginsOnThread(selection);
+        controller->operations().removal().removePluginsOnThread(pluginsNamed(*controller, args));
         say(QStringLiteral("DONE"));
         return finish(0);
     }

@@ -7,7 +7,6 @@
 #include "OperationsTestSupport.h"
 
 #include "VTMoveRecovery.h"
-#include "VTSandboxLayout.h"
 
 #include <sched.h>
 #include <sys/mount.h>
@@ -109,13 +108,17 @@ TEST_F(CrossDeviceOperationsTest, ABundleKeepsEverythingItHoldsBothWays)
     EXPECT_EQ(posted().size(), 2) << "only the refusal's messages";
 }
 
-TEST_F(CrossDeviceOperationsTest, AFullDestinationLeavesThePluginWholeAndNothingHalfCopied)
+// A destination too small for the plug-in, then one that cannot be written
+// at all: the plug-in stays whole where it was.
+TEST_F(CrossDeviceOperationsTest, AFullOrReadOnlyDestinationLeavesThePluginWholeAndNothingHalfCopied)
 {
     mountDisabledTree("mode=0755,size=512k");
     const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Huge"));
+    const QString glowBundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Glow"));
     ASSERT_TRUE(builder().ok());
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(bundle, QStringLiteral("Contents/Resources/big.bin")), QByteArray(2 << 20, 'h')));
     const QString reference = keepReference(bundle);
+    const QString glowReference = keepReference(glowBundle);
     reload();
     const PluginPtr huge = plugin(QStringLiteral("Huge.fxplug"));
 
@@ -128,26 +131,15 @@ TEST_F(CrossDeviceOperationsTest, AFullDestinationLeavesThePluginWholeAndNothing
     const QString unableToMove = QStringLiteral("Unable to move %1 to %2 - No space left on device").arg(bundle, mirror(bundle));
     EXPECT_EQ(posted(), (QStringList{unableToMove, QStringLiteral("Could not disable plugin Huge. Please check your file permissions.")}));
     EXPECT_TRUE(logged(unableToMove));
-}
 
-TEST_F(CrossDeviceOperationsTest, AStaleLeftoverInTheDestinationDoesNotHoldAPrivilegedMoveForever)
-{
-    mountDisabledTree("mode=0755");
-    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Glow"));
-    ASSERT_TRUE(builder().ok());
-    const QString reference = keepReference(bundle);
-    reload();
-    const PluginPtr glow = plugin(QStringLiteral("Glow.fxplug"));
     // What an interrupted copy left, then a destination nobody can write:
-    // the move goes the privileged way, which cannot succeed either.
-    const QString folder = VTPath::removeLastComponent(mirror(bundle));
+    // the move goes the privileged way, which cannot succeed either, and the
+    // stale leftover does not hold it forever.
     ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::join(folder, QStringLiteral(".vtmove.0123456789abcdef"))));
     ASSERT_EQ(::mount(nullptr, VTPath::toNative(m_mountPoint).constData(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0)
         << std::strerror(errno);
-
-    EXPECT_FALSE(enabling().moveFilter(glow, 0));
-    EXPECT_TRUE(OpsTest::sameTree(reference, bundle));
-    EXPECT_FALSE(exists(mirror(bundle)));
-    EXPECT_TRUE(posted().contains(QStringLiteral("Error: File %1 could not be moved to %2.").arg(bundle, mirror(bundle))))
-       ;
+    EXPECT_FALSE(enabling().moveFilter(plugin(QStringLiteral("Glow.fxplug")), 0));
+    EXPECT_TRUE(OpsTest::sameTree(glowReference, glowBundle));
+    EXPECT_FALSE(exists(mirror(glowBundle)));
+    EXPECT_TRUE(posted().contains(QStringLiteral("Error: File %1 could not be moved to %2.").arg(glowBundle, mirror(glowBundle))));
 }

@@ -8,7 +8,6 @@
 #include "OperationsTestSupport.h"
 
 #include "VTFileManager.h"
-#include "VTSandboxLayout.h"
 
 #include <algorithm>
 
@@ -24,6 +23,9 @@ protected:
         m_user = FsTest::testUser();
         if (!m_user.valid())
             GTEST_SKIP() << "needs root and the unprivileged test account";
+        // A second account, for what another user could have put or changed.
+        m_other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
+        ASSERT_TRUE(m_other.valid());
         ASSERT_TRUE(m_sandbox.isValid());
         m_builder = std::make_unique<VTSandboxBuilder>(m_sandbox.root(), m_sandbox.home());
     }
@@ -81,15 +83,8 @@ protected:
     // The driver's log, entries without their dates.
     QStringList logLines() const
     {
-        const QByteArray text =
-            FsTest::readFile(VTPath::join(m_sandbox.home(), QStringLiteral("Library/Logs/Vantorel/Tessary.task.1.log")));
-        QStringList lines;
-        for (const QByteArray &line : text.split('\n')) {
-            const qsizetype dash = line.indexOf(" - ");
-            if (dash > 0)
-                lines << QString::fromUtf8(line.mid(dash + 3));
-        }
-        return lines;
+        return OpsTest::logEntries(QString::fromUtf8(
+            FsTest::readFile(m_sandbox.homePath(QStringLiteral("Library/Logs/Vantorel/Tessary.task.1.log")))));
     }
     // The driver's YES and NO answers.
     static QList<QByteArray> answers(const FsTest::Run &run)
@@ -112,6 +107,7 @@ protected:
     }
 
     FsTest::User m_user;
+    FsTest::User m_other;
     VTTestSandbox m_sandbox;
     std::unique_ptr<VTSandboxBuilder> m_builder;
 };
@@ -168,7 +164,7 @@ TEST_F(OperationsAsUserTest, ARefusalInTheMiddleOfABatchLeavesTheRestAndEndsNorm
     EXPECT_EQ(log.count(QStringLiteral("Loading plugin data...")), 1) << "the normal ending: no reload from the worker";
 }
 
-TEST_F(OperationsAsUserTest, AdministratorRightsMoveThePluginAndTakeTheEmptiedFolder)
+TEST_F(OperationsAsUserTest, AdministratorRightsMoveThePluginButNeverOntoADestinationInTheWay)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Locked Group"));
     handOver();
@@ -178,31 +174,14 @@ TEST_F(OperationsAsUserTest, AdministratorRightsMoveThePluginAndTakeTheEmptiedFo
     ASSERT_TRUE(FsTest::chmodPath(group, 0755));
     const QString reference = VTPath::join(m_sandbox.root(), QStringLiteral("A.reference"));
     ASSERT_TRUE(VTFileManager::copyFile(a, reference, false));
-
-    const FsTest::Run run = driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")}, true);
-    EXPECT_EQ(answers(run), QList<QByteArray>{"YES"}) << run.out.toStdString() << run.err.toStdString();
-    EXPECT_TRUE(OpsTest::sameTree(reference, mirror(a)));
-    EXPECT_FALSE(FsTest::exists(group)) << "the privileged branch removes the emptied source folder";
-    EXPECT_TRUE(posted(run).isEmpty());
-    EXPECT_TRUE(logLines().contains(
-        QStringLiteral("File permissions are preventing Tessary from moving %1 to %2 - authorizing...").arg(a, mirror(a))));
-}
-
-TEST_F(OperationsAsUserTest, ADestinationInTheWayIsNeverHandedToAdministratorRights)
-{
-    const QString a = bundle(QStringLiteral("A"), QStringLiteral("Locked Group"));
-    handOver();
-    const QString group = VTPath::removeLastComponent(a);
-    ASSERT_TRUE(FsTest::chownPath(group, FsTest::User{QStringLiteral("root"), 0, 0}));
-    ASSERT_TRUE(FsTest::chmodPath(group, 0755));
     // A folder of the user's own where the plug-in would go.
     const QString inTheWay = mirror(a);
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(inTheWay, QStringLiteral("marker")), "mine"));
     ASSERT_TRUE(FsTest::chownPath(inTheWay, m_user));
 
-    const FsTest::Run run = driver({QStringLiteral("move"), a, inTheWay}, true);
-    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
-    EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
+    const FsTest::Run refused = driver({QStringLiteral("move"), a, inTheWay}, true);
+    EXPECT_EQ(answers(refused), QList<QByteArray>{"NO"}) << refused.out.toStdString() << refused.err.toStdString();
+    EXPECT_TRUE(OpsTest::sameTree(reference, a));
     EXPECT_EQ(QDir(inTheWay).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
               QStringList{QStringLiteral("marker")});
     const QStringList log = logLines();
@@ -210,6 +189,15 @@ TEST_F(OperationsAsUserTest, ADestinationInTheWayIsNeverHandedToAdministratorRig
     EXPECT_TRUE(std::any_of(log.begin(), log.end(), [&](const QString &line) {
         return line.startsWith(QStringLiteral("Unable to move %1 to %2 - ").arg(a, inTheWay));
     })) << log.join(u'\n').toStdString();
+
+    ASSERT_TRUE(QDir(inTheWay).removeRecursively());
+    const FsTest::Run run = driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")}, true);
+    EXPECT_EQ(answers(run), QList<QByteArray>{"YES"}) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_TRUE(OpsTest::sameTree(reference, mirror(a)));
+    EXPECT_FALSE(FsTest::exists(group)) << "the privileged branch removes the emptied source folder";
+    EXPECT_TRUE(posted(run).isEmpty());
+    EXPECT_TRUE(logLines().contains(
+        QStringLiteral("File permissions are preventing Tessary from moving %1 to %2 - authorizing...").arg(a, mirror(a))));
 }
 
 TEST_F(OperationsAsUserTest, TheMoveLockIsTheUsersOwnAndAHeldLockEndsInAnError)
@@ -223,9 +211,7 @@ TEST_F(OperationsAsUserTest, TheMoveLockIsTheUsersOwnAndAHeldLockEndsInAnError)
     EXPECT_EQ(FsTest::statOf(lock).st_mode & 0777, 0600u);
     EXPECT_EQ(FsTest::statOf(VTPath::removeLastComponent(lock)).st_mode & 0777, 0700u);
     // Another account cannot even open it, so it cannot hold up this user.
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
-    EXPECT_NE(FsTest::runAs(other, QStringLiteral("/usr/bin/flock"), {QStringLiteral("-n"), lock, QStringLiteral("true")}, {})
+    EXPECT_NE(FsTest::runAs(m_other, QStringLiteral("/usr/bin/flock"), {QStringLiteral("-n"), lock, QStringLiteral("true")}, {})
                   .exitCode,
               0);
 
@@ -266,15 +252,13 @@ TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledFor
         ASSERT_TRUE(FsTest::chownPath(host, FsTest::User{QStringLiteral("root"), 0, 0}));
         ASSERT_TRUE(FsTest::chmodPath(host, 0755));
     }
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
-    const auto asOther = [&other](const QString &script, const QString &target) {
-        return FsTest::runAs(other, QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, target}, {}).exitCode == 0;
+    const auto asOther = [this](const QString &script, const QString &target) {
+        return FsTest::runAs(m_other, QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, target}, {}).exitCode == 0;
     };
     // The other account's plug-in, in a folder open to everyone as a
     // careless repair leaves it.
     const QString planted = VTPath::removeLastComponent(disabled.at(0));
-    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), other.name, disabled.at(0)}).exitCode, 0);
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_other.name, disabled.at(0)}).exitCode, 0);
     ASSERT_TRUE(FsTest::chownPath(planted, FsTest::User{QStringLiteral("root"), 0, 0}));
     ASSERT_TRUE(FsTest::chmodPath(planted, 01777));
     ASSERT_TRUE(asOther(QStringLiteral("echo code > \"$0/Contents/bin\""), disabled.at(0)));
@@ -284,7 +268,7 @@ TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledFor
     ASSERT_TRUE(FsTest::chmodPath(info, 0666));
     ASSERT_TRUE(asOther(QStringLiteral("echo ' ' >> \"$0\""), info));
     // The user's own plug-in in a folder of the other account's.
-    ASSERT_TRUE(FsTest::chownPath(VTPath::removeLastComponent(disabled.at(2)), other));
+    ASSERT_TRUE(FsTest::chownPath(VTPath::removeLastComponent(disabled.at(2)), m_other));
 
     for (int i = 0; i < cases.size(); ++i) {
         SCOPED_TRACE(cases.at(i).toStdString());
@@ -296,29 +280,35 @@ TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledFor
     }
 }
 
-// A move journal a second account planted beside a copy of a file, naming
-// that file as the source of a finished move, deletes nothing at the next
-// start: not the user's document in a user's run, not a root file in root's.
-TEST_F(OperationsAsUserTest, AMoveJournalAnotherAccountPlantedDeletesNothing)
+// What a second account planted in disabled folders open to everyone: a
+// move journal beside a copy of a file, naming that file as the source of a
+// finished move, deletes nothing at the next start (not the user's document
+// in a user's run, not a root file in root's); a plug-in planted in the
+// mirror of the user's own folder is not enabled into the user's home.
+TEST_F(OperationsAsUserTest, WhatAnotherAccountPlantedInAnOpenDisabledFolderDeletesAndEnablesNothing)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Shared"));
+    VTBundleOptions mine;
+    mine.group = QStringLiteral("Mine");
+    const QString own = m_builder->addBundle(FxPlug, CurrentUser, QStringLiteral("Own"), mine);
     handOver();
     const QString shared = mirror(VTPath::removeLastComponent(a));
-    ASSERT_TRUE(VTTestSandbox::makeFolder(shared));
-    ASSERT_TRUE(FsTest::chmodPath(shared, 01777));
+    const QString disabledFolder = mirror(VTPath::removeLastComponent(own));
+    for (const QString &open : {shared, disabledFolder}) {
+        ASSERT_TRUE(VTTestSandbox::makeFolder(open));
+        ASSERT_TRUE(FsTest::chmodPath(open, 01777));
+    }
     const QString document = m_sandbox.homePath(QStringLiteral("Documents/thesis"));
     ASSERT_TRUE(FsTest::writeFile(document, "years of work"));
     ASSERT_TRUE(FsTest::chownPath(document, m_user));
     const QString system = VTPath::join(m_sandbox.path(), QStringLiteral("passwd"));
     ASSERT_TRUE(FsTest::writeFile(system, "root:x:0:0"));
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
 
     for (const bool superuser : {false, true}) {
         SCOPED_TRACE(superuser ? "root's run" : "the user's run");
         const QString victim = superuser ? system : document;
         const FsTest::Run plant = FsTest::runAs(
-            other, QStringLiteral("/bin/sh"),
+            m_other, QStringLiteral("/bin/sh"),
             {QStringLiteral("-c"),
              QStringLiteral("cp \"$0\" \"$1/$2\" && printf 'VTMOVE1\\n%s\\000%s\\000' \"$0\" \"$2\" > \"$1/.vtmove.00000000deadbee$3.journal\""),
              victim, shared, VTPath::lastComponent(victim), superuser ? QStringLiteral("1") : QStringLiteral("0")},
@@ -328,6 +318,18 @@ TEST_F(OperationsAsUserTest, AMoveJournalAnotherAccountPlantedDeletesNothing)
         EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
         EXPECT_EQ(FsTest::readFile(victim), superuser ? QByteArray("root:x:0:0") : QByteArray("years of work"));
     }
+
+    // No administrator rights involved in the user's own folder.
+    const FsTest::Run plant = FsTest::runAs(m_other, QStringLiteral("/bin/sh"),
+                                            {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/Evil.fxplug/Contents\" && echo code > \"$0/Evil.fxplug/Contents/bin\""),
+                                             disabledFolder},
+                                            {});
+    ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
+    const FsTest::Run run = driver({QStringLiteral("enable"), QStringLiteral("Evil.fxplug")});
+    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_FALSE(FsTest::exists(VTPath::join(VTPath::removeLastComponent(own), QStringLiteral("Evil.fxplug"))));
+    EXPECT_TRUE(posted(run).join(u'\n').contains(QStringLiteral("another user could have changed it")))
+        << run.out.toStdString();
 }
 
 // A link a second account put where the disabled tree should be does not
@@ -345,9 +347,7 @@ TEST_F(OperationsAsUserTest, ASuperuserRunFollowsNoLinkAnotherAccountPutInTheDis
     const QString closed = VTPath::join(m_sandbox.path(), QStringLiteral("closed"));
     ASSERT_TRUE(VTTestSandbox::makeFolder(closed));
     ASSERT_TRUE(FsTest::chmodPath(closed, 0700));
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
-    ASSERT_EQ(FsTest::runAs(other, QStringLiteral("/bin/ln"), {QStringLiteral("-s"), closed, disabledRoot}, {}).exitCode, 0);
+    ASSERT_EQ(FsTest::runAs(m_other, QStringLiteral("/bin/ln"), {QStringLiteral("-s"), closed, disabledRoot}, {}).exitCode, 0);
 
     const FsTest::Run run = rootDriver({QStringLiteral("disable"), QStringLiteral("A.fxplug")});
     EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
@@ -356,55 +356,11 @@ TEST_F(OperationsAsUserTest, ASuperuserRunFollowsNoLinkAnotherAccountPutInTheDis
         << FsTest::run(QStringLiteral("/usr/bin/find"), {closed}).out.toStdString() << run.out.toStdString();
 }
 
-TEST_F(OperationsAsUserTest, APlantInTheUsersOwnMirrorIsNotEnabledIntoTheUsersHome)
-{
-    // No administrator rights involved: the user's own plug-in folder, and
-    // the mirror of it in a disabled tree that a second account may write.
-    VTBundleOptions options;
-    options.group = QStringLiteral("Mine");
-    const QString own = m_builder->addBundle(FxPlug, CurrentUser, QStringLiteral("Own"), options);
-    handOver();
-    const QString disabledFolder = mirror(VTPath::removeLastComponent(own));
-    ASSERT_TRUE(VTTestSandbox::makeFolder(disabledFolder));
-    ASSERT_TRUE(FsTest::chmodPath(disabledFolder, 01777));
-    const FsTest::User planter = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(planter.valid());
-    const FsTest::Run plant = FsTest::runAs(planter, QStringLiteral("/bin/sh"),
-                                            {QStringLiteral("-c"), QStringLiteral("mkdir -p \"$0/Evil.fxplug/Contents\" && echo code > \"$0/Evil.fxplug/Contents/bin\""),
-                                             disabledFolder},
-                                            {});
-    ASSERT_EQ(plant.exitCode, 0) << plant.err.toStdString();
-
-    const FsTest::Run run = driver({QStringLiteral("enable"), QStringLiteral("Evil.fxplug")});
-    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"}) << run.out.toStdString() << run.err.toStdString();
-    EXPECT_FALSE(FsTest::exists(VTPath::join(VTPath::removeLastComponent(own), QStringLiteral("Evil.fxplug"))));
-    EXPECT_TRUE(posted(run).join(u'\n').contains(QStringLiteral("another user could have changed it")))
-        << run.out.toStdString();
-}
-
-TEST_F(OperationsAsUserTest, AnImmutablePluginTheUserCannotUnlockStaysWhole)
-{
-    const QString a = bundle(QStringLiteral("A"));
-    handOver();
-    if (!VTFileManager::lockFile(a) || !VTFileManager::isFileLocked(a))
-        GTEST_SKIP() << "this file system has no immutable attribute";
-
-    const FsTest::Run run = driver({QStringLiteral("disable"), QStringLiteral("A.fxplug")});
-    (void)VTFileManager::unlockFile(a);
-    EXPECT_EQ(answers(run), QList<QByteArray>{"NO"});
-    EXPECT_TRUE(FsTest::exists(VTPath::join(a, QStringLiteral("Contents/Info.plist"))));
-    EXPECT_FALSE(FsTest::exists(mirror(a)));
-    const QStringList messages = posted(run);
-    ASSERT_FALSE(messages.isEmpty());
-    EXPECT_TRUE(messages.first().startsWith(QStringLiteral("Unable to unlock item %1 - ").arg(a)))
-        << messages.first().toStdString();
-    EXPECT_EQ(messages.last(), QStringLiteral("Could not disable plugin A. Please check your file permissions."));
-}
-
-TEST_F(OperationsAsUserTest, ARemovalStopsAtTheFirstPluginThatCannotBeTrashed)
+TEST_F(OperationsAsUserTest, ARemovalStopsAtTheFirstFailureAndAnImmutablePluginTheUserCannotUnlockStaysWhole)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Kept"));
     const QString b = bundle(QStringLiteral("B"));
+    const QString c = bundle(QStringLiteral("C"));
     handOver();
     const QString kept = VTPath::removeLastComponent(a);
     ASSERT_TRUE(FsTest::chownPath(kept, FsTest::User{QStringLiteral("root"), 0, 0}));
@@ -419,4 +375,17 @@ TEST_F(OperationsAsUserTest, ARemovalStopsAtTheFirstPluginThatCannotBeTrashed)
             .toUtf8()))
         << run.out.toStdString();
     EXPECT_TRUE(logLines().contains(QStringLiteral("Unable to remove plugin A.")));
+
+    if (!VTFileManager::lockFile(c) || !VTFileManager::isFileLocked(c))
+        GTEST_SKIP() << "this file system has no immutable attribute";
+    const FsTest::Run disable = driver({QStringLiteral("disable"), QStringLiteral("C.fxplug")});
+    (void)VTFileManager::unlockFile(c);
+    EXPECT_EQ(answers(disable), QList<QByteArray>{"NO"});
+    EXPECT_TRUE(FsTest::exists(VTPath::join(c, QStringLiteral("Contents/Info.plist"))));
+    EXPECT_FALSE(FsTest::exists(mirror(c)));
+    const QStringList messages = posted(disable);
+    ASSERT_FALSE(messages.isEmpty());
+    EXPECT_TRUE(messages.first().startsWith(QStringLiteral("Unable to unlock item %1 - ").arg(c)))
+        << messages.first().toStdString();
+    EXPECT_EQ(messages.last(), QStringLiteral("Could not disable plugin C. Please check your file permissions."));
 }

@@ -24,7 +24,6 @@ TEST_F(AccessOperationTest, APluginMovesToTheOtherFolderKeepingItsGroupAndState)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Color"));
     const QString d = bundle(QStringLiteral("D"), QStringLiteral("Color"), false, AudioUnit, CurrentUser);
-    ASSERT_TRUE(builder().ok());
     reload();
     const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
     const PluginPtr plugD = plugin(QStringLiteral("D.component"));
@@ -62,7 +61,6 @@ TEST_F(AccessOperationTest, AvidAndAdobePluginsNeverMoveAndOpenFXDoes)
         paths << bundle(QStringLiteral("K%1").arg(kind), QStringLiteral("Color"), true, kind);
     const QString fx = bundle(QStringLiteral("Fx"), QStringLiteral("Color"));
     const QString ofx = bundle(QStringLiteral("Ofx"), QString(), true, OpenFX);
-    ASSERT_TRUE(builder().ok());
     reload();
     ui().clear();
     for (const qint64 kind : fixed)
@@ -106,7 +104,6 @@ TEST_F(AccessOperationTest, AvidAndAdobePluginsNeverMoveAndOpenFXDoes)
 TEST_F(AccessOperationTest, AFileInTheWrongPlaceMovesBackAndAFailedMoveRollsBack)
 {
     const QString inHome = bundle(QStringLiteral("A"), QString(), true, FxPlug, CurrentUser);
-    ASSERT_TRUE(builder().ok());
     reload();
     const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
     // The record says all users while the file is still in the home.
@@ -139,7 +136,6 @@ TEST_F(AccessOperationTest, AGroupWalksItsPluginsDepthFirstAndShowsProgressAbove
         bundle(name, QStringLiteral("Four"));
     bundle(QStringLiteral("G"), QStringLiteral("Four/Sub"), false);
     lockedBundle(QStringLiteral("L"), QStringLiteral("Four"));
-    ASSERT_TRUE(builder().ok());
     reload();
 
     access().setAccess(1, group(QStringLiteral("Three")), true, false);
@@ -165,48 +161,18 @@ TEST_F(AccessOperationTest, AGroupWalksItsPluginsDepthFirstAndShowsProgressAbove
     EXPECT_TRUE(view().reloadedItems.contains(four));
 }
 
-TEST_F(AccessOperationTest, TheAccessCellAnswersAtOnceAndTheFilesFollow)
-{
-    const QString a = bundle(QStringLiteral("A"));
-    bundle(QStringLiteral("B"), QStringLiteral("G"));
-    const QString locked = lockedBundle(QStringLiteral("L"));
-    ASSERT_TRUE(builder().ok());
-    reload();
-    int buttonRefreshes = 0;
-    operations().context().setWindowSteps({[&buttonRefreshes] { ++buttonRefreshes; }, {}});
-    int edits = 0;
-    QObject::connect(&access(), &VTAccessOperation::outlineViewItemsChanged, [&edits] { ++edits; });
-
-    const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
-    access().accessCellEdited(plugA, 1);
-    EXPECT_EQ(plugA->pluginAccess(), 1) << "before the move has finished";
-    const GroupPtr g = group(QStringLiteral("G"));
-    access().accessCellEdited(g, 1);
-    EXPECT_EQ(g->groupAccess(), 1);
-    const PluginPtr plugL = plugin(QStringLiteral("L.fxplug"));
-    access().accessCellEdited(plugL, 1);
-    EXPECT_EQ(plugL->pluginAccess(), 0);
-    waitForOperations();
-
-    EXPECT_FALSE(exists(a));
-    EXPECT_TRUE(exists(userFxPlug(QStringLiteral("A.fxplug"))));
-    EXPECT_TRUE(exists(userFxPlug(QStringLiteral("G/B.fxplug"))));
-    EXPECT_TRUE(exists(locked));
-    EXPECT_EQ(buttonRefreshes, 3);
-    EXPECT_EQ(edits, 3);
-}
-
-TEST_F(AccessOperationTest, TheToggleLabelGivesTheDirectionForTheWholeSelection)
+TEST_F(AccessOperationTest, TheToggleLabelGivesTheDirectionAndTheAccessCellAnswersAtOnce)
 {
     QList<ItemPtr> selection;
     for (int i = 0; i < 4; ++i)
         bundle(QStringLiteral("P%1").arg(i));
     bundle(QStringLiteral("Q"), QStringLiteral("G"));
-    ASSERT_TRUE(builder().ok());
+    const QString locked = lockedBundle(QStringLiteral("L"));
     reload();
     for (int i = 0; i < 4; ++i)
         selection << plugin(QStringLiteral("P%1.fxplug").arg(i));
-    selection << group(QStringLiteral("G"));
+    const GroupPtr g = group(QStringLiteral("G"));
+    selection << g;
     int disabledButtons = 0;
     access().setDisableUserButton([&disabledButtons] { ++disabledButtons; });
     const int redisplays = view().treeReloads;
@@ -230,4 +196,25 @@ TEST_F(AccessOperationTest, TheToggleLabelGivesTheDirectionForTheWholeSelection)
     EXPECT_TRUE(exists(fxPlug(QStringLiteral("P0.fxplug"))));
     EXPECT_TRUE(exists(userFxPlug(QStringLiteral("P2.fxplug"))));
     EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty()) << "two plug-ins show no sheet";
+
+    // The access cell: the record answers at once, the files follow.
+    int buttonRefreshes = 0;
+    operations().context().setWindowSteps({[&buttonRefreshes] { ++buttonRefreshes; }, {}});
+    int edits = 0;
+    QObject::connect(&access(), &VTAccessOperation::outlineViewItemsChanged, [&edits] { ++edits; });
+    const PluginPtr p0 = plugin(QStringLiteral("P0.fxplug"));
+    access().accessCellEdited(p0, 1);
+    EXPECT_EQ(p0->pluginAccess(), 1) << "before the move has finished";
+    access().accessCellEdited(g, 0);
+    EXPECT_EQ(g->groupAccess(), 0);
+    const PluginPtr plugL = plugin(QStringLiteral("L.fxplug"));
+    access().accessCellEdited(plugL, 1);
+    EXPECT_EQ(plugL->pluginAccess(), 0);
+    waitForOperations();
+    EXPECT_FALSE(exists(fxPlug(QStringLiteral("P0.fxplug"))));
+    EXPECT_TRUE(exists(userFxPlug(QStringLiteral("P0.fxplug"))));
+    EXPECT_TRUE(exists(fxPlug(QStringLiteral("G/Q.fxplug"))));
+    EXPECT_TRUE(exists(locked));
+    EXPECT_EQ(buttonRefreshes, 3);
+    EXPECT_EQ(edits, 3);
 }

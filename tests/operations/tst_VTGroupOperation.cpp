@@ -20,7 +20,7 @@ protected:
 
 } // namespace
 
-TEST_F(GroupOperationTest, ProposedNamesTakeTheFirstFreeNumber)
+TEST_F(GroupOperationTest, ProposedNamesTakeTheFirstFreeNumberAndTypedNamesAreCleaned)
 {
     const QString folder = m_env.systemPath(QStringLiteral("/Proposals"));
     ASSERT_TRUE(VTTestSandbox::makeFolder(folder));
@@ -34,10 +34,8 @@ TEST_F(GroupOperationTest, ProposedNamesTakeTheFirstFreeNumber)
     EXPECT_EQ(VTGroupOperation::proposeGroupFilename(folder), QStringLiteral("Group 4"));
     EXPECT_TRUE(logged(QStringLiteral("Proposed group filename for %1: Group 4").arg(folder)));
     EXPECT_TRUE(VTGroupOperation::proposeGroupFilename(QString()).isEmpty());
-}
 
-TEST_F(GroupOperationTest, TypedNamesAreCleanedIntoOneFolderName)
-{
+    // What the user types is cleaned into one folder name, or refused.
     const struct {
         const char *typed;
         std::optional<QString> cleaned;
@@ -52,13 +50,8 @@ TEST_F(GroupOperationTest, TypedNamesAreCleanedIntoOneFolderName)
         {".", std::nullopt},
         {"", std::nullopt},
     };
-    for (const auto &each : cases) {
-        const std::optional<QString> cleaned = VTGroupOperation::validateFilename(QString::fromUtf8(each.typed));
-        EXPECT_EQ(cleaned.has_value(), each.cleaned.has_value()) << each.typed;
-        if (cleaned && each.cleaned) {
-            EXPECT_EQ(*cleaned, *each.cleaned) << each.typed;
-        }
-    }
+    for (const auto &each : cases)
+        EXPECT_EQ(VTGroupOperation::validateFilename(QString::fromUtf8(each.typed)), each.cleaned) << each.typed;
 }
 
 TEST_F(GroupOperationTest, WithoutAGroupSelectedNewGroupsGoIntoTheDisabledFxPlugTree)
@@ -84,12 +77,19 @@ TEST_F(GroupOperationTest, WithoutAGroupSelectedNewGroupsGoIntoTheDisabledFxPlug
     EXPECT_TRUE(group(QStringLiteral("Group 2")));
 }
 
-TEST_F(GroupOperationTest, ASelectedPluginAddsTheGroupBesideItInItsOwnGroup)
+TEST_F(GroupOperationTest, ASelectedPluginAddsTheGroupBesideItAndTenLevelsAreTheLimit)
 {
+    QStringList levels;
+    for (int level = 1; level <= 10; ++level)
+        levels << QStringLiteral("L%1").arg(level);
+    const QString deepest = levels.join(u'/');
+    bundle(QStringLiteral("Deep"), deepest);
     bundle(QStringLiteral("A"), QStringLiteral("Color"));
-    ASSERT_TRUE(builder().ok());
     reload();
+    const PluginPtr deep = plugin(QStringLiteral("Deep.fxplug"));
+    const GroupPtr tenth = group(deepest);
     const GroupPtr color = group(QStringLiteral("Color"));
+    ASSERT_TRUE(deep && tenth && color);
 
     const GroupPtr added = groups().addGroup(plugin(QStringLiteral("A.fxplug")));
     ASSERT_TRUE(added);
@@ -97,20 +97,7 @@ TEST_F(GroupOperationTest, ASelectedPluginAddsTheGroupBesideItInItsOwnGroup)
     EXPECT_EQ(added->subdir(), QStringLiteral("Color/Group"));
     EXPECT_EQ(added->parent(), color);
     EXPECT_TRUE(color->children().contains(added));
-}
 
-TEST_F(GroupOperationTest, TenLevelsAreTheLimit)
-{
-    QStringList levels;
-    for (int level = 1; level <= 10; ++level)
-        levels << QStringLiteral("L%1").arg(level);
-    const QString deepest = levels.join(u'/');
-    bundle(QStringLiteral("Deep"), deepest);
-    ASSERT_TRUE(builder().ok());
-    reload();
-    const PluginPtr deep = plugin(QStringLiteral("Deep.fxplug"));
-    const GroupPtr tenth = group(deepest);
-    ASSERT_TRUE(deep && tenth);
     EXPECT_EQ(VTGroupOperation::levelForItem(tenth), 9);
     EXPECT_EQ(VTGroupOperation::levelForItem(deep), 10);
     EXPECT_EQ(VTGroupOperation::levelForItem(nullptr), -1);
@@ -130,7 +117,6 @@ TEST_F(GroupOperationTest, TenLevelsAreTheLimit)
 TEST_F(GroupOperationTest, AGroupFolderThatCannotBeMadeIsReportedAndNoRecordIsAdded)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Color"));
-    ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr color = group(QStringLiteral("Color"));
     // The group's folder has become a plain file behind the tree's back.
@@ -174,11 +160,25 @@ TEST_F(GroupOperationTest, RenamingMovesEveryPlaceAndTheRecords)
     bundle(QStringLiteral("B"), QStringLiteral("Warm"), false);
     bundle(QStringLiteral("C"), QStringLiteral("Warm"), true, VST, CurrentUser);
     const QString user = folder(VST, CurrentUser);
-    ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr warm = group(QStringLiteral("Warm"));
     ASSERT_TRUE(warm);
     ASSERT_EQ(warm->children().size(), 3);
+
+    // What names no new folder is ignored.
+    for (const QString &typed : {QStringLiteral("/"), QStringLiteral("."), QString(), QStringLiteral("Warm"),
+                                 QStringLiteral(".Warm")})
+        EXPECT_FALSE(groups().nameCellEdited(warm, typed)) << typed.toStdString();
+    EXPECT_FALSE(groups().nameCellEdited(plugin(QStringLiteral("A.fxplug")), QStringLiteral("Other")));
+    EXPECT_FALSE(groups().renameGroup(warm, QStringLiteral("..")));
+    EXPECT_TRUE(exists(fxPlug(QStringLiteral("Warm/A.fxplug"))));
+    EXPECT_EQ(reloadRequests(), 0);
+    EXPECT_FALSE(logged(QStringLiteral("Renaming group Warm to Other...")));
+    // A group record without a subfolder would stand for the kinds' folders.
+    const GroupPtr broken = VTGroupItem::create(QStringLiteral("Broken"), fxPlug(), QString());
+    EXPECT_FALSE(groups().renameGroup(broken, QStringLiteral("Other")));
+    EXPECT_TRUE(VTSandboxFiles::isFolder(fxPlug()));
+    EXPECT_FALSE(exists(VTPath::join(VTPath::removeLastComponent(fxPlug()), QStringLiteral("Other"))));
 
     EXPECT_TRUE(groups().nameCellEdited(warm, QStringLiteral(".Hot")));
     for (const QString &path : {fxPlug(QStringLiteral("Hot/A.fxplug")), mirror(fxPlug(QStringLiteral("Hot/B.fxplug"))),
@@ -200,55 +200,27 @@ TEST_F(GroupOperationTest, RenamingMovesEveryPlaceAndTheRecords)
     EXPECT_TRUE(posted().isEmpty());
 }
 
-TEST_F(GroupOperationTest, ANestedGroupKeepsItsPlaceAndItsPluginsFollow)
+TEST_F(GroupOperationTest, ANestedGroupKeepsItsPlaceAndARenameOntoAnExistingFolderStopsThere)
 {
-    bundle(QStringLiteral("A"), QStringLiteral("Color/Warm"));
-    bundle(QStringLiteral("B"), QStringLiteral("Color/Warm/Deep"));
-    ASSERT_TRUE(builder().ok());
-    reload();
-    const GroupPtr warm = group(QStringLiteral("Color/Warm"));
-    ASSERT_TRUE(warm);
-
-    EXPECT_TRUE(groups().renameGroup(warm, QStringLiteral("Hot")));
-    EXPECT_EQ(warm->subdir(), QStringLiteral("Color/Hot"));
-    EXPECT_EQ(warm->storedGroupPath(), fxPlug(QStringLiteral("Color/Hot")));
-    EXPECT_EQ(plugin(QStringLiteral("A.fxplug"))->subdir(), QStringLiteral("Color/Hot"));
-    EXPECT_EQ(plugin(QStringLiteral("B.fxplug"))->subdir(), QStringLiteral("Color/Hot/Deep"));
-    EXPECT_TRUE(exists(plugin(QStringLiteral("A.fxplug"))->pluginPath()));
-    EXPECT_TRUE(exists(plugin(QStringLiteral("B.fxplug"))->pluginPath()));
-    EXPECT_TRUE(exists(fxPlug(QStringLiteral("Color")))) << "only the last level is renamed";
-}
-
-TEST_F(GroupOperationTest, TheNameCellIgnoresWhatNamesNoNewFolder)
-{
-    bundle(QStringLiteral("A"), QStringLiteral("Warm"));
-    ASSERT_TRUE(builder().ok());
-    reload();
-    const GroupPtr warm = group(QStringLiteral("Warm"));
-    for (const QString &typed : {QStringLiteral("/"), QStringLiteral("."), QString(), QStringLiteral("Warm"),
-                                 QStringLiteral(".Warm")})
-        EXPECT_FALSE(groups().nameCellEdited(warm, typed)) << typed.toStdString();
-    EXPECT_FALSE(groups().nameCellEdited(plugin(QStringLiteral("A.fxplug")), QStringLiteral("Other")));
-    EXPECT_FALSE(groups().renameGroup(warm, QStringLiteral("..")));
-    EXPECT_TRUE(exists(fxPlug(QStringLiteral("Warm/A.fxplug"))));
-    EXPECT_EQ(reloadRequests(), 0);
-    EXPECT_FALSE(logged(QStringLiteral("Renaming group Warm to Other...")));
-
-    // A group record without a subfolder would stand for the kinds' folders.
-    const GroupPtr broken = VTGroupItem::create(QStringLiteral("Broken"), fxPlug(), QString());
-    EXPECT_FALSE(groups().renameGroup(broken, QStringLiteral("Other")));
-    EXPECT_TRUE(VTSandboxFiles::isFolder(fxPlug()));
-    EXPECT_FALSE(exists(VTPath::join(VTPath::removeLastComponent(fxPlug()), QStringLiteral("Other"))));
-}
-
-TEST_F(GroupOperationTest, ARenameOntoAnExistingFolderStopsThereAndLosesNothing)
-{
+    bundle(QStringLiteral("N"), QStringLiteral("Color/Warm"));
+    bundle(QStringLiteral("D"), QStringLiteral("Color/Warm/Deep"));
     bundle(QStringLiteral("A"), QStringLiteral("Warm"));
     bundle(QStringLiteral("U"), QStringLiteral("Warm"), true, FxPlug, CurrentUser);
     bundle(QStringLiteral("Other"), QStringLiteral("Hot"), true, FxPlug, CurrentUser);
-    ASSERT_TRUE(builder().ok());
     reload();
+    const GroupPtr nested = group(QStringLiteral("Color/Warm"));
     const GroupPtr warm = group(QStringLiteral("Warm"));
+    ASSERT_TRUE(nested && warm);
+
+    // A nested group: only the last level is renamed, its plug-ins follow.
+    EXPECT_TRUE(groups().renameGroup(nested, QStringLiteral("Hot")));
+    EXPECT_EQ(nested->subdir(), QStringLiteral("Color/Hot"));
+    EXPECT_EQ(nested->storedGroupPath(), fxPlug(QStringLiteral("Color/Hot")));
+    EXPECT_EQ(plugin(QStringLiteral("N.fxplug"))->subdir(), QStringLiteral("Color/Hot"));
+    EXPECT_EQ(plugin(QStringLiteral("D.fxplug"))->subdir(), QStringLiteral("Color/Hot/Deep"));
+    EXPECT_TRUE(exists(plugin(QStringLiteral("N.fxplug"))->pluginPath()));
+    EXPECT_TRUE(exists(plugin(QStringLiteral("D.fxplug"))->pluginPath()));
+    EXPECT_TRUE(exists(fxPlug(QStringLiteral("Color"))));
 
     EXPECT_FALSE(groups().renameGroup(warm, QStringLiteral("Hot")));
     // The all-users place comes first and stays renamed; the current user's
@@ -265,16 +237,20 @@ TEST_F(GroupOperationTest, ARenameOntoAnExistingFolderStopsThereAndLosesNothing)
     EXPECT_EQ(ui().steps(QStringLiteral("busy")).size(), ui().steps(QStringLiteral("idle")).size());
 }
 
-TEST_F(GroupOperationTest, MovingIntoAGroupMovesTheFileAndTheRecord)
+TEST_F(GroupOperationTest, MovingIntoAGroupMovesTheFileAndTheRecordButNotALockedPluginOrIntoAnUnmadeFolder)
 {
     const QString a = bundle(QStringLiteral("A"));
     const QString d = bundle(QStringLiteral("D"), QString(), false);
+    const QString locked = lockedBundle(QStringLiteral("L"));
     bundle(QStringLiteral("B"), QStringLiteral("G"));
-    ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr g = group(QStringLiteral("G"));
     const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
     const PluginPtr plugD = plugin(QStringLiteral("D.fxplug"));
+
+    EXPECT_TRUE(groups().moveItem(plugin(QStringLiteral("L.fxplug")), g));
+    EXPECT_TRUE(exists(locked));
+    EXPECT_TRUE(logged(QStringLiteral("Unable to move L - plugin is locked")));
 
     EXPECT_TRUE(groups().moveItem(plugA, g));
     EXPECT_FALSE(exists(a));
@@ -293,6 +269,17 @@ TEST_F(GroupOperationTest, MovingIntoAGroupMovesTheFileAndTheRecord)
     EXPECT_FALSE(plugA->parent());
     EXPECT_TRUE(plugA->subdir().isEmpty());
     EXPECT_TRUE(posted().isEmpty());
+
+    if (!FsTest::isRoot())
+        GTEST_SKIP() << "the folder's failure goes on to a privileged attempt, which needs root here";
+    ASSERT_TRUE(VTTestSandbox::makeFile(fxPlug(QStringLiteral("File")), "x"));
+    const GroupPtr blocked = VTGroupItem::create(QStringLiteral("Inner"), fxPlug(QStringLiteral("File/Inner")),
+                                                 QStringLiteral("File/Inner"));
+    EXPECT_FALSE(groups().moveItem(plugA, blocked));
+    EXPECT_TRUE(exists(a));
+    const QStringList alerts = ui().steps(QStringLiteral("alert:Unable to create directory "));
+    ASSERT_EQ(alerts.size(), 1);
+    EXPECT_TRUE(alerts.first().startsWith(QStringLiteral("alert:Unable to create directory %1|").arg(fxPlug(QStringLiteral("File/Inner")))));
 }
 
 TEST_F(GroupOperationTest, ASameNamedPluginInTheTargetIsReplacedOnlyWhenTheUserSaysSo)
@@ -327,27 +314,4 @@ TEST_F(GroupOperationTest, ASameNamedPluginInTheTargetIsReplacedOnlyWhenTheUserS
     EXPECT_FALSE(exists(top));
     EXPECT_TRUE(exists(VTPath::join(inGroup, QStringLiteral("Contents/marker"))));
     EXPECT_EQ(trashList(), QStringList{inGroup}) << "the replaced copy is in the Trash";
-}
-
-TEST_F(GroupOperationTest, LockedPluginsAndUnmovableTargetsLeaveEverythingInPlace)
-{
-    const QString locked = lockedBundle(QStringLiteral("L"));
-    const QString a = bundle(QStringLiteral("A"));
-    bundle(QStringLiteral("B"), QStringLiteral("G"));
-    ASSERT_TRUE(builder().ok());
-    reload();
-    EXPECT_TRUE(groups().moveItem(plugin(QStringLiteral("L.fxplug")), group(QStringLiteral("G"))));
-    EXPECT_TRUE(exists(locked));
-    EXPECT_TRUE(logged(QStringLiteral("Unable to move L - plugin is locked")));
-
-    if (!OpsTest::isRoot())
-        GTEST_SKIP() << "the folder's failure goes on to a privileged attempt, which needs root here";
-    ASSERT_TRUE(VTTestSandbox::makeFile(fxPlug(QStringLiteral("File")), "x"));
-    const GroupPtr blocked = VTGroupItem::create(QStringLiteral("Inner"), fxPlug(QStringLiteral("File/Inner")),
-                                                 QStringLiteral("File/Inner"));
-    EXPECT_FALSE(groups().moveItem(plugin(QStringLiteral("A.fxplug")), blocked));
-    EXPECT_TRUE(exists(a));
-    const QStringList alerts = ui().steps(QStringLiteral("alert:Unable to create directory "));
-    ASSERT_EQ(alerts.size(), 1);
-    EXPECT_TRUE(alerts.first().startsWith(QStringLiteral("alert:Unable to create directory %1|").arg(fxPlug(QStringLiteral("File/Inner")))));
 }

@@ -15,9 +15,7 @@ using namespace InstallTest;
 
 namespace {
 
-class InstallOperationTest : public InstallTestBase
-{
-};
+using InstallOperationTest = InstallTestBase;
 
 class InstallWithoutWindowTest : public InstallTestBase
 {
@@ -33,7 +31,9 @@ TEST_F(InstallOperationTest, EachKindLandsInItsFolderAsACopy)
     const QString plain = downloadBundle(QStringLiteral("Plain.bundle"));
     const QString avx = downloadBundle(QStringLiteral("Grain.avx"));
     const QString fxplug = downloadBundle(QStringLiteral("Blur.fxplug"));
-    const QStringList sources{ofx, plain, avx, fxplug};
+    const QString ripple = downloadFile(QStringLiteral("Ripple"));
+    ASSERT_TRUE(VTFinderInfo::setTypeCode(ripple, "FCSC"));
+    const QStringList sources{ofx, plain, avx, fxplug, ripple};
 
     installation().installPlugins(sources, nullptr, true, true);
 
@@ -45,6 +45,8 @@ TEST_F(InstallOperationTest, EachKindLandsInItsFolderAsACopy)
     EXPECT_TRUE(OpsTest::sameTree(plain, plainInstalled)) << "a bundle without AVX keys is an FxScript plug-in";
     EXPECT_TRUE(OpsTest::sameTree(avx, avxInstalled)) << "an .avx file goes to the AVX2 folder";
     EXPECT_TRUE(OpsTest::sameTree(fxplug, fxplugInstalled));
+    EXPECT_EQ(VTFinderInfo::typeCode(folder(FxScript, CurrentUser, QStringLiteral("Ripple"))), QByteArrayLiteral("FCSC"))
+        << "an FxScript file keeps its type code";
     for (const QString &source : sources)
         EXPECT_TRUE(exists(source)) << "installation copies, never moves";
 
@@ -56,15 +58,22 @@ TEST_F(InstallOperationTest, EachKindLandsInItsFolderAsACopy)
     EXPECT_TRUE(posted().isEmpty());
 }
 
-TEST_F(InstallOperationTest, ThreeFilesShowNoProgressSheetAndFourShowOne)
+TEST_F(InstallOperationTest, NothingShowsNoStepThreeFilesNoSheetAndFourShowOne)
 {
+    // An empty list does nothing, and leaves the pending list alone.
+    installation().updateInstallList({QStringLiteral("/somewhere/Blur.fxplug")});
+    installation().installPlugins({}, nullptr, true, true);
+    EXPECT_EQ(reloadRequests(), 0);
+    EXPECT_TRUE(ui().steps().isEmpty());
+    EXPECT_EQ(installation().pendingInstallList().size(), 1);
+
     QStringList four;
     for (const char *name : {"A.txt", "B.txt", "C.txt", "D.txt"})
         four << downloadFile(QString::fromLatin1(name));
-
     installation().installPlugins(four.mid(0, 3), nullptr, true, true);
     EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty());
     EXPECT_TRUE(ui().steps(QStringLiteral("max:")).isEmpty());
+    EXPECT_TRUE(installation().pendingInstallList().isEmpty()) << "an ended installation clears the pending list";
 
     ui().clear();
     const QStringList again{download(QStringLiteral("Again"))};
@@ -137,7 +146,7 @@ TEST_F(InstallOperationTest, AnsweringIgnoreListsTheFileAmongTheFailures)
     EXPECT_TRUE(log.contains(QStringLiteral("Destination plugin %1 already exists. Asking user to overwrite...").arg(existing)));
     EXPECT_TRUE(log.contains(QStringLiteral("The user chose not to overwrite %1.").arg(existing)));
     EXPECT_TRUE(log.contains(QStringLiteral("Installation failed. The following plugins failed to install: Blur.fxplug")));
-    EXPECT_TRUE(trashedOriginals().isEmpty());
+    EXPECT_TRUE(trashList().isEmpty());
 }
 
 TEST_F(InstallOperationTest, OverwritingSendsEveryOldCopyToTheTrash)
@@ -147,70 +156,53 @@ TEST_F(InstallOperationTest, OverwritingSendsEveryOldCopyToTheTrash)
     // copied into it.
     const QString allUsers = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Blur"));
     const QString atDestination = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
+    // A template in its category folder is found as well.
+    const QString oldTemplate = builder().addMotionTemplate(CurrentUser, QStringLiteral("Generators"), QStringLiteral("Sky"));
     ASSERT_TRUE(builder().ok());
+    ASSERT_EQ(oldTemplate, folder(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Sky")));
     const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
+    const QString sky = download(QStringLiteral("Sky"));
+    downloadFile(QStringLiteral("Sky/Sky.motn"), "new");
+    ui().answerNext(VTUserInterface::FirstButton);
     ui().answerNext(VTUserInterface::FirstButton);
 
-    installation().installPlugins({source}, nullptr, true, true);
+    installation().installPlugins({source, sky}, nullptr, true, true);
 
-    EXPECT_EQ(alerts().size(), 1) << "one question for one file";
+    ASSERT_EQ(alerts().size(), 2) << "one question for each file";
+    EXPECT_EQ(alerts().at(1).section(u'|', 0, 0), QStringLiteral("alert:The file Sky already exists. Would you like to overwrite it?"));
     EXPECT_FALSE(exists(allUsers));
     EXPECT_TRUE(OpsTest::sameTree(source, atDestination));
-    const QStringList originals = trashedOriginals();
-    EXPECT_TRUE(originals.contains(allUsers)) << originals.join(u'\n').toStdString();
-    EXPECT_TRUE(originals.contains(atDestination)) << originals.join(u'\n').toStdString();
+    EXPECT_TRUE(OpsTest::sameTree(sky, oldTemplate)) << "replaced, not nested inside the old template";
+    const QStringList originals = trashList();
+    for (const QString &old : {allUsers, atDestination, oldTemplate})
+        EXPECT_TRUE(originals.contains(old)) << old.toStdString() << " not in " << originals.join(u'\n').toStdString();
     EXPECT_TRUE(logged(QStringLiteral("Trashing old file %1...").arg(allUsers)));
 }
 
-TEST_F(InstallOperationTest, AnExistingTemplateInItsCategoryFolderIsAskedAbout)
+// A source that is missing, or that vanishes while the overwrite question is
+// open, is reported and leaves the old copy; the other sources go in.
+TEST_F(InstallOperationTest, AMissingOrVanishedSourceIsReportedAndTheOldCopyStays)
 {
-    const QString existing = builder().addMotionTemplate(CurrentUser, QStringLiteral("Generators"), QStringLiteral("Sky"));
-    ASSERT_TRUE(builder().ok());
-    ASSERT_EQ(existing, folder(MotionTemplate, CurrentUser, QStringLiteral("Generators.localized/Sky")));
-    const QString source = download(QStringLiteral("Sky"));
-    downloadFile(QStringLiteral("Sky/Sky.motn"), "new");
-    ui().answerNext(VTUserInterface::FirstButton);
-
-    installation().installPlugins({source}, nullptr, true, true);
-
-    EXPECT_EQ(alerts().value(0).section(u'|', 0, 0),
-              QStringLiteral("alert:The file Sky already exists. Would you like to overwrite it?"));
-    EXPECT_TRUE(OpsTest::sameTree(source, existing)) << "replaced, not nested inside the old template";
-    EXPECT_TRUE(trashedOriginals().contains(existing));
-}
-
-TEST_F(InstallOperationTest, SourcesThatAreMissingAreReportedAndNothingElseChanges)
-{
-    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Gone"));
+    const QString gone = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Gone"));
+    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
     ASSERT_TRUE(builder().ok());
     const QString missing = download(QStringLiteral("Gone.fxplug"));
     const QString fade = downloadFile(QStringLiteral("Fade.txt"));
-
-    installation().installPlugins({missing, fade}, nullptr, true, true);
-
-    EXPECT_TRUE(exists(existing));
-    EXPECT_TRUE(alerts().contains(QStringLiteral("alert:Installation failed|The following plugins failed to install: \nGone.fxplug|")));
-    EXPECT_TRUE(posted().contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(missing)));
-    EXPECT_TRUE(exists(folder(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
-    EXPECT_TRUE(trashedOriginals().isEmpty());
-}
-
-TEST_F(InstallOperationTest, ASourceThatVanishesWhileTheQuestionIsOpenLeavesTheOldCopy)
-{
-    const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
-    ASSERT_TRUE(builder().ok());
     const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
     ui().setOnAlert([source](int count) {
         if (count == 1)
             QDir(source).removeRecursively();
     });
 
-    installation().installPlugins({source}, nullptr, true, true);
+    installation().installPlugins({missing, fade, source}, nullptr, true, true);
 
+    EXPECT_TRUE(exists(gone));
     EXPECT_TRUE(exists(existing)) << "the old copy stays when nothing can take its place";
-    EXPECT_TRUE(trashedOriginals().isEmpty());
-    EXPECT_TRUE(posted().contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(source)));
-    EXPECT_EQ(alerts().value(1), QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|"));
+    EXPECT_TRUE(exists(folder(FxScript, CurrentUser, QStringLiteral("Fade.txt"))));
+    EXPECT_TRUE(trashList().isEmpty());
+    for (const QString &path : {missing, source})
+        EXPECT_TRUE(posted().contains(QStringLiteral("Source file %1 does not exist. Plugin not installed.").arg(path)));
+    EXPECT_EQ(alerts().value(1), QStringLiteral("alert:Installation failed|The following plugins failed to install: \nGone.fxplug\nBlur.fxplug|"));
 }
 
 TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAndUntrashed)
@@ -219,11 +211,8 @@ TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAnd
     // the overwrite was confirmed.
     const QString existing = builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Blur"));
     ASSERT_TRUE(builder().ok());
-    const auto infoOf = [](const QString &bundle) {
-        QFile file(VTPath::join(bundle, QStringLiteral("Contents/Info.plist")));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    };
-    const QByteArray before = infoOf(existing);
+    const QString info = VTPath::join(existing, QStringLiteral("Contents/Info.plist"));
+    const QByteArray before = VTTestSandbox::readFile(info);
     const QString source = downloadBundle(QStringLiteral("Blur.fxplug"));
     ASSERT_EQ(::mkfifo(QFile::encodeName(VTPath::join(source, QStringLiteral("Contents/pipe"))).constData(), 0600), 0);
     ui().answerNext(VTUserInterface::FirstButton);
@@ -231,9 +220,9 @@ TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAnd
     installation().installPlugins({source}, nullptr, true, true);
 
     EXPECT_FALSE(before.isEmpty());
-    EXPECT_EQ(infoOf(existing), before);
+    EXPECT_EQ(VTTestSandbox::readFile(info), before);
     EXPECT_FALSE(exists(VTPath::join(existing, QStringLiteral("Contents/pipe"))));
-    EXPECT_TRUE(trashedOriginals().isEmpty());
+    EXPECT_TRUE(trashList().isEmpty());
     EXPECT_EQ(QDir(VTPath::removeLastComponent(existing)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
               QStringList{QStringLiteral("Blur.fxplug")});
     EXPECT_TRUE(alerts().contains(QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|")));
@@ -252,9 +241,9 @@ TEST_F(InstallOperationTest, ANewCopyThatCannotBeMadeLeavesTheOldOneInstalledAnd
     installation().installPlugins({source}, nullptr, true, true);
 
     (void)VTFileManager::unlockFile(trashFiles);
-    EXPECT_EQ(infoOf(existing), before);
+    EXPECT_EQ(VTTestSandbox::readFile(info), before);
     EXPECT_FALSE(OpsTest::sameTree(source, existing));
-    EXPECT_TRUE(trashedOriginals().isEmpty()) << "the record of a failed trash is taken back";
+    EXPECT_TRUE(trashList().isEmpty()) << "the record of a failed trash is taken back";
     EXPECT_EQ(QDir(VTPath::removeLastComponent(existing)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
               QStringList{QStringLiteral("Blur.fxplug")});
     EXPECT_TRUE(posted().contains(QStringLiteral("Unable to trash old file %1. Plugin not installed: %2").arg(existing, source)));
@@ -272,7 +261,7 @@ TEST_F(InstallOperationTest, ACopyElsewhereIsTrashedOnlyOnceTheNewOneIsInstalled
 
     EXPECT_TRUE(exists(VTPath::join(allUsers, QStringLiteral("Contents/Info.plist"))));
     EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
-    EXPECT_TRUE(trashedOriginals().isEmpty());
+    EXPECT_TRUE(trashList().isEmpty());
 }
 
 TEST_F(InstallOperationTest, InstallingAPluginFromItsOwnPlaceNeverTrashesIt)
@@ -290,7 +279,7 @@ TEST_F(InstallOperationTest, InstallingAPluginFromItsOwnPlaceNeverTrashesIt)
     EXPECT_TRUE(exists(installed));
     EXPECT_FALSE(exists(folder(FxPlug, AllUsers, QStringLiteral("Blur.fxplug"))));
     EXPECT_EQ(alerts(), QStringList{QStringLiteral("alert:Installation failed|The following plugins failed to install: \nBlur.fxplug|")});
-    EXPECT_TRUE(trashedOriginals().isEmpty());
+    EXPECT_TRUE(trashList().isEmpty());
 }
 
 TEST_F(InstallOperationTest, TheTargetGroupGivesTheSubfolder)
@@ -299,7 +288,6 @@ TEST_F(InstallOperationTest, TheTargetGroupGivesTheSubfolder)
     inColor.group = QStringLiteral("Color");
     builder().addBundle(FxPlug, AllUsers, QStringLiteral("Inside"), inColor);
     const QString topLevel = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Same"));
-    ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr color = group(QStringLiteral("Color"));
     const PluginPtr inside = plugin(QStringLiteral("Inside.fxplug"));
@@ -327,29 +315,6 @@ TEST_F(InstallOperationTest, TheTargetGroupGivesTheSubfolder)
     const GroupPtr nested = group(QStringLiteral("Color/Warm"));
     ASSERT_TRUE(nested);
     EXPECT_EQ(nested->parent(), color);
-}
-
-TEST_F(InstallOperationTest, AnFxScriptFileKeepsItsTypeCode)
-{
-    const QString ripple = downloadFile(QStringLiteral("Ripple"));
-    ASSERT_TRUE(VTFinderInfo::setTypeCode(ripple, "FCSC"));
-
-    installation().installPlugins({ripple}, nullptr, true, true);
-
-    const QString installed = folder(FxScript, CurrentUser, QStringLiteral("Ripple"));
-    EXPECT_EQ(VTFinderInfo::typeCode(installed), QByteArrayLiteral("FCSC"));
-}
-
-TEST_F(InstallOperationTest, AnEmptyListDoesNothingAndAnEndedInstallationClearsThePendingList)
-{
-    installation().updateInstallList({QStringLiteral("/somewhere/Blur.fxplug")});
-    installation().installPlugins({}, nullptr, true, true);
-    EXPECT_EQ(reloadRequests(), 0);
-    EXPECT_TRUE(ui().steps().isEmpty());
-    EXPECT_EQ(installation().pendingInstallList().size(), 1);
-
-    installation().installPlugins({downloadFile(QStringLiteral("Fade.txt"))}, nullptr, true, true);
-    EXPECT_TRUE(installation().pendingInstallList().isEmpty());
 }
 
 TEST_F(InstallOperationTest, AContainingFolderThatCannotBeMadeEndsTheWholeInstallation)
@@ -391,11 +356,11 @@ TEST_F(InstallWithoutWindowTest, ExistingCopiesAreOverwrittenWithoutAskingAndFai
     const QString printed = QString::fromStdString(testing::internal::GetCapturedStdout());
 
     EXPECT_TRUE(OpsTest::sameTree(source, existing));
-    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_TRUE(ui().steps().isEmpty()) << "neither a question nor progress without a window";
     EXPECT_TRUE(logged(QStringLiteral("The file %1 already exists. Overwriting..").arg(existing)));
     const QString failure = QStringLiteral("Installation failed. The following plugins failed to install: \nReadMe.pdf");
     EXPECT_TRUE(posted().contains(failure));
     EXPECT_TRUE(posted().contains(QStringLiteral("Unrecognized format. Plugin not installed: %1").arg(readMe)));
     EXPECT_TRUE(printed.contains(failure)) << printed.toStdString();
-    EXPECT_TRUE(trashedOriginals().contains(existing));
+    EXPECT_TRUE(trashList().contains(existing));
 }

@@ -34,70 +34,63 @@ protected:
 
 } // namespace
 
-TEST_F(InstallRequestsTest, ADropIsRefusedUnlessEveryFileCanBeInstalled)
-{
-    const QString blur = downloadBundle(QStringLiteral("Blur.fxplug"));
-    const QString readMe = downloadFile(QStringLiteral("ReadMe.pdf"));
-
-    EXPECT_FALSE(requests().dropFiles({blur, readMe}, nullptr));
-
-    EXPECT_TRUE(m_notifications.isEmpty());
-    EXPECT_TRUE(alerts().isEmpty());
-    EXPECT_FALSE(logged(QStringLiteral("User dropped new plugins. Installing...")));
-    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
-}
-
-TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupForTheChosenAccess)
+TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupAndOneBelowTheRowsAtTheTopLevel)
 {
     VTBundleOptions inColor;
     inColor.group = QStringLiteral("Color");
     builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Inside"), inColor);
-    ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr color = group(QStringLiteral("Color"));
     ASSERT_TRUE(color);
-    const QStringList dropped{downloadBundle(QStringLiteral("A.fxplug")), downloadFile(QStringLiteral("B.txt"))};
-    ui().answerNext(VTUserInterface::SecondButton);
+    view().selection = {plugin(QStringLiteral("Inside.fxplug"))};
 
+    // Refused unless every file can be installed.
+    const QString readMe = downloadFile(QStringLiteral("ReadMe.pdf"));
+    EXPECT_FALSE(requests().dropFiles({downloadBundle(QStringLiteral("A.fxplug")), readMe}, nullptr));
+    EXPECT_TRUE(m_notifications.isEmpty());
+    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_FALSE(logged(QStringLiteral("User dropped new plugins. Installing...")));
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
+
+    ui().answerNext(VTUserInterface::FirstButton);
+
+    EXPECT_TRUE(requests().dropFiles({downloadBundle(QStringLiteral("A.fxplug"))}, nullptr));
+    waitForOperations();
+    EXPECT_TRUE(view().selection.isEmpty()) << "an earlier selection must not pick the group";
+    EXPECT_EQ(alerts().value(0), question("this plugin"));
+    EXPECT_TRUE(exists(folder(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
+    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Color/A.fxplug"))));
+
+    ui().clear();
+    m_notifications.clear();
+    const QStringList dropped{downloadBundle(QStringLiteral("B.fxplug")), downloadFile(QStringLiteral("C.txt"))};
+    ui().answerNext(VTUserInterface::SecondButton);
     EXPECT_TRUE(requests().dropFiles(dropped, color));
     waitForOperations();
-
     EXPECT_EQ(view().selection, QList<ItemPtr>{color}) << "the row dropped on is selected";
     ASSERT_EQ(m_notifications.size(), 1);
     EXPECT_EQ(m_notifications.first().value(QStringLiteral("fileList")).toStringList(), dropped);
     EXPECT_EQ(alerts().value(0), question("these plugins"));
-    EXPECT_TRUE(exists(folder(FxPlug, AllUsers, QStringLiteral("Color/A.fxplug"))));
-    EXPECT_TRUE(exists(folder(FxScript, AllUsers, QStringLiteral("Color/B.txt"))));
+    EXPECT_TRUE(exists(folder(FxPlug, AllUsers, QStringLiteral("Color/B.fxplug"))));
+    EXPECT_TRUE(exists(folder(FxScript, AllUsers, QStringLiteral("Color/C.txt"))));
     const QStringList log = logLines();
     const qsizetype dropLine = log.indexOf(QStringLiteral("User dropped new plugins. Installing..."));
     const qsizetype askLine =
         log.indexOf(QStringLiteral("Asking whether to install plugins for the current user or all users..."));
     ASSERT_GE(dropLine, 0);
     EXPECT_GT(askLine, dropLine);
-    EXPECT_EQ(reloadRequests(), 1);
-}
-
-TEST_F(InstallRequestsTest, ADropBelowTheRowsInstallsAtTheTopLevel)
-{
-    VTBundleOptions inColor;
-    inColor.group = QStringLiteral("Color");
-    builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Inside"), inColor);
-    ASSERT_TRUE(builder().ok());
-    reload();
-    view().selection = {plugin(QStringLiteral("Inside.fxplug"))};
-    ui().answerNext(VTUserInterface::FirstButton);
-
-    EXPECT_TRUE(requests().dropFiles({downloadBundle(QStringLiteral("A.fxplug"))}, nullptr));
-    waitForOperations();
-
-    EXPECT_TRUE(view().selection.isEmpty()) << "an earlier selection must not pick the group";
-    EXPECT_EQ(alerts().value(0), question("this plugin"));
-    EXPECT_TRUE(exists(folder(FxPlug, CurrentUser, QStringLiteral("A.fxplug"))));
-    EXPECT_FALSE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Color/A.fxplug"))));
+    EXPECT_EQ(reloadRequests(), 2);
 }
 
 TEST_F(InstallRequestsTest, OpenedFilesArePendingUntilInstalledOrCancelled)
 {
+    // A notification without files asks nothing.
+    requests().installNewPluginsReceived(QVariantMap{{QStringLiteral("other"), QStringList{QStringLiteral("/x.fxplug")}}});
+    requests().openFiles({});
+    waitForOperations();
+    EXPECT_TRUE(alerts().isEmpty());
+    EXPECT_TRUE(m_notifications.isEmpty());
+
     const QString blur = downloadBundle(QStringLiteral("Blur.fxplug"));
     ui().answerNext(VTUserInterface::ThirdButton);
 
@@ -122,13 +115,4 @@ TEST_F(InstallRequestsTest, OpenedFilesArePendingUntilInstalledOrCancelled)
     EXPECT_EQ(pendingWhileInstalling, QStringList{blur});
     EXPECT_TRUE(exists(folder(FxPlug, CurrentUser, QStringLiteral("Blur.fxplug"))));
     EXPECT_TRUE(installation().pendingInstallList().isEmpty());
-}
-
-TEST_F(InstallRequestsTest, ANotificationWithoutFilesAsksNothing)
-{
-    requests().installNewPluginsReceived(QVariantMap{{QStringLiteral("other"), QStringList{QStringLiteral("/x.fxplug")}}});
-    requests().openFiles({});
-    waitForOperations();
-    EXPECT_TRUE(alerts().isEmpty());
-    EXPECT_TRUE(m_notifications.isEmpty());
 }

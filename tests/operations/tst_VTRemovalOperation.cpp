@@ -7,7 +7,6 @@
 #include "VTFileManager.h"
 #include "VTFolderCleanup.h"
 #include "VTRemovalOperation.h"
-#include "VTSandboxLayout.h"
 
 using namespace VTSandboxKind;
 
@@ -28,7 +27,6 @@ TEST_F(RemovalTest, AGroupSelectedWithOneOfItsPluginsIsRemovedOnce)
     const QString b = bundle(QStringLiteral("B"), QStringLiteral("G/Sub"));
     const QString c = bundle(QStringLiteral("C"), QStringLiteral("G"), false);
     const QString lone = bundle(QStringLiteral("Lone"));
-    ASSERT_TRUE(builder().ok());
     reload();
     const GroupPtr g = group(QStringLiteral("G"));
     ASSERT_TRUE(g);
@@ -57,24 +55,18 @@ TEST_F(RemovalTest, AGroupSelectedWithOneOfItsPluginsIsRemovedOnce)
     EXPECT_EQ(ui().steps(QStringLiteral("step")).size(), 3);
 }
 
-TEST_F(RemovalTest, ThreePluginsShowNoProgressAndFourDo)
+// Three plug-ins show no sheet (the group case above); four show one.
+TEST_F(RemovalTest, FourPluginsShowProgress)
 {
     QList<ItemPtr> plugins;
     QStringList paths;
-    for (int i = 0; i < 7; ++i)
+    for (int i = 0; i < 4; ++i)
         paths << bundle(QStringLiteral("P%1").arg(i));
-    ASSERT_TRUE(builder().ok());
     reload();
-    for (int i = 0; i < 7; ++i)
+    for (int i = 0; i < 4; ++i)
         plugins << plugin(QStringLiteral("P%1.fxplug").arg(i));
 
-    removal().remove(plugins.mid(0, 3));
-    waitForOperations();
-    EXPECT_TRUE(ui().steps(QStringLiteral("sheet")).isEmpty());
-    EXPECT_EQ(ui().steps(QStringLiteral("step")).size(), 3);
-
-    ui().clear();
-    removal().remove(plugins.mid(3, 4));
+    removal().remove(plugins);
     waitForOperations();
     EXPECT_EQ(ui().steps(QStringLiteral("sheet")).size(), 1);
     EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:4")});
@@ -87,14 +79,15 @@ TEST_F(RemovalTest, ThreePluginsShowNoProgressAndFourDo)
         EXPECT_TRUE(trashed.contains(path)) << path.toStdString();
 }
 
-TEST_F(RemovalTest, OnlyRemoveGoesAheadAndTheQuestionNamesWhatIsSelected)
+TEST_F(RemovalTest, OnlyRemoveGoesAheadAndAPluginLeavesItsGroupWithoutARedisplay)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("G"));
-    ASSERT_TRUE(builder().ok());
+    bundle(QStringLiteral("B"), QStringLiteral("G"));
     reload();
+    const GroupPtr g = group(QStringLiteral("G"));
     const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
     EXPECT_EQ(VTRemovalOperation::removalSubject({plugA}), QStringLiteral("this plugin"));
-    EXPECT_EQ(VTRemovalOperation::removalSubject({group(QStringLiteral("G"))}), QStringLiteral("this group"));
+    EXPECT_EQ(VTRemovalOperation::removalSubject({g}), QStringLiteral("this group"));
 
     ui().answerNext(VTUserInterface::SecondButton);
     removal().remove({plugA});
@@ -102,21 +95,11 @@ TEST_F(RemovalTest, OnlyRemoveGoesAheadAndTheQuestionNamesWhatIsSelected)
     EXPECT_TRUE(exists(a));
     EXPECT_EQ(ui().steps(QStringLiteral("alert:")).size(), 1);
     EXPECT_FALSE(logged(QStringLiteral("Removing items...")));
-
     removal().remove({});
     EXPECT_EQ(ui().steps(QStringLiteral("alert:")).size(), 1) << "nothing selected asks nothing";
-}
 
-TEST_F(RemovalTest, APluginInAGroupLeavesItsGroupWithoutARedisplay)
-{
-    const QString a = bundle(QStringLiteral("A"), QStringLiteral("G"));
-    bundle(QStringLiteral("B"), QStringLiteral("G"));
-    ASSERT_TRUE(builder().ok());
-    reload();
-    const GroupPtr g = group(QStringLiteral("G"));
-    const PluginPtr plugA = plugin(QStringLiteral("A.fxplug"));
+    ui().clear();
     const int redisplays = view().treeReloads;
-
     EXPECT_TRUE(removal().removePlugin(plugA));
     EXPECT_FALSE(exists(a));
     EXPECT_EQ(g->children().size(), 1);
@@ -162,13 +145,13 @@ TEST_F(RemovalTest, DeleteAllDisabledEmptiesTheDisabledTreeAfterAsking)
               QStringLiteral("alert:Unable to trash disabled plugins|No plugins have been disabled.|"));
 }
 
-TEST_F(RemovalTest, AFolderHoldingOnlyDSStoreCountsAsEmpty)
+TEST_F(RemovalTest, EmptyFoldersGoAndEmptySubfoldersOnlyWhenAskedFor)
 {
+    // A folder holding only a ".DS_Store" counts as empty.
     const QString onlyStore = fxPlug(QStringLiteral("OnlyStore"));
     const QString withFile = fxPlug(QStringLiteral("WithFile"));
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(onlyStore, QStringLiteral(".DS_Store")), "x"));
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(withFile, QStringLiteral("ReadMe.txt")), "x"));
-
     EXPECT_TRUE(cleanup().removeEmptyFolder(onlyStore, false));
     EXPECT_FALSE(exists(onlyStore));
     EXPECT_FALSE(cleanup().removeEmptyFolder(withFile, false));
@@ -178,15 +161,11 @@ TEST_F(RemovalTest, AFolderHoldingOnlyDSStoreCountsAsEmpty)
         << "a file is not a folder";
     EXPECT_TRUE(logged(QStringLiteral("Removing empty folder %1...").arg(onlyStore)));
     EXPECT_TRUE(logged(QStringLiteral("Beginning removal of empty folder %1...").arg(onlyStore)));
-}
 
-TEST_F(RemovalTest, EmptySubfoldersGoOnlyWhenAskedFor)
-{
     const QString outer = fxPlug(QStringLiteral("Outer"));
     ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::join(outer, QStringLiteral("A/B"))));
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(outer, QStringLiteral("A/.DS_Store")), "x"));
     ASSERT_TRUE(VTTestSandbox::makeFolder(VTPath::join(outer, QStringLiteral("C"))));
-
     EXPECT_FALSE(cleanup().removeEmptyFolder(outer, false));
     EXPECT_TRUE(exists(VTPath::join(outer, QStringLiteral("A/B"))));
     EXPECT_TRUE(cleanup().removeEmptyFolder(outer, true));
