@@ -27,6 +27,16 @@ protected:
     QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
     Fd open(const QString &relative) const { return Fd(VTSafeFs::openFolder(native(path(relative)), false)); }
 
+    // A move journal as an interrupted move leaves it in dst/.
+    bool journal(const char *token, const QString &source, const char *name) const
+    {
+        std::string content = "VTMOVE1\n" + native(source);
+        content += '\0';
+        content += name;
+        content += '\0';
+        return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.%1.journal").arg(QLatin1String(token))), QByteArray::fromStdString(content));
+    }
+
     QTemporaryDir m_dir;
 };
 
@@ -181,13 +191,6 @@ TEST_F(SafeFsTest, CleanUpResolvesWhatInterruptedMovesLeft)
     ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("dst"))));
     Fd src = open(QStringLiteral("src"));
     Fd dst = open(QStringLiteral("dst"));
-    auto journal = [&](const char *token, const QString &source, const char *name) {
-        std::string content = "VTMOVE1\n" + native(source);
-        content += '\0';
-        content += name;
-        content += '\0';
-        return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.%1.journal").arg(QLatin1String(token))), QByteArray::fromStdString(content));
-    };
     // 1. Killed after the copy and its journal, before the rename.
     ASSERT_TRUE(journal("00000000000000a1", path(QStringLiteral("src/Whole.fxplug")), "Whole.fxplug"));
     ASSERT_EQ(VTTreeCopy::copyTree(src.get(), "Whole.fxplug", dst.get(), ".vtmove.00000000000000a1"), 0);
@@ -237,13 +240,7 @@ TEST_F(SafeFsTest, CleanUpNeverDeletesThroughAJournalItCannotTrust)
     Fd victim = open(QStringLiteral("victim"));
     Fd dst = open(QStringLiteral("dst"));
     ASSERT_EQ(VTTreeCopy::copyTree(victim.get(), "Doc.fxplug", dst.get(), "Doc.fxplug"), 0);
-    const auto plant = [&] {
-        std::string content = "VTMOVE1\n" + native(path(QStringLiteral("victim/Doc.fxplug")));
-        content += '\0';
-        content += "Doc.fxplug";
-        content += '\0';
-        return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.00000000000000b1.journal")), QByteArray::fromStdString(content));
-    };
+    const auto plant = [&] { return journal("00000000000000b1", path(QStringLiteral("victim/Doc.fxplug")), "Doc.fxplug"); };
     const VTTreeCopy::SourceCheck anySource = [](const std::string &, const std::string &) { return true; };
     const VTTreeCopy::SourceCheck noSource = [](const std::string &, const std::string &) { return false; };
 

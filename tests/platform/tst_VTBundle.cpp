@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QStringEncoder>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -32,14 +33,9 @@ protected:
 
     static QByteArray utf16(const QString &text, bool bigEndian, bool bom)
     {
-        QByteArray out;
-        if (bom)
-            out.append(bigEndian ? "\xFE\xFF" : "\xFF\xFE", 2);
-        for (QChar c : text) {
-            const char hi = char(c.unicode() >> 8), lo = char(c.unicode() & 0xFF);
-            out.append(bigEndian ? hi : lo).append(bigEndian ? lo : hi);
-        }
-        return out;
+        QStringEncoder encoder(bigEndian ? QStringConverter::Utf16BE : QStringConverter::Utf16LE,
+                               bom ? QStringConverter::Flag::WriteBom : QStringConverter::Flag::Default);
+        return encoder.encode(text);
     }
 
     QTemporaryDir m_dir;
