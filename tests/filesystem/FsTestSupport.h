@@ -6,11 +6,11 @@
 #include "VTPath.h"
 #include "VTSafeFs.h"
 #include "VTTestProcess.h"
+#include "VTTestSandbox.h"
 #include "VTTreeCopy.h"
 
 #include <QByteArray>
 #include <QDir>
-#include <QFile>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -122,17 +122,15 @@ inline Run runAs(const User &user, const QString &program, const QStringList &ar
                QProcessEnvironment::systemEnvironment(), timeoutMs);
 }
 
+// The shared sandbox's file helpers, by the names these tests use.
 inline bool writeFile(const QString &path, const QByteArray &bytes)
 {
-    QDir().mkpath(VTPath::removeLastComponent(path));
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
+    return VTTestSandbox::makeFile(path, bytes);
 }
 
 inline QByteArray readFile(const QString &path)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return VTTestSandbox::readFile(path);
 }
 
 inline bool exists(const QString &path)
