@@ -145,7 +145,7 @@ TEST_F(BundleDir, MalformedStringsFileIsSkipped)
     EXPECT_EQ(read.localizedString(QStringLiteral("CFBundleName")), QStringLiteral("Flou"));
 }
 
-TEST(VTBundleStrings, Grammar)
+TEST(VTBundleStrings, GrammarAndMalformedText)
 {
     const auto parsed = VTBundle::parseStrings(QByteArray(
         "// line comment\n"
@@ -167,10 +167,7 @@ TEST(VTBundleStrings, Grammar)
     const auto empty = VTBundle::parseStrings(QByteArray("\xEF\xBB\xBF /* nothing */ "));
     ASSERT_TRUE(empty.has_value());
     EXPECT_TRUE(empty->isEmpty());
-}
 
-TEST(VTBundleStrings, MalformedTextIsRejected)
-{
     for (const char *text : {"\"a\" = \"1\"", "\"a\" = ;", "\"a\" \"b\";", "/* open", "\"a\" = \"\\u12\";", "{ a = b;",
                              "a = b; }", "= \"x\";", "\"a\" = \"1\\"}) {
         EXPECT_FALSE(VTBundle::parseStrings(QByteArray(text)).has_value()) << text;
