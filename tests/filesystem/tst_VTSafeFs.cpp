@@ -75,20 +75,6 @@ TEST_F(SafeFsTest, ResolutionWithoutLinksRefusesALinkAnywhereInThePath)
     EXPECT_EQ(leaf, "file");
 }
 
-TEST_F(SafeFsTest, RemovingATreeNeverFollowsItsLinks)
-{
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("canary/keep.txt")), "keep"));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("victim/sub/file.txt")), "gone"));
-    ASSERT_EQ(::symlink(native(path(QStringLiteral("canary"))).c_str(), native(path(QStringLiteral("victim/sub/to-canary"))).c_str()), 0);
-    ASSERT_EQ(::symlink(native(path(QStringLiteral("canary/keep.txt"))).c_str(), native(path(QStringLiteral("victim/file-link"))).c_str()), 0);
-
-    Fd top = open(QString());
-    EXPECT_EQ(VTSafeFs::removeTree(top.get(), "victim"), 0);
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("victim"))));
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("canary/keep.txt"))), "keep");
-    EXPECT_EQ(VTSafeFs::removeTree(top.get(), "victim"), ENOENT);
-}
-
 TEST(SafeFsModes, SymbolicAndOctalModesApplyAsChmodDoes)
 {
     VTSafeFs::ModeChange change;
@@ -116,23 +102,32 @@ TEST(SafeFsModes, SymbolicAndOctalModesApplyAsChmodDoes)
     }
 }
 
-TEST_F(SafeFsTest, RecursiveModeChangeSkipsLinksAndHardLinkedFiles)
+TEST_F(SafeFsTest, WholeTreeChangesAndRemovalsFollowNoLinkAndSkipHardLinkedFiles)
 {
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("outside.txt")), "outside"));
     ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("outside.txt")), 0600));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("canary/keep.txt")), "keep"));
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("vendor/sub/own.txt")), "own"));
     ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("vendor/sub/own.txt")), 0600));
     ASSERT_EQ(::symlink(native(path(QStringLiteral("outside.txt"))).c_str(), native(path(QStringLiteral("vendor/sub/link"))).c_str()), 0);
+    ASSERT_EQ(::symlink(native(path(QStringLiteral("canary"))).c_str(), native(path(QStringLiteral("vendor/sub/to-canary"))).c_str()), 0);
     ASSERT_EQ(::link(native(path(QStringLiteral("outside.txt"))).c_str(), native(path(QStringLiteral("vendor/hard"))).c_str()), 0);
+    const mode_t canaryMode = FsTest::statOf(path(QStringLiteral("canary"))).st_mode & 07777;
 
     VTSafeFs::ModeChange change;
     ASSERT_TRUE(VTSafeFs::parseModeChange("a+rw", change));
     Fd top = open(QString());
     EXPECT_EQ(VTSafeFs::chmodAt(top.get(), "vendor", change, true), 0);
-
     EXPECT_EQ(FsTest::statOf(path(QStringLiteral("vendor/sub/own.txt"))).st_mode & 07777, 0666u);
     EXPECT_EQ(FsTest::statOf(path(QStringLiteral("vendor/sub"))).st_mode & 07777, 01777u);
     EXPECT_EQ(FsTest::statOf(path(QStringLiteral("outside.txt"))).st_mode & 07777, 0600u);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("canary"))).st_mode & 07777, canaryMode);
+
+    EXPECT_EQ(VTSafeFs::removeTree(top.get(), "vendor"), 0);
+    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("vendor"))));
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("canary/keep.txt"))), "keep");
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("outside.txt"))), "outside");
+    EXPECT_EQ(VTSafeFs::removeTree(top.get(), "vendor"), ENOENT);
 }
 
 TEST_F(SafeFsTest, CopyKeepsContentsModesAttributesLinksAndTimes)
