@@ -116,9 +116,23 @@ TEST(VTLocalPaths, SuperuserSeesTheConsoleUsersFolders)
     EXPECT_EQ(VTLocalPaths::currentConsoleUser(), QString());
 }
 
-TEST(VTLocalPaths, SystemFoldersWithTheRealRoot)
+TEST(VTLocalPaths, SystemFoldersInASandboxAndWithTheRealRoot)
 {
     TestSandbox sandbox;
+    const QString root = sandbox.root();
+    checkSystemFolders({
+        {"the sandbox root", root, true, true},
+        {"library", root + QStringLiteral("/Library"), true, true},
+        {"library with slash", root + QStringLiteral("/Library/"), false, false},
+        {"usr local", root + QStringLiteral("/usr/local"), true, false},
+        {"volumes", root + QStringLiteral("/Volumes"), true, true},
+        {"volumes with slash", root + QStringLiteral("/Volumes/"), false, false},
+        {"shared users", root + QStringLiteral("/Users/Shared"), true, true},
+        {"system", root + QStringLiteral("/System/Library/Frameworks"), true, false},
+        {"plug-in folder", root + QStringLiteral("/Library/Plug-Ins/FxPlug"), false, false},
+        {"host usr stays protected", QStringLiteral("/usr/local"), true, false},
+    });
+
     sandbox.environment().unset("TESSARY_SYSTEM_ROOT");
     const QString home = sandbox.home();
     checkSystemFolders({
@@ -144,24 +158,6 @@ TEST(VTLocalPaths, SystemFoldersWithTheRealRoot)
         {"home desktop", home + QStringLiteral("/Desktop"), true, true},
         {"home preferences", home + QStringLiteral("/Library/Preferences"), true, true},
         {"home plug-ins", home + QStringLiteral("/Library/Plug-Ins/FxPlug"), false, false},
-    });
-}
-
-TEST(VTLocalPaths, SystemFoldersInASandbox)
-{
-    TestSandbox sandbox;
-    const QString root = sandbox.root();
-    checkSystemFolders({
-        {"the sandbox root", root, true, true},
-        {"library", root + QStringLiteral("/Library"), true, true},
-        {"library with slash", root + QStringLiteral("/Library/"), false, false},
-        {"usr local", root + QStringLiteral("/usr/local"), true, false},
-        {"volumes", root + QStringLiteral("/Volumes"), true, true},
-        {"volumes with slash", root + QStringLiteral("/Volumes/"), false, false},
-        {"shared users", root + QStringLiteral("/Users/Shared"), true, true},
-        {"system", root + QStringLiteral("/System/Library/Frameworks"), true, false},
-        {"plug-in folder", root + QStringLiteral("/Library/Plug-Ins/FxPlug"), false, false},
-        {"host usr stays protected", QStringLiteral("/usr/local"), true, false},
     });
 }
 
