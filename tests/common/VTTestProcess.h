@@ -18,7 +18,6 @@
 #include <QStringList>
 
 #include <csignal>
-#include <cstdio>
 #include <vector>
 
 #include <fcntl.h>
@@ -251,33 +250,6 @@ inline QJsonValue plistlibRead(const QString &path)
     return jsonOutput(VTTest::run(
         python(), {qEnvironmentVariable("TESSARY_SOURCE_DIR") + QStringLiteral("/tests/common/read_plist.py"), path}));
 }
-
-// Redirects standard output to a file for the life of the object.
-class CapturedStandardOutput
-{
-public:
-    explicit CapturedStandardOutput(const QString &path)
-    {
-        std::fflush(stdout);
-        m_saved = ::dup(STDOUT_FILENO);
-        const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-        if (fd >= 0) {
-            ::dup2(fd, STDOUT_FILENO);
-            ::close(fd);
-        }
-    }
-    CapturedStandardOutput(const CapturedStandardOutput &) = delete;
-    CapturedStandardOutput &operator=(const CapturedStandardOutput &) = delete;
-    ~CapturedStandardOutput()
-    {
-        std::fflush(stdout);
-        ::dup2(m_saved, STDOUT_FILENO);
-        ::close(m_saved);
-    }
-
-private:
-    int m_saved = -1;
-};
 
 // What the independent reader (tests/common/read_keyed_archive.py) makes of
 // a keyed archive: its root object as JSON; null when it refuses it.

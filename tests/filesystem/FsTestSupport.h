@@ -6,17 +6,24 @@
 #include "VTPath.h"
 #include "VTSafeFs.h"
 #include "VTTestProcess.h"
+#include "VTTestSandbox.h"
 #include "VTTreeCopy.h"
 
 #include <QByteArray>
 #include <QDir>
-#include <QFile>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -52,6 +59,21 @@ inline bool isRoot()
     return ::geteuid() == 0;
 }
 
+// Moves this test process into a private mount namespace (once), so that it
+// may mount file systems of its own; answers why that is impossible, or an
+// empty text when it is done.
+inline QString privateMountNamespace()
+{
+    static const QString problem = [] {
+        if (!isRoot())
+            return QStringLiteral("mounting a second file system needs root");
+        if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+            return QStringLiteral("no private mount namespace: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
+        return QString();
+    }();
+    return problem;
+}
+
 struct User {
     QString name;
     uid_t uid = 0;
@@ -82,28 +104,33 @@ inline User testUser(const QString &name = QStringLiteral("tessary-test"))
     return prepared ? lookUpUser(name) : User{};
 }
 
+// The setpriv words that run what follows them as `user` with exactly the
+// given environment (plus PATH).
+inline QStringList asUser(const User &user, const QStringList &environment)
+{
+    return QStringList{QStringLiteral("--reuid=%1").arg(user.uid), QStringLiteral("--regid=%1").arg(user.gid),
+                       QStringLiteral("--init-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/env"), QStringLiteral("-i"),
+                       QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin")}
+        + environment;
+}
+
 // Runs `program` as `user` with exactly the given environment (plus PATH).
 inline Run runAs(const User &user, const QString &program, const QStringList &arguments, const QStringList &environment,
                  const QByteArray &input = QByteArray(), int timeoutMs = 60000)
 {
-    QStringList command = {QStringLiteral("--reuid=%1").arg(user.uid), QStringLiteral("--regid=%1").arg(user.gid),
-                           QStringLiteral("--init-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/env"),
-                           QStringLiteral("-i"), QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin")};
-    command << environment << program << arguments;
-    return run(QStringLiteral("/usr/bin/setpriv"), command, input, QProcessEnvironment::systemEnvironment(), timeoutMs);
+    return run(QStringLiteral("/usr/bin/setpriv"), asUser(user, environment) << program << arguments, input,
+               QProcessEnvironment::systemEnvironment(), timeoutMs);
 }
 
+// The shared sandbox's file helpers, by the names these tests use.
 inline bool writeFile(const QString &path, const QByteArray &bytes)
 {
-    QDir().mkpath(VTPath::removeLastComponent(path));
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
+    return VTTestSandbox::makeFile(path, bytes);
 }
 
 inline QByteArray readFile(const QString &path)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return VTTestSandbox::readFile(path);
 }
 
 inline bool exists(const QString &path)
@@ -162,5 +189,46 @@ inline bool sameTree(const QString &a, const QString &b)
     VTSafeFs::Fd dirB(VTSafeFs::openParent(VTPath::toNative(b).toStdString(), false, leafB));
     return dirA.valid() && dirB.valid() && VTTreeCopy::sameTree(dirA.get(), leafA, dirB.get(), leafB);
 }
+
+// A test acting as the unprivileged test accounts: m_user, whom "sudo -n"
+// lets start the helper, and m_other, a second one. Both may pass through
+// m_dir, which holds home/, the user's own. Skipped without root.
+class AccountsTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_user = testUser();
+        m_other = testUser(QStringLiteral("tessary-test-pw"));
+        if (!m_user.valid() || !m_other.valid())
+            GTEST_SKIP() << "needs root and the unprivileged test accounts";
+        ASSERT_TRUE(m_dir.isValid());
+        ASSERT_TRUE(chmodPath(m_dir.path(), 0755));
+        ASSERT_TRUE(QDir().mkpath(home()));
+        ASSERT_TRUE(chownPath(home(), m_user));
+    }
+
+    [[nodiscard]] QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
+    [[nodiscard]] QString home(const QString &relative = QString()) const
+    {
+        return VTPath::join(path(QStringLiteral("home")), relative);
+    }
+    // The program's environment as the user starts it on this system.
+    [[nodiscard]] QStringList environment(const QString &escalate = QStringLiteral("sudo -n")) const
+    {
+        return {QStringLiteral("HOME=") + home(), QStringLiteral("TESSARY_ESCALATE=") + escalate,
+                QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_dir.path()};
+    }
+    // The file-system driver, run by the user unless `as` names another.
+    [[nodiscard]] FsTest::Run drive(const QStringList &arguments, const QString &escalate = QStringLiteral("sudo -n"),
+                            const User *as = nullptr) const
+    {
+        return runAs(as ? *as : m_user, driverPath(), arguments, environment(escalate));
+    }
+
+    User m_user;
+    User m_other;
+    QTemporaryDir m_dir;
+};
 
 } // namespace FsTest

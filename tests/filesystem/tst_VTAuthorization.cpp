@@ -132,41 +132,17 @@ TEST_F(SuperuserTest, DeleteOnRootRemovesTheDestinationNotTheSource)
 
 // ---- as an unprivileged user -------------------------------------------------
 
-class UserTest : public ::testing::Test
+class UserTest : public FsTest::AccountsTest
 {
 protected:
-    void SetUp() override
-    {
-        m_user = FsTest::testUser();
-        if (!m_user.valid())
-            GTEST_SKIP() << "needs root and the unprivileged test account";
-        ASSERT_TRUE(m_dir.isValid());
-        ASSERT_TRUE(FsTest::chmodPath(m_dir.path(), 0755));
-        ASSERT_TRUE(QDir().mkpath(home()));
-        ASSERT_TRUE(FsTest::chownPath(home(), m_user));
-        ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("Library/Plug-Ins/FxPlug"))));
-    }
-
-    QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
-    QString home() const { return path(QStringLiteral("home")); }
     // Every driver run starts a new log and shifts the older ones along.
     QString log() const
     {
         QByteArray all;
         for (int i = 5; i >= 1; --i)
-            all += FsTest::readFile(VTPath::join(home(), QStringLiteral("Library/Logs/Vantorel/tessary-fs-driver.%1.log").arg(i)));
+            all += FsTest::readFile(home(QStringLiteral("Library/Logs/Vantorel/tessary-fs-driver.%1.log").arg(i)));
         return QString::fromUtf8(all);
     }
-
-    FsTest::Run drive(const QStringList &arguments, const QString &escalate = QStringLiteral("sudo -n"), const FsTest::User *as = nullptr)
-    {
-        return FsTest::runAs(as ? *as : m_user, FsTest::driverPath(), arguments,
-                             {QStringLiteral("HOME=") + home(), QStringLiteral("TESSARY_ESCALATE=") + escalate,
-                              QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_dir.path()});
-    }
-
-    FsTest::User m_user;
-    QTemporaryDir m_dir;
 };
 
 TEST_F(UserTest, MovesCopiesFoldersAndTrashFallBackToTheHelper)
@@ -242,9 +218,7 @@ TEST_F(UserTest, RefusedOrImpossibleAuthorizationAnswersNo)
     EXPECT_EQ(run.out.trimmed(), "NO");
     EXPECT_TRUE(run.err.contains("Unable to authorize"));
     // A user sudo does not know for this helper.
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
-    run = drive({QStringLiteral("move"), source, target}, QStringLiteral("sudo -n"), &other);
+    run = drive({QStringLiteral("move"), source, target}, QStringLiteral("sudo -n"), &m_other);
     EXPECT_EQ(run.out.trimmed(), "NO");
     EXPECT_TRUE(FsTest::exists(source));
     EXPECT_FALSE(FsTest::exists(target));
@@ -252,15 +226,13 @@ TEST_F(UserTest, RefusedOrImpossibleAuthorizationAnswersNo)
 
 TEST_F(UserTest, APasswordAuthorizesThroughSudo)
 {
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
-    ASSERT_TRUE(FsTest::chownPath(home(), other));
-    FsTest::Run run = drive({QStringLiteral("authorize-user"), other.name, QStringLiteral("tessary-secret-1")}, QStringLiteral("false"), &other);
+    ASSERT_TRUE(FsTest::chownPath(home(), m_other));
+    FsTest::Run run = drive({QStringLiteral("authorize-user"), m_other.name, QStringLiteral("tessary-secret-1")}, QStringLiteral("false"), &m_other);
     EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
-    run = drive({QStringLiteral("authorize-user"), QStringLiteral("root"), QStringLiteral("tessary-secret-1")}, QStringLiteral("false"), &other);
+    run = drive({QStringLiteral("authorize-user"), QStringLiteral("root"), QStringLiteral("tessary-secret-1")}, QStringLiteral("false"), &m_other);
     EXPECT_EQ(run.out.trimmed(), "NO");
     EXPECT_TRUE(run.err.contains("Authorization failed. Invalid username or password"));
-    run = drive({QStringLiteral("authorize-user"), other.name, QStringLiteral("wrong password")}, QStringLiteral("false"), &other);
+    run = drive({QStringLiteral("authorize-user"), m_other.name, QStringLiteral("wrong password")}, QStringLiteral("false"), &m_other);
     EXPECT_EQ(run.out.trimmed(), "NO");
     EXPECT_TRUE(run.err.contains("Authorization failed. Invalid username or password"));
     EXPECT_TRUE(log().contains(QStringLiteral("Authorization failed. Invalid username or password")));
@@ -271,15 +243,13 @@ TEST_F(UserTest, APasswordAuthorizesThroughSudo)
 // does not.
 TEST_F(UserTest, TheHelperKnowsWhoAsks)
 {
-    const FsTest::User other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(other.valid());
     const QString otherHome = path(QStringLiteral("other-home"));
     const QString mine = VTPath::join(home(), QStringLiteral("Library/Plug-Ins/FxPlug/Mine.fxplug"));
     const QString theirs = VTPath::join(otherHome, QStringLiteral("Library/Plug-Ins/FxPlug/Theirs.fxplug"));
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(mine, QStringLiteral("file")), "x"));
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(theirs, QStringLiteral("file")), "x"));
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_user.name, VTPath::join(home(), QStringLiteral("Library"))}).exitCode, 0);
-    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), other.name, otherHome}).exitCode, 0);
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_other.name, otherHome}).exitCode, 0);
     ASSERT_TRUE(FsTest::chmodPath(otherHome, 0755));
 
     FsTest::Run run = drive({QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("go-rx"), mine});
@@ -302,8 +272,7 @@ TEST_F(UserTest, AHelperOthersCouldChangeIsPassedOver)
     ASSERT_TRUE(QFile::copy(FsTest::helperPath(), planted));
     ASSERT_TRUE(FsTest::chmodPath(folder, 0777));
     const FsTest::Run run = FsTest::runAs(m_user, driver, {QStringLiteral("exec"), QStringLiteral("/bin/mkdir"), path(QStringLiteral("made"))},
-                                          {QStringLiteral("HOME=") + home(), QStringLiteral("TESSARY_ESCALATE=sudo -n"),
-                                           QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_dir.path()});
+                                          environment());
     EXPECT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
     EXPECT_TRUE(FsTest::exists(path(QStringLiteral("made"))));
     EXPECT_TRUE(log().contains(QStringLiteral("Not using the helper %1: others may change it").arg(planted))) << log().toStdString();
@@ -314,8 +283,7 @@ TEST_F(UserTest, AHelperOthersCouldChangeIsPassedOver)
 // never a crash, never a success for a walk that stopped half-way.
 TEST_F(UserTest, ARepairOverAnotherAccountsDeepTreeFailsInsteadOfCrashingOrPretending)
 {
-    const FsTest::User planter = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-    ASSERT_TRUE(planter.valid());
+    const FsTest::User &planter = m_other;
     const QString vendor = path(QStringLiteral("Library/Application Support/Vantorel"));
     auto plant = [&](const QString &name, int depth) {
         const QString top = VTPath::join(vendor, name);
@@ -354,10 +322,7 @@ TEST_F(UserTest, TheHelperEndsWithTheProgram)
 {
     FsTest::Process driver;
     ASSERT_TRUE(driver.start(QStringLiteral("/usr/bin/setpriv"),
-                             {QStringLiteral("--reuid=%1").arg(m_user.uid), QStringLiteral("--regid=%1").arg(m_user.gid),
-                              QStringLiteral("--init-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/env"), QStringLiteral("-i"),
-                              QStringLiteral("PATH=/usr/bin:/bin:/usr/sbin:/sbin"), QStringLiteral("HOME=") + home(),
-                              QStringLiteral("TESSARY_ESCALATE=sudo -n"), FsTest::driverPath(), QStringLiteral("hold")}));
+                             FsTest::asUser(m_user, environment()) << FsTest::driverPath() << QStringLiteral("hold")));
     ASSERT_EQ(driver.readLine(20000), "ready");
     // Holding the helper, the program is closed to ptrace by its own user:
     // the kernel then gives its /proc entries to root.

@@ -15,36 +15,17 @@
 
 #include <gtest/gtest.h>
 
-#include <sched.h>
 #include <sys/mount.h>
 
-
 namespace {
-
-// Why a second file system is not available, or empty when it is.
-QString &unavailable()
-{
-    static QString reason;
-    return reason;
-}
 
 class CrossDeviceTest : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        if (!FsTest::isRoot())
-            unavailable() = QStringLiteral("mounting a second file system needs root");
-        else if (::unshare(CLONE_NEWNS) != 0)
-            unavailable() = QStringLiteral("no private mount namespace: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
-        else if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-            unavailable() = QStringLiteral("mounts cannot be made private: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
-    }
-
     void SetUp() override
     {
-        if (!unavailable().isEmpty())
-            GTEST_SKIP() << unavailable().toStdString();
+        if (const QString problem = FsTest::privateMountNamespace(); !problem.isEmpty())
+            GTEST_SKIP() << problem.toStdString();
         ASSERT_TRUE(m_sandbox.isValid());
         ASSERT_TRUE(m_volume.isValid());
         ASSERT_EQ(::mount("tessary-test", VTPath::toNative(m_volume.path()).constData(), "tmpfs", 0, "mode=0755"), 0)
@@ -61,7 +42,6 @@ protected:
     QString disk(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library"), relative)); }
     QString volume(const QString &relative) const { return VTPath::join(m_volume.path(), relative); }
 
-    static bool same(const QString &a, const QString &b) { return FsTest::sameTree(a, b); }
     static QStringList leftovers(const QString &folder)
     {
         return QDir(folder).entryList({QStringLiteral(".vtmove.*")}, QDir::AllEntries | QDir::Hidden | QDir::System);
@@ -82,7 +62,7 @@ TEST_F(CrossDeviceTest, TheHelperMovesAcrossFileSystemsToo)
     ASSERT_TRUE(helper.start({}, FsTest::helperPath()));
     EXPECT_EQ(helper.execute({QStringLiteral("/bin/mv"), QStringLiteral("-f"), bundle, volume(QStringLiteral("Glow.fxplug"))}, true), 0);
     EXPECT_FALSE(FsTest::exists(bundle));
-    EXPECT_TRUE(same(reference, volume(QStringLiteral("Glow.fxplug"))));
+    EXPECT_TRUE(FsTest::sameTree(reference, volume(QStringLiteral("Glow.fxplug"))));
     EXPECT_EQ(FsTest::getXattr(volume(QStringLiteral("Glow.fxplug")), "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
     EXPECT_TRUE(leftovers(m_volume.path()).isEmpty());
 }
@@ -109,7 +89,7 @@ TEST_F(CrossDeviceTest, ASourceThatCannotBeRemovedStaysWholeAndTheMoveFails)
     const QString moved = volume(QStringLiteral("Glow.fxplug"));
     EXPECT_FALSE(VTFileManager::moveFile(bundle, moved, false));
     // The original is whole at its place, no copy stayed behind.
-    EXPECT_TRUE(same(reference, bundle));
+    EXPECT_TRUE(FsTest::sameTree(reference, bundle));
     EXPECT_FALSE(FsTest::exists(moved));
     EXPECT_TRUE(leftovers(m_volume.path()).isEmpty());
     // Only a hidden remainder of the part that could not be removed.

@@ -41,7 +41,7 @@ protected:
     VTTestSandbox m_sandbox;
 };
 
-TEST(FileManagerNames, WildcardsMatchAnyRunOfCharacters)
+TEST_F(FileManagerTest, WildcardsMatchAnyRunOfCharactersAndListOneFolderSortedByName)
 {
     EXPECT_TRUE(VTFileManager::nameMatchesWildcard(QStringLiteral("Adobe Premiere Pro 2024.app"), QStringLiteral("Adobe Premiere Pro *.app")));
     EXPECT_TRUE(VTFileManager::nameMatchesWildcard(QStringLiteral("Adobe Premiere Pro .app"), QStringLiteral("Adobe Premiere Pro *.app")));
@@ -52,10 +52,7 @@ TEST(FileManagerNames, WildcardsMatchAnyRunOfCharacters)
     EXPECT_TRUE(VTFileManager::nameMatchesWildcard(QString(), QStringLiteral("*")));
     EXPECT_FALSE(VTFileManager::nameMatchesWildcard(QStringLiteral("x"), QString()));
     EXPECT_FALSE(VTFileManager::nameMatchesWildcard(QStringLiteral("glow.app"), QStringLiteral("Glow*")));
-}
 
-TEST_F(FileManagerTest, WildcardPathsListOneFolderSortedByName)
-{
     for (const char *name : {"Host 9.app", "Host 10.app", "Host.app", "Other 1.app", "Host 2.app.bak"})
         ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("Apps/") + QLatin1String(name))));
     EXPECT_EQ(VTFileManager::filesMatchingWildcardPath(path(QStringLiteral("Apps/Host *.app"))),

@@ -47,7 +47,7 @@ protected:
     VTHelperClient m_client;
 };
 
-TEST_F(HelperTest, PerformsEachAllowListedAction)
+TEST_F(HelperTest, PerformsEachAllowListedActionAndEndsAtEndOfInput)
 {
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("a/file")), "data"));
     EXPECT_EQ(exec(Mkdir, {QStringLiteral("-p"), path(QStringLiteral("b/c/d"))}), 0);
@@ -80,6 +80,15 @@ TEST_F(HelperTest, PerformsEachAllowListedAction)
     EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path(QStringLiteral("copy"))}), 0);
     EXPECT_EQ(exec(Rm, {path(QStringLiteral("copy"))}), ENOENT);
     EXPECT_EQ(exec(Mv, {path(QStringLiteral("missing")), path(QStringLiteral("x"))}), ENOENT);
+
+    // It ends at end of input, and a request after that is answered as gone.
+    QElapsedTimer timer;
+    timer.start();
+    m_client.stop();
+    EXPECT_FALSE(m_client.isRunning());
+    EXPECT_EQ(m_client.exitStatus(), 0);
+    EXPECT_LT(timer.elapsed(), 5000);
+    EXPECT_EQ(m_client.execute({Touch, path(QStringLiteral("late"))}, true), VTHelperClient::StatusHelperGone);
 }
 
 TEST_F(HelperTest, LockedFoldersAreLiftedForAStepAndLockedItemsInsideATreeAreNeverRemoved)
@@ -236,17 +245,6 @@ TEST_F(HelperTest, NeverWalksThroughASymbolicLink)
     EXPECT_EQ(FsTest::readFile(path(QStringLiteral("canary/file"))), "keep");
 }
 
-TEST_F(HelperTest, EndsAtEndOfInput)
-{
-    QElapsedTimer timer;
-    timer.start();
-    m_client.stop();
-    EXPECT_FALSE(m_client.isRunning());
-    EXPECT_EQ(m_client.exitStatus(), 0);
-    EXPECT_LT(timer.elapsed(), 5000);
-    EXPECT_EQ(m_client.execute({Touch, path(QStringLiteral("late"))}, true), VTHelperClient::StatusHelperGone);
-}
-
 TEST(HelperLifetime, EndsWhenItsParentEnds)
 {
     if (!FsTest::isRoot())
@@ -278,10 +276,6 @@ TEST(HelperLifetime, EndsWhenItsParentEnds)
     ::kill(static_cast<pid_t>(sleeper.toInt()), SIGKILL);
 }
 
-} // namespace
-
-namespace {
-
 // Exchanges two names (one atomic renameat2 each time) as fast as it can
 // until killed; prints the number of exchanges when it ends.
 const char ExchangeScript[] = R"(
@@ -303,19 +297,55 @@ bool startExchanging(FsTest::Process &racer, const FsTest::User &user, const QSt
 {
     const QString script = VTPath::join(folder, QStringLiteral("exchange.py"));
     return FsTest::writeFile(script, ExchangeScript)
-        && racer.start(QStringLiteral("/usr/bin/setpriv"),
-                       {QStringLiteral("--reuid=%1").arg(user.uid), QStringLiteral("--regid=%1").arg(user.gid),
-                        QStringLiteral("--clear-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/python3"), script, a, b});
+        && racer.start(QStringLiteral("/usr/bin/setpriv"), FsTest::asUser(user, {}) << QStringLiteral("/usr/bin/python3") << script << a << b);
 }
 
-TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
+// ---- two accounts --------------------------------------------------------------
+// The requester's own helper, started by the program through "sudo -n" as one
+// unprivileged account, while a second account works against it in a folder
+// a careless repair left open to everyone.
+
+class TwoAccountsTest : public FsTest::AccountsTest
 {
-    const FsTest::User attacker = FsTest::testUser();
-    if (!attacker.valid())
-        GTEST_SKIP() << "needs root and the unprivileged test account";
-    QTemporaryDir dir;
-    ASSERT_TRUE(FsTest::chmodPath(dir.path(), 0755));
-    auto path = [&dir](const QString &relative) { return VTPath::join(dir.path(), relative); };
+protected:
+    void SetUp() override
+    {
+        AccountsTest::SetUp();
+        if (IsSkipped() || HasFatalFailure())
+            return;
+        ASSERT_TRUE(QDir().mkpath(allUsers()));
+        ASSERT_TRUE(QDir().mkpath(shared()));
+        ASSERT_TRUE(FsTest::chmodPath(shared(), 01777));
+    }
+
+    QString allUsers(const QString &relative = QString()) const { return path(QStringLiteral("Library/Plug-Ins/FxPlug/") + relative); }
+    QString shared(const QString &relative = QString()) const
+    {
+        return path(QStringLiteral("Library/Application Support/Vantorel/") + relative);
+    }
+
+    // One request through the user's helper: the status it answered, or -1
+    // when no answer came.
+    int request(const QStringList &tool) const
+    {
+        bool answered = false;
+        const int status = drive(QStringList{QStringLiteral("exec")} + tool).out.trimmed().toInt(&answered);
+        return answered ? status : -1;
+    }
+    // A shell command run by the second account; $1... are `arguments`.
+    bool asOther(const QString &script, const QStringList &arguments) const
+    {
+        const FsTest::Run run = FsTest::runAs(m_other, QStringLiteral("/bin/sh"),
+                                              QStringList{QStringLiteral("-c"), script, QStringLiteral("sh")} + arguments, {});
+        return run.exitCode == 0;
+    }
+};
+
+// The helper started directly by root, raced by an account that owns the
+// folder it works in.
+TEST_F(TwoAccountsTest, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
+{
+    const FsTest::User &attacker = m_user;
     const int fileCount = 2000;
     for (int i = 0; i < 10; ++i)
         ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("canary/f%1").arg(i)), "canary"));
@@ -329,7 +359,7 @@ TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
               0);
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), attacker.name, path(QStringLiteral("vendor"))}).exitCode, 0);
     FsTest::Process attack;
-    ASSERT_TRUE(startExchanging(attack, attacker, dir.path(), path(QStringLiteral("vendor/sub")), path(QStringLiteral("vendor/sub.link"))));
+    ASSERT_TRUE(startExchanging(attack, attacker, m_dir.path(), path(QStringLiteral("vendor/sub")), path(QStringLiteral("vendor/sub.link"))));
     QThread::msleep(200);
 
     VTHelperClient helper;
@@ -372,69 +402,6 @@ TEST(HelperRace, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
         EXPECT_EQ(FsTest::readFile(file), "canary") << i;
     }
 }
-
-} // namespace
-
-// ---- two accounts --------------------------------------------------------------
-// The requester's own helper, started by the program through "sudo -n" as one
-// unprivileged account, while a second account works against it in a folder
-// a careless repair left open to everyone.
-
-namespace {
-
-class TwoAccountsTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        m_user = FsTest::testUser();
-        m_other = FsTest::testUser(QStringLiteral("tessary-test-pw"));
-        if (!m_user.valid() || !m_other.valid())
-            GTEST_SKIP() << "needs root and the unprivileged test accounts";
-        ASSERT_TRUE(m_dir.isValid());
-        ASSERT_TRUE(FsTest::chmodPath(m_dir.path(), 0755));
-        ASSERT_TRUE(QDir().mkpath(allUsers()));
-        ASSERT_TRUE(QDir().mkpath(shared()));
-        ASSERT_TRUE(FsTest::chmodPath(shared(), 01777));
-        ASSERT_TRUE(QDir().mkpath(home()));
-        ASSERT_TRUE(FsTest::chownPath(home(), m_user));
-    }
-
-    QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
-    QString home(const QString &relative = QString()) const { return path(QStringLiteral("home/") + relative); }
-    QString allUsers(const QString &relative = QString()) const { return path(QStringLiteral("Library/Plug-Ins/FxPlug/") + relative); }
-    QString shared(const QString &relative = QString()) const
-    {
-        return path(QStringLiteral("Library/Application Support/Vantorel/") + relative);
-    }
-
-    QStringList userEnvironment() const
-    {
-        return {QStringLiteral("HOME=") + home(), QStringLiteral("TESSARY_ESCALATE=sudo -n"),
-                QStringLiteral("TESSARY_SYSTEM_ROOT=") + m_dir.path()};
-    }
-    // One request through the user's helper: the status it answered, or -1
-    // when no answer came within the time.
-    int request(const QStringList &tool, int timeoutMs = 60000) const
-    {
-        const FsTest::Run run = FsTest::runAs(m_user, FsTest::driverPath(), QStringList{QStringLiteral("exec")} + tool,
-                                              userEnvironment(), {}, timeoutMs);
-        bool answered = false;
-        const int status = run.out.trimmed().toInt(&answered);
-        return answered ? status : -1;
-    }
-    // A shell command run by the second account; $1... are `arguments`.
-    bool asOther(const QString &script, const QStringList &arguments) const
-    {
-        const FsTest::Run run = FsTest::runAs(m_other, QStringLiteral("/bin/sh"),
-                                              QStringList{QStringLiteral("-c"), script, QStringLiteral("sh")} + arguments, {});
-        return run.exitCode == 0;
-    }
-
-    FsTest::User m_user;
-    FsTest::User m_other;
-    QTemporaryDir m_dir;
-};
 
 // A folder the other account puts at the destination (in the moment the
 // helper starts) is "exists": the plug-in never goes into it.
@@ -577,11 +544,8 @@ TEST_F(TwoAccountsTest, ChangesStayInsideTheTreeTheyName)
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), me, tree}).exitCode, 0);
     QStringList command = {QStringLiteral("-m"), QStringLiteral("--propagation"), QStringLiteral("private"), QStringLiteral("/bin/sh"),
                            QStringLiteral("-c"), QStringLiteral("mount --bind \"$1\" \"$2\" && shift 2 && exec \"$@\""), QStringLiteral("sh"),
-                           path(QStringLiteral("secret")), VTPath::join(tree, QStringLiteral("mnt")), QStringLiteral("/usr/bin/setpriv"),
-                           QStringLiteral("--reuid=%1").arg(m_user.uid), QStringLiteral("--regid=%1").arg(m_user.gid),
-                           QStringLiteral("--init-groups"), QStringLiteral("--"), QStringLiteral("/usr/bin/env"), QStringLiteral("-i"),
-                           QStringLiteral("PATH=/usr/bin:/bin:/usr/sbin:/sbin")};
-    command << userEnvironment() << FsTest::driverPath() << QStringLiteral("exec") << Chmod << QStringLiteral("-R")
+                           path(QStringLiteral("secret")), VTPath::join(tree, QStringLiteral("mnt")), QStringLiteral("/usr/bin/setpriv")};
+    command << FsTest::asUser(m_user, environment()) << FsTest::driverPath() << QStringLiteral("exec") << Chmod << QStringLiteral("-R")
             << QStringLiteral("a+rw") << tree;
     const FsTest::Run run = FsTest::run(QStringLiteral("/usr/bin/unshare"), command);
     ASSERT_EQ(run.out.trimmed(), "0") << run.err.toStdString();

@@ -27,6 +27,16 @@ protected:
     QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
     Fd open(const QString &relative) const { return Fd(VTSafeFs::openFolder(native(path(relative)), false)); }
 
+    // A move journal as an interrupted move leaves it in dst/.
+    bool journal(const char *token, const QString &source, const char *name) const
+    {
+        std::string content = "VTMOVE1\n" + native(source);
+        content += '\0';
+        content += name;
+        content += '\0';
+        return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.%1.journal").arg(QLatin1String(token))), QByteArray::fromStdString(content));
+    }
+
     QTemporaryDir m_dir;
 };
 
@@ -65,20 +75,6 @@ TEST_F(SafeFsTest, ResolutionWithoutLinksRefusesALinkAnywhereInThePath)
     EXPECT_EQ(leaf, "file");
 }
 
-TEST_F(SafeFsTest, RemovingATreeNeverFollowsItsLinks)
-{
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("canary/keep.txt")), "keep"));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("victim/sub/file.txt")), "gone"));
-    ASSERT_EQ(::symlink(native(path(QStringLiteral("canary"))).c_str(), native(path(QStringLiteral("victim/sub/to-canary"))).c_str()), 0);
-    ASSERT_EQ(::symlink(native(path(QStringLiteral("canary/keep.txt"))).c_str(), native(path(QStringLiteral("victim/file-link"))).c_str()), 0);
-
-    Fd top = open(QString());
-    EXPECT_EQ(VTSafeFs::removeTree(top.get(), "victim"), 0);
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("victim"))));
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("canary/keep.txt"))), "keep");
-    EXPECT_EQ(VTSafeFs::removeTree(top.get(), "victim"), ENOENT);
-}
-
 TEST(SafeFsModes, SymbolicAndOctalModesApplyAsChmodDoes)
 {
     VTSafeFs::ModeChange change;
@@ -106,23 +102,32 @@ TEST(SafeFsModes, SymbolicAndOctalModesApplyAsChmodDoes)
     }
 }
 
-TEST_F(SafeFsTest, RecursiveModeChangeSkipsLinksAndHardLinkedFiles)
+TEST_F(SafeFsTest, WholeTreeChangesAndRemovalsFollowNoLinkAndSkipHardLinkedFiles)
 {
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("outside.txt")), "outside"));
     ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("outside.txt")), 0600));
+    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("canary/keep.txt")), "keep"));
     ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("vendor/sub/own.txt")), "own"));
     ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("vendor/sub/own.txt")), 0600));
     ASSERT_EQ(::symlink(native(path(QStringLiteral("outside.txt"))).c_str(), native(path(QStringLiteral("vendor/sub/link"))).c_str()), 0);
+    ASSERT_EQ(::symlink(native(path(QStringLiteral("canary"))).c_str(), native(path(QStringLiteral("vendor/sub/to-canary"))).c_str()), 0);
     ASSERT_EQ(::link(native(path(QStringLiteral("outside.txt"))).c_str(), native(path(QStringLiteral("vendor/hard"))).c_str()), 0);
+    const mode_t canaryMode = FsTest::statOf(path(QStringLiteral("canary"))).st_mode & 07777;
 
     VTSafeFs::ModeChange change;
     ASSERT_TRUE(VTSafeFs::parseModeChange("a+rw", change));
     Fd top = open(QString());
     EXPECT_EQ(VTSafeFs::chmodAt(top.get(), "vendor", change, true), 0);
-
     EXPECT_EQ(FsTest::statOf(path(QStringLiteral("vendor/sub/own.txt"))).st_mode & 07777, 0666u);
     EXPECT_EQ(FsTest::statOf(path(QStringLiteral("vendor/sub"))).st_mode & 07777, 01777u);
     EXPECT_EQ(FsTest::statOf(path(QStringLiteral("outside.txt"))).st_mode & 07777, 0600u);
+    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("canary"))).st_mode & 07777, canaryMode);
+
+    EXPECT_EQ(VTSafeFs::removeTree(top.get(), "vendor"), 0);
+    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("vendor"))));
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("canary/keep.txt"))), "keep");
+    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("outside.txt"))), "outside");
+    EXPECT_EQ(VTSafeFs::removeTree(top.get(), "vendor"), ENOENT);
 }
 
 TEST_F(SafeFsTest, CopyKeepsContentsModesAttributesLinksAndTimes)
@@ -181,13 +186,6 @@ TEST_F(SafeFsTest, CleanUpResolvesWhatInterruptedMovesLeft)
     ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("dst"))));
     Fd src = open(QStringLiteral("src"));
     Fd dst = open(QStringLiteral("dst"));
-    auto journal = [&](const char *token, const QString &source, const char *name) {
-        std::string content = "VTMOVE1\n" + native(source);
-        content += '\0';
-        content += name;
-        content += '\0';
-        return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.%1.journal").arg(QLatin1String(token))), QByteArray::fromStdString(content));
-    };
     // 1. Killed after the copy and its journal, before the rename.
     ASSERT_TRUE(journal("00000000000000a1", path(QStringLiteral("src/Whole.fxplug")), "Whole.fxplug"));
     ASSERT_EQ(VTTreeCopy::copyTree(src.get(), "Whole.fxplug", dst.get(), ".vtmove.00000000000000a1"), 0);
@@ -237,13 +235,7 @@ TEST_F(SafeFsTest, CleanUpNeverDeletesThroughAJournalItCannotTrust)
     Fd victim = open(QStringLiteral("victim"));
     Fd dst = open(QStringLiteral("dst"));
     ASSERT_EQ(VTTreeCopy::copyTree(victim.get(), "Doc.fxplug", dst.get(), "Doc.fxplug"), 0);
-    const auto plant = [&] {
-        std::string content = "VTMOVE1\n" + native(path(QStringLiteral("victim/Doc.fxplug")));
-        content += '\0';
-        content += "Doc.fxplug";
-        content += '\0';
-        return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.00000000000000b1.journal")), QByteArray::fromStdString(content));
-    };
+    const auto plant = [&] { return journal("00000000000000b1", path(QStringLiteral("victim/Doc.fxplug")), "Doc.fxplug"); };
     const VTTreeCopy::SourceCheck anySource = [](const std::string &, const std::string &) { return true; };
     const VTTreeCopy::SourceCheck noSource = [](const std::string &, const std::string &) { return false; };
 

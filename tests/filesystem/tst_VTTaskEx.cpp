@@ -1,9 +1,9 @@
 #include "../platform/TestSandbox.h"
+#include "VTFileManager.h"
 #include "VTLog.h"
 #include "VTTaskEx.h"
 
 #include <QElapsedTimer>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -46,18 +46,11 @@ bool processIsGone(qint64 pid)
     return close > 0 && stat.mid(close + 2, 1) == "Z";
 }
 
-bool waitUntilGone(qint64 pid)
+// The process whose id the file holds ends within a generous time.
+bool endsSoon(const QString &pidFile)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!processIsGone(pid) && timer.elapsed() < 30000)
-        QThread::msleep(20);
-    return processIsGone(pid);
-}
-
-qint64 readPid(const QString &path)
-{
-    return TestSandbox::readFile(path).trimmed().toLongLong();
+    const qint64 pid = TestSandbox::readFile(pidFile).trimmed().toLongLong();
+    return VTFileManager::waitUntil([pid] { return processIsGone(pid); }, 30s);
 }
 
 } // namespace
@@ -140,13 +133,15 @@ TEST_F(TaskExTest, MissingOrNonExecutableToolsFail)
             << tool.toStdString() << "\n" << log.toStdString();
 }
 
-TEST_F(TaskExTest, TimeOutEndsTheToolAndWhatItStarted)
+TEST_F(TaskExTest, TimeOutEndsTheToolAndWhatItStartedEvenWhenTheyIgnoreTermination)
 {
     const QString pidFile = file(QStringLiteral("tool.pid"));
     const QString childFile = file(QStringLiteral("child.pid"));
+    // Ignored signals stay ignored in what the script starts, so only a kill
+    // of the whole group ends both.
     const QString script = m_sandbox.createScript(
         file(QStringLiteral("slow")),
-        QStringLiteral("echo $$ > '%1'\nsleep 30 &\necho $! > '%2'\necho started\nwait\necho finished\n")
+        QStringLiteral("trap '' TERM\necho $$ > '%1'\nsleep 30 &\necho $! > '%2'\necho started\nwait\necho finished\n")
             .arg(pidFile, childFile)
             .toUtf8());
     QElapsedTimer timer;
@@ -155,25 +150,13 @@ TEST_F(TaskExTest, TimeOutEndsTheToolAndWhatItStarted)
     EXPECT_LT(timer.elapsed(), 25000) << "ended long before its 30 s child";
     EXPECT_EQ(result.outcome, VTTaskEx::Outcome::TimedOut);
     EXPECT_EQ(result.standardOutput, "started\n");
-    EXPECT_TRUE(waitUntilGone(readPid(pidFile))) << "the tool still runs";
-    EXPECT_TRUE(waitUntilGone(readPid(childFile))) << "what the tool started still runs";
+    EXPECT_TRUE(endsSoon(pidFile)) << "the tool still runs";
+    EXPECT_TRUE(endsSoon(childFile)) << "what the tool started still runs";
     EXPECT_TRUE(logText().contains(QStringLiteral(" - Task %1 timed out. Terminating...\n").arg(script).toUtf8()));
 
     EXPECT_EQ(VTTaskEx::dataFromTask(script, {}, 1s), "started\n");
-}
-
-TEST_F(TaskExTest, ToolsThatIgnoreTerminationAreKilled)
-{
-    const QString childFile = file(QStringLiteral("stubborn-child.pid"));
-    // Ignored signals stay ignored in what the script starts.
-    const QString script = m_sandbox.createScript(
-        file(QStringLiteral("stubborn")),
-        QStringLiteral("trap '' TERM\nsleep 30 &\necho $! > '%1'\nwait\n").arg(childFile).toUtf8());
-    QElapsedTimer timer;
-    timer.start();
     EXPECT_FALSE(VTTaskEx::runTask(script, {}, 1s));
-    EXPECT_LT(timer.elapsed(), 25000) << "ended long before its 30 s child";
-    EXPECT_TRUE(waitUntilGone(readPid(childFile)));
+    EXPECT_TRUE(endsSoon(childFile));
 }
 
 TEST_F(TaskExTest, ACrashIsNotAnExitStatus)
@@ -228,9 +211,6 @@ TEST_F(TaskExTest, RunAndReturnDoesNotWait)
                                               "echo done > '%2.part' && mv '%2.part' '%2'").arg(go, marker)}));
     EXPECT_FALSE(QFile::exists(marker));
     ASSERT_TRUE(TestSandbox::makeFile(go));
-    QElapsedTimer timer;
-    timer.start();
-    while (!QFile::exists(marker) && timer.elapsed() < 60000)
-        QThread::msleep(20);
+    EXPECT_TRUE(VTFileManager::waitUntil([&marker] { return QFile::exists(marker); }, 60s));
     EXPECT_EQ(TestSandbox::readFile(marker), "done\n");
 }

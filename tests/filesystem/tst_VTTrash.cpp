@@ -148,11 +148,8 @@ TEST_F(TrashTest, AFailedMoveLeavesNoRecordBehind)
     EXPECT_TRUE(QDir(trash(QStringLiteral("info"))).entryList(QDir::Files).isEmpty());
 }
 
-TEST(TrashNames, CandidatesCountUpBeforeTheExtensionAndFitTheLimit)
+TEST(TrashNames, ALeadingDotIsNoExtensionAndCandidatesFitTheLimit)
 {
-    EXPECT_EQ(VTTrash::candidateName("Glow.fxplug", 1), "Glow.fxplug");
-    EXPECT_EQ(VTTrash::candidateName("Glow.fxplug", 2), "Glow 2.fxplug");
-    EXPECT_EQ(VTTrash::candidateName("Glow", 3), "Glow 3");
     EXPECT_EQ(VTTrash::candidateName(".hidden", 2), ".hidden 2");
     const QByteArray longName = QByteArray(300, 'x') + ".vst3";
     for (int n : {1, 2, 1234}) {

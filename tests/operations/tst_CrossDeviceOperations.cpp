@@ -8,34 +8,19 @@
 
 #include "VTMoveRecovery.h"
 
-#include <sched.h>
 #include <sys/mount.h>
 
 using namespace VTSandboxKind;
 
 namespace {
 
-QString &unavailable()
-{
-    static QString reason;
-    return reason;
-}
-
 class CrossDeviceOperationsTest : public OpsTest::OperationsTest
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        if (!FsTest::isRoot())
-            unavailable() = QStringLiteral("mounting a second file system needs root");
-        else if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-            unavailable() = QStringLiteral("no private mount namespace: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
-    }
-
     void SetUp() override
     {
-        if (!unavailable().isEmpty())
-            GTEST_SKIP() << unavailable().toStdString();
+        if (const QString problem = FsTest::privateMountNamespace(); !problem.isEmpty())
+            GTEST_SKIP() << problem.toStdString();
         OperationsTest::SetUp();
     }
 

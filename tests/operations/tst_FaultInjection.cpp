@@ -33,19 +33,12 @@
 #include <thread>
 
 #include <poll.h>
-#include <sched.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
 
 namespace {
 
 constexpr int PluginCount = 520;
-
-QString &namespaceProblem()
-{
-    static QString reason;
-    return reason;
-}
 
 struct Entry {
     QString enabledPath;
@@ -67,16 +60,6 @@ struct Tally {
 class FaultInjectionTest : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        if (!FsTest::isRoot())
-            namespaceProblem() = QStringLiteral("mounting a second file system needs root");
-        else if (::unshare(CLONE_NEWNS) != 0)
-            namespaceProblem() = QStringLiteral("no private mount namespace: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
-        else if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-            namespaceProblem() = QStringLiteral("mounts cannot be made private: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
-    }
-
     void TearDown() override
     {
         for (auto it = m_mounts.crbegin(); it != m_mounts.crend(); ++it)
@@ -100,7 +83,7 @@ protected:
         // Memory file systems where possible: a kill does not care about
         // the disk, and the runs stay short. The home is one of its own, so
         // the current user's plug-ins always cross file systems.
-        if (namespaceProblem().isEmpty()) {
+        if (FsTest::privateMountNamespace().isEmpty()) {
             mountTmpfs(m_env.root());
             mountTmpfs(m_env.home());
         }
@@ -328,8 +311,8 @@ TEST_F(FaultInjectionTest, KillsDuringBatchesWithTheDisabledTreeBesideThePlugins
 
 TEST_F(FaultInjectionTest, KillsInsideMovesAcrossFileSystemsLoseNothing)
 {
-    if (!namespaceProblem().isEmpty())
-        GTEST_SKIP() << namespaceProblem().toStdString();
+    if (const QString problem = FsTest::privateMountNamespace(); !problem.isEmpty())
+        GTEST_SKIP() << problem.toStdString();
     buildSystem(true);
     runKills(30, true);
     EXPECT_GT(m_tally.aimedKills, 0);

@@ -6,5 +6,4 @@
 #include "VTTestSandbox.h"
 
 using TestSandbox = VTTestSandbox;
-using VTTest::CapturedStandardOutput;
 

@@ -39,7 +39,7 @@ TEST_F(VTApplicationLocatorTest, FindsApplicationsIgnoringCase)
     EXPECT_FALSE(VTApplicationLocator::isInstalled(QStringLiteral("com.apple.FinalCut"))) << "no prefix match";
 }
 
-TEST_F(VTApplicationLocatorTest, SearchesOneLevelOfSubfoldersTopFirstAndNoDeeper)
+TEST_F(VTApplicationLocatorTest, SearchesOneLevelOfSubfoldersTopFirstAndNeitherDeeperNorInsideBundles)
 {
     const QString symphony = allUsersApp(QStringLiteral("Avid Symphony/Avid Symphony.app"));
     ASSERT_TRUE(VTTestSandbox::makeApplication(symphony, QStringLiteral("com.avid.Symphony")));
@@ -55,10 +55,7 @@ TEST_F(VTApplicationLocatorTest, SearchesOneLevelOfSubfoldersTopFirstAndNoDeeper
     ASSERT_TRUE(VTTestSandbox::makeApplication(inFolder, QStringLiteral("com.example.twin")));
     ASSERT_TRUE(VTTestSandbox::makeApplication(atTop, QStringLiteral("com.example.twin")));
     EXPECT_EQ(VTApplicationLocator::applicationPathForBundleIdentifier(QStringLiteral("com.example.twin")), atTop);
-}
 
-TEST_F(VTApplicationLocatorTest, ApplicationsInsideBundlesAreNotSearched)
-{
     // A helper application inside another application is not an installation.
     const QString host = allUsersApp(QStringLiteral("Host.app"));
     ASSERT_TRUE(VTTestSandbox::makeApplication(host, QStringLiteral("com.example.host")));

@@ -44,7 +44,7 @@ protected:
 
 } // namespace
 
-TEST_F(VTFinderInfoTest, SetCodeIsReadBackAndFillsTheWholeFinderInfo)
+TEST_F(VTFinderInfoTest, SetCodeIsReadBackFillsTheWholeFinderInfoAndKeepsCreatorAndFlags)
 {
     ASSERT_TRUE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSC")));
     EXPECT_EQ(VTFinderInfo::typeCode(m_file), QByteArrayLiteral("FCSC"));
@@ -56,20 +56,18 @@ TEST_F(VTFinderInfoTest, SetCodeIsReadBackAndFillsTheWholeFinderInfo)
     const QString link = VTPath::join(m_dir.path(), QStringLiteral("link"));
     ASSERT_TRUE(QFile::link(m_file, link));
     EXPECT_EQ(VTFinderInfo::typeCode(link), QByteArrayLiteral("FCSC"));
-}
 
-TEST_F(VTFinderInfoTest, SetCodeKeepsCreatorAndFlags)
-{
+    // Setting the code keeps the creator and the flags.
     QByteArray info(VTFinderInfo::FinderInfoLength, '\0');
     info.replace(0, 8, QByteArrayLiteral("TEXTKAHL"));
     info[8] = '\x40';
     writeRaw(m_file, info);
 
     ASSERT_TRUE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSC")));
-    const QByteArray raw = readRaw(m_file);
-    EXPECT_EQ(raw.left(8), QByteArrayLiteral("FCSCKAHL"));
-    EXPECT_EQ(raw.at(8), '\x40');
-    EXPECT_EQ(raw.size(), VTFinderInfo::FinderInfoLength);
+    const QByteArray kept = readRaw(m_file);
+    EXPECT_EQ(kept.left(8), QByteArrayLiteral("FCSCKAHL"));
+    EXPECT_EQ(kept.at(8), '\x40');
+    EXPECT_EQ(kept.size(), VTFinderInfo::FinderInfoLength);
 }
 
 TEST_F(VTFinderInfoTest, MissingShortOrLongAttributes)

@@ -11,20 +11,6 @@
 
 namespace {
 
-struct Account {
-    QString name;
-    QString home;
-    uid_t uid = 0;
-};
-
-std::optional<Account> account(const char *name)
-{
-    const passwd *entry = getpwnam(name);
-    if (!entry)
-        return std::nullopt;
-    return Account{QString::fromLocal8Bit(entry->pw_name), QString::fromLocal8Bit(entry->pw_dir), entry->pw_uid};
-}
-
 struct SystemFolderCase {
     const char *name;
     QString path;
@@ -88,47 +74,65 @@ TEST(VTLocalPaths, SuperuserSeesTheConsoleUsersFolders)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs the superuser (run the tests as root to cover the root correction)";
-    const auto nobody = account("nobody");
-    if (!nobody)
+    const passwd *entry = getpwnam("nobody");
+    if (!entry)
         GTEST_SKIP() << "no account named nobody";
+    // Copied at once: the code under test reads the same static entry.
+    const QString nobody = QString::fromLocal8Bit(entry->pw_name);
+    const QString home = QString::fromLocal8Bit(entry->pw_dir);
+    const uid_t uid = entry->pw_uid;
 
     TestSandbox sandbox;
-    sandbox.environment().set("SUDO_USER", nobody->name);
-    EXPECT_EQ(VTLocalPaths::currentConsoleUser(), nobody->name);
-    EXPECT_EQ(VTLocalPaths::username(), nobody->name);
-    EXPECT_EQ(VTLocalPaths::userDirectory(), nobody->home);
-    EXPECT_EQ(VTLocalPaths::appSupportDirectory(true), nobody->home + QStringLiteral("/Library/Application Support"));
-    EXPECT_EQ(VTLocalPaths::prefsDirectory(true), nobody->home + QStringLiteral("/Library/Preferences"));
-    EXPECT_EQ(VTLocalPaths::movieDirectory(), nobody->home + QStringLiteral("/Movies"));
+    sandbox.environment().set("SUDO_USER", nobody);
+    EXPECT_EQ(VTLocalPaths::currentConsoleUser(), nobody);
+    EXPECT_EQ(VTLocalPaths::username(), nobody);
+    EXPECT_EQ(VTLocalPaths::userDirectory(), home);
+    EXPECT_EQ(VTLocalPaths::appSupportDirectory(true), home + QStringLiteral("/Library/Application Support"));
+    EXPECT_EQ(VTLocalPaths::prefsDirectory(true), home + QStringLiteral("/Library/Preferences"));
+    EXPECT_EQ(VTLocalPaths::movieDirectory(), home + QStringLiteral("/Movies"));
     // The all-users domain does not move.
     EXPECT_EQ(VTLocalPaths::appSupportDirectory(false), sandbox.root() + QStringLiteral("/Library/Application Support"));
     // Root's own data folder is not the console user's trash.
     sandbox.environment().set("XDG_DATA_HOME", sandbox.home() + QStringLiteral("/data"));
-    EXPECT_EQ(VTLocalPaths::trashDirectory(), nobody->home + QStringLiteral("/.local/share/Trash/files"));
+    EXPECT_EQ(VTLocalPaths::trashDirectory(), home + QStringLiteral("/.local/share/Trash/files"));
 
     // Root's home in the macOS places is cut off before the join.
     for (const char *rootHome : {"/var/root", "/private/var/root"}) {
         SCOPED_TRACE(rootHome);
         sandbox.environment().set("HOME", QString::fromLatin1(rootHome));
-        EXPECT_EQ(VTLocalPaths::libraryDirectory(true), nobody->home + QStringLiteral("/Library"));
-        EXPECT_EQ(VTLocalPaths::cacheDirectory(true), nobody->home + QStringLiteral("/Library/Caches"));
+        EXPECT_EQ(VTLocalPaths::libraryDirectory(true), home + QStringLiteral("/Library"));
+        EXPECT_EQ(VTLocalPaths::cacheDirectory(true), home + QStringLiteral("/Library/Caches"));
     }
     sandbox.environment().set("HOME", sandbox.home());
 
     // pkexec names the user by id.
     sandbox.environment().unset("SUDO_USER");
-    sandbox.environment().set("PKEXEC_UID", QString::number(nobody->uid));
-    EXPECT_EQ(VTLocalPaths::currentConsoleUser(), nobody->name);
-    EXPECT_EQ(VTLocalPaths::libraryDirectory(true), nobody->home + QStringLiteral("/Library"));
+    sandbox.environment().set("PKEXEC_UID", QString::number(uid));
+    EXPECT_EQ(VTLocalPaths::currentConsoleUser(), nobody);
+    EXPECT_EQ(VTLocalPaths::libraryDirectory(true), home + QStringLiteral("/Library"));
 
     // The login window is nobody at the console.
     sandbox.environment().set("SUDO_USER", QStringLiteral("loginwindow"));
     EXPECT_EQ(VTLocalPaths::currentConsoleUser(), QString());
 }
 
-TEST(VTLocalPaths, SystemFoldersWithTheRealRoot)
+TEST(VTLocalPaths, SystemFoldersInASandboxAndWithTheRealRoot)
 {
     TestSandbox sandbox;
+    const QString root = sandbox.root();
+    checkSystemFolders({
+        {"the sandbox root", root, true, true},
+        {"library", root + QStringLiteral("/Library"), true, true},
+        {"library with slash", root + QStringLiteral("/Library/"), false, false},
+        {"usr local", root + QStringLiteral("/usr/local"), true, false},
+        {"volumes", root + QStringLiteral("/Volumes"), true, true},
+        {"volumes with slash", root + QStringLiteral("/Volumes/"), false, false},
+        {"shared users", root + QStringLiteral("/Users/Shared"), true, true},
+        {"system", root + QStringLiteral("/System/Library/Frameworks"), true, false},
+        {"plug-in folder", root + QStringLiteral("/Library/Plug-Ins/FxPlug"), false, false},
+        {"host usr stays protected", QStringLiteral("/usr/local"), true, false},
+    });
+
     sandbox.environment().unset("TESSARY_SYSTEM_ROOT");
     const QString home = sandbox.home();
     checkSystemFolders({
@@ -154,24 +158,6 @@ TEST(VTLocalPaths, SystemFoldersWithTheRealRoot)
         {"home desktop", home + QStringLiteral("/Desktop"), true, true},
         {"home preferences", home + QStringLiteral("/Library/Preferences"), true, true},
         {"home plug-ins", home + QStringLiteral("/Library/Plug-Ins/FxPlug"), false, false},
-    });
-}
-
-TEST(VTLocalPaths, SystemFoldersInASandbox)
-{
-    TestSandbox sandbox;
-    const QString root = sandbox.root();
-    checkSystemFolders({
-        {"the sandbox root", root, true, true},
-        {"library", root + QStringLiteral("/Library"), true, true},
-        {"library with slash", root + QStringLiteral("/Library/"), false, false},
-        {"usr local", root + QStringLiteral("/usr/local"), true, false},
-        {"volumes", root + QStringLiteral("/Volumes"), true, true},
-        {"volumes with slash", root + QStringLiteral("/Volumes/"), false, false},
-        {"shared users", root + QStringLiteral("/Users/Shared"), true, true},
-        {"system", root + QStringLiteral("/System/Library/Frameworks"), true, false},
-        {"plug-in folder", root + QStringLiteral("/Library/Plug-Ins/FxPlug"), false, false},
-        {"host usr stays protected", QStringLiteral("/usr/local"), true, false},
     });
 }
 

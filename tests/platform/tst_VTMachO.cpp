@@ -1,3 +1,4 @@
+#include "TestSandbox.h"
 #include "VTMachO.h"
 
 #include <QFile>
@@ -172,12 +173,13 @@ TEST(VTMachO, ReadsOnlyRegularFiles)
 {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    const QString binary = dir.filePath(QStringLiteral("Blur"));
-    QFile file(binary);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(fat({{kI386, 0x1000, 0x1000}, {kX86_64, 0x2000, 0x1000}}, false, true, 0x3000));
-    file.close();
-    EXPECT_EQ(cpuTypes(VTMachO::architecturesOfFile(binary)), (QList<qint32>{kI386, kX86_64}));
+    const QString universal = dir.filePath(QStringLiteral("Blur"));
+    const QString thinFile = dir.filePath(QStringLiteral("Verb"));
+    ASSERT_TRUE(TestSandbox::makeFile(universal, fat({{kI386, 0x1000, 0x1000}, {kX86_64, 0x2000, 0x1000}}, false, true, 0x3000)));
+    // A long body after the header: the reader only needs the start.
+    ASSERT_TRUE(TestSandbox::makeFile(thinFile, thin(kPPC, false, true, 16) + QByteArray(1 << 20, 'x')));
+    EXPECT_EQ(cpuTypes(VTMachO::architecturesOfFile(universal)), (QList<qint32>{kI386, kX86_64}));
+    EXPECT_EQ(cpuTypes(VTMachO::architecturesOfFile(thinFile)), QList<qint32>{kPPC});
 
     // A pipe would block a plain open; a folder or a missing file reads as nothing.
     const QString pipe = dir.filePath(QStringLiteral("pipe"));
@@ -185,17 +187,4 @@ TEST(VTMachO, ReadsOnlyRegularFiles)
     EXPECT_TRUE(VTMachO::architecturesOfFile(pipe).isEmpty());
     EXPECT_TRUE(VTMachO::architecturesOfFile(dir.path()).isEmpty());
     EXPECT_TRUE(VTMachO::architecturesOfFile(dir.filePath(QStringLiteral("missing"))).isEmpty());
-}
-
-TEST(VTMachO, ThinFileIsReadFromDisk)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    const QString binary = dir.filePath(QStringLiteral("Verb"));
-    QFile file(binary);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    // A long body after the header: the reader only needs the start.
-    file.write(thin(kPPC, false, true, 16) + QByteArray(1 << 20, 'x'));
-    file.close();
-    EXPECT_EQ(cpuTypes(VTMachO::architecturesOfFile(binary)), QList<qint32>{kPPC});
 }

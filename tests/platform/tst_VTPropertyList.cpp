@@ -104,15 +104,24 @@ TEST(VTPropertyList, RoundTripsEveryValueType)
     }
 }
 
-TEST(VTPropertyList, KeyedArchiveReferencesSurviveBinary)
+TEST(VTPropertyList, ReferencesHashesAndStringListsSurviveBinary)
 {
     const QVariantMap tree{{QStringLiteral("$top"), QVariant::fromValue(VTPropertyList::Uid{7})},
                            {QStringLiteral("$objects"), QVariantList{QVariant::fromValue(VTPropertyList::Uid{300})}}};
-    const QVariant back = VTPropertyList::fromData(VTPropertyList::toData(tree, Format::Binary));
-    const QVariantMap map = back.toMap();
+    const QVariantMap map = VTPropertyList::fromData(VTPropertyList::toData(tree, Format::Binary)).toMap();
     ASSERT_EQ(map.value(QStringLiteral("$top")).userType(), qMetaTypeId<VTPropertyList::Uid>());
     EXPECT_EQ(map.value(QStringLiteral("$top")).value<VTPropertyList::Uid>().value, 7u);
     EXPECT_EQ(map.value(QStringLiteral("$objects")).toList().value(0).value<VTPropertyList::Uid>().value, 300u);
+
+    // Hashes and string lists are written as their property-list forms.
+    QVariantHash hash;
+    hash.insert(QStringLiteral("k"), qint64(-3));
+    const QVariantMap other{{QStringLiteral("hash"), hash},
+                            {QStringLiteral("names"), QStringList{QStringLiteral("a"), QStringLiteral("b")}}};
+    const QVariantMap back = VTPropertyList::fromData(VTPropertyList::toData(other, Format::Binary)).toMap();
+    expectSameTree(back.value(QStringLiteral("hash")), QVariantMap{{QStringLiteral("k"), qint64(-3)}}, QString());
+    expectSameTree(back.value(QStringLiteral("names")), QVariantList{QStringLiteral("a"), QStringLiteral("b")},
+                   QString());
 }
 
 // Python's plistlib reads both of our forms as the sample, and we read both
@@ -184,16 +193,4 @@ TEST(VTPropertyList, FilesAreWrittenWholeOrNotAtAll)
     EXPECT_FALSE(VTPropertyList::writeFile(path, QVariant(), Format::Xml));
     expectSameTree(VTPropertyList::readFile(path), second, QString());
     EXPECT_FALSE(VTPropertyList::readFile(sandbox.path() + QStringLiteral("/absent.plist")).isValid());
-}
-
-TEST(VTPropertyList, HashesAndStringListsAreWrittenAsTheirPropertyListForms)
-{
-    QVariantHash hash;
-    hash.insert(QStringLiteral("k"), qint64(-3));
-    const QVariantMap tree{{QStringLiteral("hash"), hash},
-                           {QStringLiteral("names"), QStringList{QStringLiteral("a"), QStringLiteral("b")}}};
-    const QVariantMap back = VTPropertyList::fromData(VTPropertyList::toData(tree, Format::Binary)).toMap();
-    expectSameTree(back.value(QStringLiteral("hash")), QVariantMap{{QStringLiteral("k"), qint64(-3)}}, QString());
-    expectSameTree(back.value(QStringLiteral("names")), QVariantList{QStringLiteral("a"), QStringLiteral("b")},
-                   QString());
 }

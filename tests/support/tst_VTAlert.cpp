@@ -8,26 +8,19 @@
 
 TEST(VTAlert, WithoutAWindowTheAlertIsOneLineOnStandardOutput)
 {
-    TestSandbox sandbox;
-    const QString out = sandbox.path() + QStringLiteral("/stdout.txt");
     VTConsoleInterface console;
-    int answer = 0;
-    {
-        CapturedStandardOutput capture(out);
-        answer = VTAlert::runSheet(console, QStringLiteral("Permissions incorrectly set"),
+    testing::internal::CaptureStdout();
+    int answer = VTAlert::runSheet(console, QStringLiteral("Permissions incorrectly set"),
                                    QStringLiteral("Tessary has determined that the permissions\nare wrong.\r\nRepair?"),
                                    {QStringLiteral("Repair"), QStringLiteral("Cancel")});
-    }
-    EXPECT_EQ(answer, VTUserInterface::FirstButton);
-    EXPECT_EQ(TestSandbox::readFile(out),
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "Permissions incorrectly set Tessary has determined that the permissions are wrong. Repair?\n");
+    EXPECT_EQ(answer, VTUserInterface::FirstButton);
 
-    {
-        CapturedStandardOutput capture(out);
-        answer = VTAlert::runModal(console, QStringLiteral("Tessary: Done"), QString());
-    }
+    testing::internal::CaptureStdout();
+    answer = VTAlert::runModal(console, QStringLiteral("Tessary: Done"), QString());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Tessary: Done\n");
     EXPECT_EQ(answer, 1000);
-    EXPECT_EQ(TestSandbox::readFile(out), "Tessary: Done\n");
 }
 
 TEST(VTAlert, SheetOrModalWithTheChosenButton)
