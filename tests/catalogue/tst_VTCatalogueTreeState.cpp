@@ -15,22 +15,6 @@ using Arch = VTMachOWriter::Arch;
 
 namespace {
 
-QStringList titles(const QList<ItemPtr> &items)
-{
-    QStringList result;
-    for (const ItemPtr &item : items)
-        result.append(item->displayTitle());
-    return result;
-}
-
-QStringList typeNames(const QList<ItemPtr> &items)
-{
-    QStringList result;
-    for (const ItemPtr &item : items)
-        result.append(VTCatalogueModel::columnValue(*item, VTCatalogueModel::ColType).toString());
-    return result;
-}
-
 bool isSortedIgnoringCase(const QStringList &texts)
 {
     return std::is_sorted(texts.cbegin(), texts.cend(),
@@ -92,7 +76,9 @@ TEST_F(TreeState, ColumnClicksFollowTheClickRule)
 
     // Type: a group counts as "Group", between "FxScript" and "OpenFX Plugin".
     sorter.didClickTableColumn(QStringLiteral("colType"));
-    const QStringList types = typeNames(catalogue().dataArray());
+    QStringList types;
+    for (const ItemPtr &item : catalogue().dataArray())
+        types.append(VTCatalogueModel::columnValue(*item, VTCatalogueModel::ColType).toString());
     EXPECT_TRUE(isSortedIgnoringCase(types)) << types.join(u',').toStdString();
     EXPECT_GT(types.indexOf(QStringLiteral("Group")), types.lastIndexOf(QStringLiteral("FxScript")));
     EXPECT_LT(types.lastIndexOf(QStringLiteral("Group")), types.indexOf(QStringLiteral("OpenFX Plugin")));
