@@ -87,11 +87,8 @@ TEST_F(OutlineViewControllerTest, PluginsArePlacedIntoTheirGroupChains)
 TEST_F(OutlineViewControllerTest, PluginFromPathFindsEnabledAndDisabledRecords)
 {
     builder().addBundle(FxPlug, AllUsers, QStringLiteral("Loose"));
-    VTBundleOptions grouped;
-    grouped.group = QStringLiteral("Color/Warm");
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("Warm"), grouped);
-    grouped.enabled = false;
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("Cold"), grouped);
+    builder().addBundle(FxPlug, AllUsers, QStringLiteral("Warm"), {{QStringLiteral("Color/Warm")}});
+    builder().addBundle(FxPlug, AllUsers, QStringLiteral("Cold"), {{QStringLiteral("Color/Warm"), false}});
     reload();
     for (const VTSandboxPlugin &built : builder().manifest().plugins) {
         const PluginPtr found = catalogue().pluginFromPath(built.path);

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-
 using namespace VTPluginEntryRules;
 
 TEST(VTPluginEntryRules, ExtensionsAndNamesTheWalkRecognises)
@@ -35,7 +34,7 @@ TEST(VTPluginEntryRules, ExtensionsAndNamesTheWalkRecognises)
     }
 }
 
-TEST(VTPluginEntryRules, FxScriptTypeCodeOnFilesOnly)
+TEST(VTPluginEntryRules, FxScriptTypeCodeOnFilesOnlyAndFxFactoryMarkOnTheFolderItself)
 {
     VTTestSandbox sandbox;
     const QString script = sandbox.systemPath(QStringLiteral("Effects/Old Film"));
@@ -59,11 +58,7 @@ TEST(VTPluginEntryRules, FxScriptTypeCodeOnFilesOnly)
     // Compared byte for byte: lower case is another code.
     ASSERT_TRUE(VTFinderInfo::setTypeCode(text, QByteArrayLiteral("fcsc")));
     EXPECT_FALSE(hasFxScriptTypeCode(text));
-}
 
-TEST(VTPluginEntryRules, FxFactoryFolders)
-{
-    VTTestSandbox sandbox;
     const QString marked = sandbox.systemPath(QStringLiteral("Marked"));
     const QString unmarked = sandbox.systemPath(QStringLiteral("Unmarked"));
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(marked, QStringLiteral(".fxfactory.plist"))));

@@ -2,10 +2,6 @@
 
 #include "VTSandboxLayout.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <gtest/gtest.h>
 
 namespace Kind = VTSandboxKind;
@@ -28,24 +24,10 @@ protected:
     E2ESystem &system() { return *m_system; }
     VTSandboxBuilder &builder() { return m_system->builder(); }
 
-    // The records of a "-data" archive's top level as an independent reader
-    // (Python's plistlib) sees them: [[class, name, fileName or title], ...].
-    static QJsonArray readArchive(const QByteArray &archive)
-    {
-        QJsonArray records;
-        for (const QJsonValue &value : QJsonDocument::fromJson(VTTest::readKeyedArchive(archive)).array()) {
-            const QJsonObject record = value.toObject();
-            const QString type = record.value(QStringLiteral("class")).toString();
-            const QJsonArray fields = record.value(QStringLiteral("fields")).toArray();
-            records.append(QJsonArray{type, fields.at(0), fields.at(type == QLatin1String("VTPluginItem") ? 1 : 0)});
-        }
-        return records;
-    }
-
     std::unique_ptr<E2ESystem> m_system;
 };
 
-TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTree)
+TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTreeAndLogsTheSystemVersion)
 {
     const QString blur = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
     const QString verb = builder().addBundle(Kind::VST, Kind::AllUsers, QStringLiteral("Verb"));
@@ -53,6 +35,7 @@ TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTree)
     const QString disabledVerb = builder().disable(verb);
     const QString grouped =
         builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Warm"), {{QStringLiteral("Color/Warm")}});
+    builder().addSystemVersion(QStringLiteral("10.14.6"));
     ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
     system().finishBuilding();
 
@@ -67,37 +50,13 @@ TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTree)
     // The disabled tree comes after every enabled folder.
     EXPECT_EQ(lines.last(), disabledVerb);
     EXPECT_EQ(lines.size(), 4);
+    // The log header names the managed system's version.
+    const QStringList log = system().taskLog().split(u'\n');
+    ASSERT_GT(log.size(), 4);
+    EXPECT_TRUE(log.at(3).startsWith(QStringLiteral("System: OS X 10.14.6, "))) << log.at(3).toStdString();
 
-    // Any other word after -allplugins lists the same way; -plist is silent.
+    // Any other word after -allplugins lists the same way.
     EXPECT_EQ(system().run({QStringLiteral("-allplugins"), QStringLiteral("-anything")}).lines(), lines);
-    const E2ESystem::Run plist = system().run({QStringLiteral("-allplugins"), QStringLiteral("-plist")});
-    EXPECT_EQ(plist.exitCode, 0);
-    EXPECT_TRUE(plist.out.isEmpty());
-}
-
-TEST_P(CommandLine, AllPluginsDataIsAKeyedArchiveOfTheTopLevelInOrder)
-{
-    VTBundleOptions named;
-    named.displayName = QStringLiteral("Gaussian Blur");
-    named.version = QStringLiteral("2.5");
-    builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"), named);
-    builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"), {{QStringLiteral("Lights")}});
-    builder().addBundle(Kind::VST, Kind::AllUsers, QStringLiteral("Verb"));
-    ASSERT_TRUE(builder().ok());
-    system().finishBuilding();
-
-    const E2ESystem::Run data = system().run({QStringLiteral("-allplugins"), QStringLiteral("-data")});
-    ASSERT_EQ(data.exitCode, 0) << data.err.toStdString();
-    const QJsonArray records = readArchive(data.out);
-    ASSERT_EQ(records.size(), 3);
-    // Listing order: the FxPlug folder (Blur, then the group Lights), then VST.
-    EXPECT_EQ(records[0].toArray()[0].toString(), QStringLiteral("VTPluginItem"));
-    // The bundle's own name and version were read before the archive was written.
-    EXPECT_EQ(records[0].toArray()[1].toString(), QStringLiteral("Gaussian Blur"));
-    EXPECT_EQ(records[0].toArray()[2].toString(), QStringLiteral("Blur.fxplug"));
-    EXPECT_EQ(records[1].toArray()[0].toString(), QStringLiteral("VTGroupItem"));
-    EXPECT_EQ(records[1].toArray()[1].toString(), QStringLiteral("Lights"));
-    EXPECT_EQ(records[2].toArray()[2].toString(), QStringLiteral("Verb.vst"));
 }
 
 // An unknown first argument runs no command (no window can open here, so
@@ -117,17 +76,6 @@ TEST_P(CommandLine, AnUnknownOrIncompleteCommandFailsAndChangesNothing)
     EXPECT_TRUE(run.out.isEmpty());
     EXPECT_FALSE(system().taskLog().contains(QStringLiteral("Loading plugin data...")));
     EXPECT_EQ(system().snapshot(), before);
-}
-
-TEST_P(CommandLine, TheLogHeaderNamesTheManagedSystemsVersion)
-{
-    builder().addSystemVersion(QStringLiteral("10.14.6"));
-    ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
-    system().finishBuilding();
-    EXPECT_EQ(system().run({QStringLiteral("-allplugins")}).exitCode, 0);
-    const QStringList log = system().taskLog().split(u'\n');
-    ASSERT_GT(log.size(), 4);
-    EXPECT_TRUE(log.at(3).startsWith(QStringLiteral("System: OS X 10.14.6, "))) << log.at(3).toStdString();
 }
 
 TEST_P(CommandLine, DisableByNameDisablesTheAllUsersAndTheCurrentUserCopy)
@@ -155,20 +103,16 @@ TEST_P(CommandLine, DisableByNameDisablesTheAllUsersAndTheCurrentUserCopy)
 
 TEST_P(CommandLine, EnableWithoutArgumentEnablesEverythingWithinTheTypeFilter)
 {
-    VTBundleOptions disabled;
-    disabled.enabled = false;
-    VTBundleOptions disabledInGroup = disabled;
-    disabledInGroup.group = QStringLiteral("Light");
+    const VTBundleOptions disabled{{QString(), false}};
     // Paths as they are when enabled; the files start in the disabled tree.
     const QString fx = builder().folder(Kind::FxPlug, Kind::AllUsers) + QStringLiteral("/Blur.fxplug");
     const QString vst = builder().folder(Kind::VST, Kind::AllUsers) + QStringLiteral("/Verb.vst");
     const QString grouped = builder().folder(Kind::AudioUnit, Kind::CurrentUser) + QStringLiteral("/Light/Echo.component");
     builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"), disabled);
     builder().addBundle(Kind::VST, Kind::AllUsers, QStringLiteral("Verb"), disabled);
-    builder().addBundle(Kind::AudioUnit, Kind::CurrentUser, QStringLiteral("Echo"), disabledInGroup);
+    builder().addBundle(Kind::AudioUnit, Kind::CurrentUser, QStringLiteral("Echo"), {{QStringLiteral("Light"), false}});
     ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
     system().finishBuilding();
-    const QString disabledRoot = builder().disabledRoot();
     const auto mirror = [this](const QString &path) { return builder().layout().mirror(path); };
     ASSERT_TRUE(QFileInfo::exists(mirror(vst)));
 
@@ -180,7 +124,7 @@ TEST_P(CommandLine, EnableWithoutArgumentEnablesEverythingWithinTheTypeFilter)
     EXPECT_FALSE(QFileInfo::exists(mirror(vst)));
     // The emptied mirror folders are cleaned up, the root stays.
     EXPECT_FALSE(QFileInfo::exists(mirror(QFileInfo(grouped).path())));
-    EXPECT_TRUE(QFileInfo::exists(disabledRoot));
+    EXPECT_TRUE(QFileInfo::exists(builder().disabledRoot()));
     EXPECT_FALSE(QFileInfo::exists(fx));
     EXPECT_TRUE(QFileInfo::exists(mirror(fx)));
 
@@ -223,11 +167,9 @@ TEST_P(CommandLine, SetAccessMovesTheNamedPluginOrAllThatCanMove)
 
 TEST_P(CommandLine, AnEmptyPluginArgumentMatchesNothing)
 {
-    VTBundleOptions disabled;
-    disabled.enabled = false;
     builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
     builder().addBundle(Kind::VST, Kind::AllUsers, QStringLiteral("Verb"));
-    builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"), disabled);
+    builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"), {{QString(), false}});
     ASSERT_TRUE(builder().ok()) << builder().errors().join(u'\n').toStdString();
     system().finishBuilding();
     // Every plug-in path on disk, enabled ones and the disabled tree.
@@ -294,9 +236,8 @@ TEST(CommandLineOnAMovedSystem, EnablesWhatWasDisabledBeforeTheMove)
 {
     E2ESystem system(E2ESystem::Runner::CurrentUser);
     ASSERT_TRUE(system.ready()) << system.whyNotReady().toStdString();
-    VTBundleOptions inGroup;
-    inGroup.group = QStringLiteral("Soft");
-    const QString shared = system.builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"), inGroup);
+    const QString shared =
+        system.builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"), {{QStringLiteral("Soft")}});
     const QString own = system.builder().addBundle(Kind::VST, Kind::CurrentUser, QStringLiteral("Blur"));
     ASSERT_TRUE(system.builder().ok()) << system.builder().errors().join(u'\n').toStdString();
     const auto sharedBytes = E2ESystem::contents(shared);
