@@ -165,31 +165,28 @@ TEST_F(VTPluginFoldersTest, MissingAdobeFolderFollowsTheLastPremiereVersion)
 TEST_F(VTPluginFoldersTest, BasePathsByKindAndAccessAndNoneForUnknownKinds)
 {
     const VTPluginFolders folders = VTPluginFolders::build();
-    // The folder below the root of each access that a kind's records derive,
-    // all users first. Kinds with one folder still derive a home form.
-    const std::tuple<qint64, QString, QString> expected[] = {
-        {VTPluginKind::FxPlug, sys("/Library/Plug-Ins/FxPlug"), home("Library/Plug-Ins/FxPlug")},
-        {VTPluginKind::FxScript, sys("/Library/Application Support/Final Cut Pro System Support/Plugins"),
-         home("Library/Preferences/Final Cut Pro User Data/Plugins")},
-        {VTPluginKind::AudioUnit, sys("/Library/Audio/Plug-Ins/Components"), home("Library/Audio/Plug-Ins/Components")},
-        {VTPluginKind::AvidAVX, sys("/Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"),
-         home("Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins")},
-        {VTPluginKind::AdobePlugin, adobe("7.0/MediaCore"),
-         home("Library/Application Support/Adobe/Common/Plug-ins/7.0/MediaCore")},
-        {VTPluginKind::AvidAVX2, sys("/Library/Application Support/Avid/AVX2_Plug-ins"),
-         home("Library/Application Support/Avid/AVX2_Plug-ins")},
-        {VTPluginKind::AvidRTAS, sys("/Library/Application Support/Digidesign/Plug-Ins"),
-         home("Library/Application Support/Digidesign/Plug-Ins")},
-        {VTPluginKind::VST, sys("/Library/Audio/Plug-Ins/VST"), home("Library/Audio/Plug-Ins/VST")},
-        {VTPluginKind::MotionTemplate, sys("/Library/Application Support/Final Cut Pro/Templates.localized"),
-         home("Movies/Motion Templates.localized")},
-        {VTPluginKind::OpenFX, sys("/Library/OpenFX/Plugins"), home("Library/OpenFX/Plugins")},
+    // A kind's records derive the folder of their access; OpenFX is found in
+    // "OFX" but derives "OpenFX".
+    for (const auto &[key, kind, access, path] : expectedFolders()) {
+        if (kind != VTPluginKind::OpenFX) {
+            EXPECT_EQ(folders.basePath(kind, access), path) << key;
+        }
+    }
+    // Kinds with an all-users folder only still derive a home form.
+    const std::tuple<qint64, qint64, QString> derived[] = {
+        {VTPluginKind::AvidAVX, 1, home("Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins")},
+        {VTPluginKind::AdobePlugin, 1, home("Library/Application Support/Adobe/Common/Plug-ins/7.0/MediaCore")},
+        {VTPluginKind::AvidAVX2, 1, home("Library/Application Support/Avid/AVX2_Plug-ins")},
+        {VTPluginKind::AvidRTAS, 1, home("Library/Application Support/Digidesign/Plug-Ins")},
+        {VTPluginKind::OpenFX, 0, sys("/Library/OpenFX/Plugins")},
+        {VTPluginKind::OpenFX, 1, home("Library/OpenFX/Plugins")},
     };
-    for (const auto &[kind, allUsers, currentUser] : expected) {
-        EXPECT_EQ(folders.basePath(kind, 0), allUsers) << kind;
+    for (const auto &[kind, access, path] : derived)
+        EXPECT_EQ(folders.basePath(kind, access), path) << kind << " " << access;
+    for (qint64 kind = VTPluginKind::FxPlug; kind <= VTPluginKind::OpenFX; ++kind) {
         // Any access but 0 is the current user's.
-        for (qint64 access : {qint64(1), qint64(-1), qint64(2)})
-            EXPECT_EQ(folders.basePath(kind, access), currentUser) << kind << " " << access;
+        for (qint64 access : {qint64(-1), qint64(2)})
+            EXPECT_EQ(folders.basePath(kind, access), folders.basePath(kind, 1)) << kind << " " << access;
     }
     for (qint64 kind : {qint64(-1), qint64(10), qint64(100)}) {
         EXPECT_EQ(folders.basePath(kind, 0), QString()) << kind;

@@ -133,28 +133,15 @@ TEST(VTSandboxPresets, DemoHasEveryKindAndCase)
     EXPECT_GE(manifest.disabledCount(), 8);
     EXPECT_GE(disabledInGroups, 3);
 
-    QSet<QString> subdirs;
+    // Groups three deep. What the catalogue tests assert of the demo (the
+    // numeric folder, the FxFactory pack, the managed bundle) is not repeated
+    // here; the folder tests make their own applications and Adobe folders.
     int deepest = 0;
-    for (const VTSandboxGroup &group : manifest.groups) {
-        subdirs.insert(group.subdir);
+    for (const VTSandboxGroup &group : manifest.groups)
         deepest = std::max(deepest, group.depth());
-    }
     EXPECT_EQ(deepest, 3);
-    EXPECT_TRUE(subdirs.contains(QStringLiteral("Film/2.0")));
-    EXPECT_TRUE(subdirs.contains(QStringLiteral("Favorites.localized")));
-    EXPECT_TRUE(std::any_of(manifest.groups.cbegin(), manifest.groups.cend(), [](const VTSandboxGroup &g) { return g.fxFactory; }));
-    EXPECT_TRUE(std::any_of(manifest.plugins.cbegin(), manifest.plugins.cend(), [](const VTSandboxPlugin &p) { return p.locked; }));
     for (const QString &ignored : manifest.ignored)
         EXPECT_TRUE(QFileInfo::exists(ignored)) << ignored.toStdString();
-
-    QStringList identifiers;
-    for (const VTSandboxApplication &application : manifest.applications)
-        identifiers.append(application.identifier);
-    EXPECT_TRUE(identifiers.contains(QStringLiteral("com.avid.symphony")));
-    EXPECT_TRUE(identifiers.contains(QStringLiteral("com.adobe.AdobePremierePro")));
-    const QString adobe = builder.root() + QStringLiteral("/Library/Application Support/Adobe/Common/Plug-ins/");
-    EXPECT_TRUE(QFileInfo(adobe + QStringLiteral("CS5/MediaCore")).isDir());
-    EXPECT_TRUE(QFileInfo(adobe + QStringLiteral("7.0/MediaCore/Sharpen Plus.bundle")).isDir());
 
     const QJsonObject check = verifyWithPython(builder, dir.filePath(QStringLiteral("manifest.json")));
     EXPECT_EQ(check.value(QStringLiteral("problems")).toArray(), QJsonArray());
