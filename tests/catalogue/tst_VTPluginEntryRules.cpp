@@ -2,8 +2,6 @@
 #include "VTPluginEntryRules.h"
 #include "VTTestSandbox.h"
 
-#include <QSet>
-
 #include <gtest/gtest.h>
 
 using namespace VTPluginEntryRules;
@@ -66,19 +64,4 @@ TEST(VTPluginEntryRules, FxScriptTypeCodeOnFilesOnlyAndFxFactoryMarkOnTheFolderI
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(unmarked, QStringLiteral("Sub/.fxfactory.plist"))));
     EXPECT_TRUE(isFxFactoryFolder(marked));
     EXPECT_FALSE(isFxFactoryFolder(unmarked)) << "only the folder's own entries count";
-}
-
-TEST(VTPluginEntryRules, InstallTypesAreExactlyTheRecognisedOnes)
-{
-    const QStringList types = installFileTypes();
-    EXPECT_EQ(types.first(), QStringLiteral("fxplug"));
-    EXPECT_EQ(types.last(), QStringLiteral("'FCSC'"));
-    EXPECT_EQ(QSet<QString>(types.cbegin(), types.cend()).size(), types.size()) << "no type twice";
-    for (const QString &type : types) {
-        if (type == QLatin1String("'FCSC'"))
-            continue;
-        EXPECT_TRUE(isPluginExtension(type) || isMotionTemplateExtension(type)) << type.toStdString();
-    }
-    // Nine plug-in extensions, four Motion template ones and the type code.
-    EXPECT_EQ(types.size(), 9 + 4 + 1);
 }

@@ -96,10 +96,12 @@ TEST_F(VTPluginFoldersTest, DictionaryInMatchingOrderAndMatchingIsAPlainPrefixTe
     EXPECT_FALSE(folders.match(QString()).has_value());
 }
 
-TEST_F(VTPluginFoldersTest, FinalCutExpressRenamesOnlyTheFxScriptFolders)
+TEST_F(VTPluginFoldersTest, FinalCutExpressAndSymphonyMoveTheirFoldersWhenTheTableIsBuilt)
 {
+    const VTPluginFolders before = VTPluginFolders::build();
     installApplication("Final Cut Pro.app", "com.apple.FinalCutPro");
     installApplication("Final Cut Express.app", "com.apple.FinalCutExpress");
+    installApplication("Avid Symphony/Avid Symphony.app", "com.avid.Symphony");
     const VTPluginFolders folders = VTPluginFolders::build();
     EXPECT_EQ(folders.path(QStringLiteral("localFxScript")),
               sys("/Library/Application Support/Final Cut Express System Support/Plugins"));
@@ -108,18 +110,13 @@ TEST_F(VTPluginFoldersTest, FinalCutExpressRenamesOnlyTheFxScriptFolders)
     EXPECT_EQ(folders.basePath(VTPluginKind::FxScript, 0),
               sys("/Library/Application Support/Final Cut Pro System Support/Plugins"));
     EXPECT_EQ(folders.basePath(VTPluginKind::FxScript, 1), home("Library/Preferences/Final Cut Pro User Data/Plugins"));
-}
-
-TEST_F(VTPluginFoldersTest, SymphonyMovesTheAvxFolder)
-{
-    const VTPluginFolders before = VTPluginFolders::build();
-    installApplication("Avid Symphony/Avid Symphony.app", "com.avid.Symphony");
-    const VTPluginFolders after = VTPluginFolders::build();
-
     const QString symphony = sys("/Applications/Avid Symphony/SupportingFiles/AVX_Plug-Ins");
-    EXPECT_EQ(after.path(QStringLiteral("avidAVX")), symphony);
-    EXPECT_EQ(after.basePath(VTPluginKind::AvidAVX, 0), symphony);
+    EXPECT_EQ(folders.path(QStringLiteral("avidAVX")), symphony);
+    EXPECT_EQ(folders.basePath(VTPluginKind::AvidAVX, 0), symphony);
+
     // Applications are looked up when the value is built, not later.
+    EXPECT_EQ(before.path(QStringLiteral("localFxScript")),
+              sys("/Library/Application Support/Final Cut Pro System Support/Plugins"));
     EXPECT_EQ(before.path(QStringLiteral("avidAVX")), sys("/Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"));
     EXPECT_EQ(before.basePath(VTPluginKind::AvidAVX, 0), before.path(QStringLiteral("avidAVX")));
 }
