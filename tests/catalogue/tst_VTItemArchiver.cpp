@@ -1,13 +1,15 @@
-#include "CatalogueTestSupport.h"
-
+#include "VTGroupItem.h"
 #include "VTItemArchiver.h"
 #include "VTKeyedArchive.h"
+#include "VTPluginItem.h"
 #include "VTPluginKind.h"
 #include "VTTestProcess.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <gtest/gtest.h>
 
 #include <vector>
 
@@ -30,6 +32,28 @@ PluginPtr plugin(const QString &name, const QString &subdir, std::optional<QStri
     fields.pluginType = type;
     fields.pluginAccess = access;
     return VTPluginItem::fromArchivedFields(fields);
+}
+
+// A record read back from an archive: every archived field equal, and
+// nothing that is not archived (its place on disk, its parent, its bundle read).
+void expectSamePlugin(const ItemPtr &made, const PluginPtr &original)
+{
+    ASSERT_TRUE(made && made->isPlugin());
+    const auto a = made->asPlugin()->archivedFields();
+    const auto b = original->archivedFields();
+    EXPECT_EQ(a.shortName, b.shortName);
+    EXPECT_EQ(a.fileName, b.fileName);
+    EXPECT_EQ(a.subdir, b.subdir);
+    EXPECT_EQ(a.subdir.isNull(), b.subdir.isNull());
+    EXPECT_EQ(a.version, b.version);
+    EXPECT_EQ(a.pluginEnabled, b.pluginEnabled);
+    EXPECT_EQ(a.itemSelection, b.itemSelection);
+    EXPECT_EQ(a.architectures, b.architectures);
+    EXPECT_EQ(a.pluginType, b.pluginType);
+    EXPECT_EQ(a.pluginAccess, b.pluginAccess);
+    EXPECT_TRUE(made->asPlugin()->actualPath().isEmpty());
+    EXPECT_EQ(made->parent(), nullptr);
+    EXPECT_EQ(made->asPlugin()->bundleProcessThread(), nullptr);
 }
 
 // A catalogue top level: a plug-in, and a group holding a plug-in and a

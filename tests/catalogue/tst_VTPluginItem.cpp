@@ -216,22 +216,6 @@ TEST_F(VTPluginItemBundle, DamagedBundlesLeaveTheScannedFields)
     }
 }
 
-TEST_F(VTPluginItemPaths, CopySharesFieldsButNotPlace)
-{
-    const GroupPtr group = VTGroupItem::create(QStringLiteral("Color"), QString(), QStringLiteral("Color"));
-    const PluginPtr item = VTPluginItem::createScanned(QStringLiteral("Blur.fxplug"), QStringLiteral("Blur"),
-                                                       QStringLiteral("Color"), QStringLiteral("1.2"), FxPlug,
-                                                       CurrentUser, Disabled);
-    group->addChild(item);
-    item->setItemSelection(3);
-    item->setArchitectures(QStringList{QStringLiteral("64-bit (Intel)")});
-
-    const PluginPtr copy = item->copy();
-    EXPECT_NE(copy, item);
-    expectSamePlugin(copy, item);
-    EXPECT_EQ(item->parent(), group);
-}
-
 TEST_F(VTPluginItemBundle, ReadsRaceWithReadersAndReleasedRecordsCancelTheirReads)
 {
     writeBundle(bundlePath(QStringLiteral("Race.component")),
