@@ -148,27 +148,6 @@ TEST(VTSandboxPresets, DemoHasEveryKindAndCase)
     EXPECT_EQ(check.value(QStringLiteral("disabledOnDisk")).toInteger(), manifest.disabledCount());
 }
 
-// The one literal check of where the builder puts a disabled plug-in: the
-// builder and the catalogue share the mirror rule, so this breaks the circle.
-TEST(VTSandboxPresets, DisabledPluginsMirrorTheirPathWithinTheManagedSystem)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    VTSandboxBuilder builder(dir.filePath(QStringLiteral("root")), dir.filePath(QStringLiteral("home")));
-    const QString disabledRoot = builder.root() + QStringLiteral("/Library/Application Support/Vantorel/Hearthkit/Tessary Disabled Plugins");
-    VTBundleOptions options;
-    options.group = QStringLiteral("Color");
-    options.enabled = false;
-    EXPECT_EQ(builder.addBundle(FxPlug, AllUsers, QStringLiteral("Blur"), options),
-              disabledRoot + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Blur.fxplug"));
-    const QString enabled = builder.addBundle(FxPlug, CurrentUser, QStringLiteral("Vignette"));
-    EXPECT_EQ(enabled, builder.home() + QStringLiteral("/Library/Plug-Ins/FxPlug/Vignette.fxplug"));
-    // The home lies outside the root: its whole path is kept.
-    EXPECT_EQ(builder.disable(enabled), disabledRoot + enabled);
-    EXPECT_FALSE(QFileInfo::exists(enabled));
-    EXPECT_TRUE(builder.ok()) << builder.errors().join(u'\n').toStdString();
-}
-
 TEST(VTSandboxPresets, TenThousandPlugins)
 {
     // On tmpfs where it has room (the files take about 70 MB of pages): a
