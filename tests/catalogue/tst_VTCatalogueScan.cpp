@@ -147,10 +147,6 @@ TEST_F(CatalogueScan, TypeFilterAndFxFactoryPreferenceChooseTheFolders)
         EXPECT_EQ(plugin->pluginType(), OpenFX);
     EXPECT_TRUE(pluginNamed(catalogue().allPlugins(), QStringLiteral("Glow OFX.bundle"), 0)) << "the mirror is scanned";
 
-    VTUserDefaults::setValue(QStringLiteral("filter"), 8);
-    reload();
-    EXPECT_EQ(catalogue().allPlugins().size(), manifest.countOfKind(AudioUnit) + manifest.countOfKind(VST));
-
     VTUserDefaults::setValue(QStringLiteral("filter"), 0);
     VTUserDefaults::setValue(QStringLiteral("ignoreFxFactory"), 1);
     reload();

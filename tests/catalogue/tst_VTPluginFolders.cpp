@@ -94,6 +94,16 @@ TEST_F(VTPluginFoldersTest, DictionaryInMatchingOrderAndMatchingIsAPlainPrefixTe
     EXPECT_FALSE(folders.match(sys("/Library/Plug-Ins/Other/x")).has_value());
     EXPECT_FALSE(folders.match(folders.disabledPath()).has_value());
     EXPECT_FALSE(folders.match(QString()).has_value());
+
+    // A home that is the system root gives every user folder the path of the
+    // all-users folder before it: the first match wins.
+    m_sandbox.environment().set("HOME", m_sandbox.root());
+    const VTPluginFolders coinciding = VTPluginFolders::build();
+    ASSERT_EQ(coinciding.path(QStringLiteral("userVST")), coinciding.path(QStringLiteral("localVST")));
+    const auto found = coinciding.match(sys("/Library/Audio/Plug-Ins/VST/Verb.vst"));
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(found->key, QStringLiteral("localVST"));
+    EXPECT_EQ(found->access, VTPluginKind::AllUsers);
 }
 
 TEST_F(VTPluginFoldersTest, FinalCutExpressAndSymphonyMoveTheirFoldersWhenTheTableIsBuilt)
@@ -189,19 +199,6 @@ TEST_F(VTPluginFoldersTest, BasePathsByKindAndAccessAndNoneForUnknownKinds)
         EXPECT_EQ(folders.basePath(kind, 0), QString()) << kind;
         EXPECT_EQ(folders.basePath(kind, 1), QString()) << kind;
     }
-}
-
-TEST_F(VTPluginFoldersTest, FirstMatchWinsWhenFoldersCoincide)
-{
-    // A home that is the system root gives every user folder the path of
-    // the all-users folder before it.
-    m_sandbox.environment().set("HOME", m_sandbox.root());
-    const VTPluginFolders folders = VTPluginFolders::build();
-    ASSERT_EQ(folders.path(QStringLiteral("userVST")), folders.path(QStringLiteral("localVST")));
-    const auto found = folders.match(sys("/Library/Audio/Plug-Ins/VST/Verb.vst"));
-    ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(found->key, QStringLiteral("localVST"));
-    EXPECT_EQ(found->access, VTPluginKind::AllUsers);
 }
 
 TEST_F(VTPluginFoldersTest, TypeFilterFolderSets)
