@@ -132,12 +132,13 @@ TEST(VTGroupItem, BasePathCutsTheSubfolder)
     EXPECT_EQ(g->basePath(), QStringLiteral("/Library/Plug-Ins/FxPlug"));
 }
 
-TEST(VTGroupItem, FilteredCopyKeepsMatchesInOrder)
+TEST(VTGroupItem, FilteredCopyKeepsMatchesInOrderAndTheGroupsPlaces)
 {
     const PluginPtr blur = plugin("Gaussian Blur");
     const GroupPtr stylize = group("Stylize", {plugin("Motion blur"), plugin("Emboss")});
     const GroupPtr root = group("Root", {blur, plugin("Glow"), group("Blurs", {plugin("Soft")}), stylize,
                                          group("Other", {plugin("Noise")})});
+    stylize->setGroupEnabled(0);
 
     const GroupPtr filtered = root->groupWithFilteredChildren(QStringLiteral("BLUR"));
     EXPECT_NE(filtered, root);
@@ -151,6 +152,12 @@ TEST(VTGroupItem, FilteredCopyKeepsMatchesInOrder)
     EXPECT_EQ(stylize->children().size(), 2);
     EXPECT_EQ(filtered->children().at(0), blur);
     EXPECT_EQ(blur->parent(), root);
+    // A group's copy keeps the original's place, stored state and parent.
+    const GroupPtr stylizeCopy = filtered->children().at(2)->asGroup();
+    EXPECT_EQ(stylizeCopy->subdir(), stylize->subdir());
+    EXPECT_EQ(stylizeCopy->storedGroupPath(), stylize->storedGroupPath());
+    EXPECT_EQ(stylizeCopy->storedGroupEnabled(), 0);
+    EXPECT_EQ(stylizeCopy->parent(), root);
 }
 
 TEST(VTGroupItem, SortsRecursivelyWithPluginsBeforeGroups)
@@ -184,26 +191,6 @@ TEST(VTGroupItem, SortsByTypeWithGroupAsANameAndByNameIgnoringCase)
     EXPECT_EQ(titles(VTCatalogueItem::sorted(root->children(), VTSortKey::Type, true)), split("vst G fx au"));
     root->sortChildrenByName(true);
     EXPECT_EQ(titles(root->children()), split("vst G fx au"));
-}
-
-TEST(VTGroupItem, CopySharesChildrenAndParent)
-{
-    const PluginPtr child = plugin("c");
-    const GroupPtr inner = group("Inner", {child});
-    const GroupPtr outer = group("Outer", {inner});
-    inner->setGroupEnabled(0);
-
-    const GroupPtr copy = inner->copy();
-    EXPECT_NE(copy, inner);
-    EXPECT_EQ(copy->title(), QStringLiteral("Inner"));
-    EXPECT_EQ(copy->subdir(), inner->subdir());
-    EXPECT_EQ(copy->storedGroupPath(), inner->storedGroupPath());
-    EXPECT_EQ(copy->storedGroupEnabled(), 0);
-    EXPECT_EQ(copy->parent(), outer);
-    ASSERT_EQ(copy->children().size(), 1);
-    EXPECT_EQ(copy->children().first(), child);
-    // The shared child still belongs to the original.
-    EXPECT_EQ(child->parent(), inner);
 }
 
 class VTGroupItemOnDisk : public CatalogueSandbox
