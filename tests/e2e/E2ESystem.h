@@ -64,8 +64,9 @@ public:
         return m_builder.errors().join(u'\n').toStdString();
     }
 
-    // Runs the program with the arguments after its name.
-    [[nodiscard]] Run run(const QStringList &arguments, const QString &escalate = QStringLiteral("sudo -n")) const
+    // Runs the program with the arguments after its name, on the system root
+    // or on `movedRoot` where the test moved it.
+    [[nodiscard]] Run run(const QStringList &arguments, const QString &movedRoot = QString()) const
     {
         QStringList command;
         if (m_runner == Runner::Unprivileged) {
@@ -73,7 +74,8 @@ public:
                        QStringLiteral("--regid=tessary-test"), QStringLiteral("--clear-groups")};
         }
         command += {QStringLiteral("env"), QStringLiteral("-i"), QStringLiteral("HOME=") + home(),
-                    QStringLiteral("TESSARY_SYSTEM_ROOT=") + root(), QStringLiteral("TESSARY_ESCALATE=") + escalate,
+                    QStringLiteral("TESSARY_SYSTEM_ROOT=") + (movedRoot.isEmpty() ? root() : movedRoot),
+                    QStringLiteral("TESSARY_ESCALATE=sudo -n"),
                     QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin")};
         for (const char *name : {"TSAN_OPTIONS", "ASAN_OPTIONS", "UBSAN_OPTIONS", "LANG"}) {
             if (qEnvironmentVariableIsSet(name))

@@ -224,7 +224,6 @@ TEST_P(CommandLine, RemoveMovesTheMatchingPluginToTheTrash)
 TEST(CommandLineOnAMovedSystem, EnablesWhatWasDisabledBeforeTheMove)
 {
     E2ESystem system(E2ESystem::Runner::CurrentUser);
-    ASSERT_TRUE(system.ready()) << system.whyNotReady().toStdString();
     const QString shared =
         system.builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"), {{QStringLiteral("Soft")}});
     const QString own = system.builder().addBundle(Kind::VST, Kind::CurrentUser, QStringLiteral("Blur"));
@@ -237,12 +236,8 @@ TEST(CommandLineOnAMovedSystem, EnablesWhatWasDisabledBeforeTheMove)
 
     const QString moved = system.root() + QStringLiteral(" moved");
     ASSERT_TRUE(QDir().rename(system.root(), moved));
-    VTTest::RunOptions options;
-    options.environment.insert(QStringLiteral("TESSARY_SYSTEM_ROOT"), moved);
-    options.environment.insert(QStringLiteral("HOME"), system.home());
     for (const char *name : {"Blur.fxplug", "Blur.vst"}) {
-        const VTTest::Run run = VTTest::run(qEnvironmentVariable("TESSARY_PROGRAM"),
-                                            {QStringLiteral("-enable"), QString::fromLatin1(name)}, options);
+        const E2ESystem::Run run = system.run({QStringLiteral("-enable"), QString::fromLatin1(name)}, moved);
         EXPECT_EQ(run.exitCode, 0) << name << run.err.toStdString();
     }
     EXPECT_EQ(E2ESystem::contents(moved + QStringLiteral("/Library/Plug-Ins/FxPlug/Soft/Blur.fxplug")), sharedBytes);

@@ -35,8 +35,6 @@ print(json.dumps({"json": json.loads(parts[0]), "csv": rows}))
 TEST(ExportCommand, JsonAndCsvCarryEveryRecordWithProperEscaping)
 {
     E2ESystem system(E2ESystem::Runner::CurrentUser);
-    if (!system.ready())
-        GTEST_SKIP() << system.whyNotReady().toStdString();
     system.builder().demo();
     VTBundleOptions awkward;
     awkward.displayName = QStringLiteral("Blur, \"Soft\"\nand <b>wide</b>");
