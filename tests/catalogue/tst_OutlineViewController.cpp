@@ -6,7 +6,6 @@
 #include "CatalogueTestSupport.h"
 
 #include "VTMainThread.h"
-#include "VTPluginKind.h"
 
 #include <QCoreApplication>
 

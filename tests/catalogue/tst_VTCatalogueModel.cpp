@@ -11,12 +11,6 @@ using Column = VTCatalogueModel::Column;
 class VTCatalogueModelTest : public CatalogueSandbox
 {
 protected:
-    void SetUp() override
-    {
-        CatalogueSandbox::SetUp();
-        builder().demo();
-    }
-
     // Every index of the model, depth first.
     static QList<QModelIndex> allIndexes(const QAbstractItemModel &model, const QModelIndex &parent = QModelIndex())
     {
@@ -32,6 +26,7 @@ protected:
 
 TEST_F(VTCatalogueModelTest, StaysConsistentThroughReloadsAndSearches)
 {
+    builder().demo();
     VTCatalogueModel model(catalogue());
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     reload();
@@ -63,6 +58,7 @@ TEST_F(VTCatalogueModelTest, StaysConsistentThroughReloadsAndSearches)
 
 TEST_F(VTCatalogueModelTest, ColumnsShowTheRecordsValuesExceptWhileReloading)
 {
+    builder().demo();
     VTCatalogueModel model(catalogue());
     reload();
     const GroupPtr color = catalogue().groupMatchingSubdir(QStringLiteral("Color"));

@@ -8,9 +8,6 @@
 #include "VTPluginScanner.h"
 #include "VTUserDefaults.h"
 
-#include <QDir>
-
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

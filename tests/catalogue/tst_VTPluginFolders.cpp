@@ -2,7 +2,6 @@
 #include "VTPluginKind.h"
 #include "VTTestSandbox.h"
 
-#include <QFile>
 
 #include <gtest/gtest.h>
 
