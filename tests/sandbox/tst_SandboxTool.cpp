@@ -19,11 +19,6 @@ QString tool()
     return QString::fromLocal8Bit(qgetenv("TESSARY_BINARY_DIR")) + QStringLiteral("/bin/tessary-sandbox");
 }
 
-QJsonObject readJson(const QString &path)
-{
-    return QJsonDocument::fromJson(VTTestSandbox::readFile(path)).object();
-}
-
 } // namespace
 
 TEST(SandboxTool, DemoPrintsAnExportLineTheShellAccepts)
@@ -45,7 +40,7 @@ TEST(SandboxTool, DemoPrintsAnExportLineTheShellAccepts)
     EXPECT_TRUE(QFileInfo(dir + QStringLiteral("/root/Library/Plug-Ins/FxPlug/Gaussian Blur.fxplug/Contents/Info.plist")).isFile());
     EXPECT_TRUE(QFileInfo(dir + QStringLiteral("/home/Library/Plug-Ins/FxPlug/My Vignette.fxplug")).isDir());
 
-    const QJsonObject json = readJson(manifest);
+    const QJsonObject json = QJsonDocument::fromJson(VTTestSandbox::readFile(manifest)).object();
     EXPECT_EQ(json.value(QStringLiteral("root")).toString(), dir + QStringLiteral("/root"));
     const QJsonArray plugins = json.value(QStringLiteral("plugins")).toArray();
     EXPECT_GT(plugins.size(), 40);
@@ -70,7 +65,8 @@ TEST(SandboxTool, ScaledHonoursCountAndSeed)
         ASSERT_EQ(result.exitCode, 0) << result.err.constData();
         EXPECT_TRUE(result.out.startsWith("export TESSARY_SYSTEM_ROOT='")) << result.out.constData();
         EXPECT_TRUE(result.err.contains("made 250 plug-ins (50 disabled)")) << result.err.constData();
-        const QJsonArray plugins = readJson(manifest).value(QStringLiteral("plugins")).toArray();
+        const QJsonArray plugins =
+            QJsonDocument::fromJson(VTTestSandbox::readFile(manifest)).object().value(QStringLiteral("plugins")).toArray();
         ASSERT_EQ(plugins.size(), 250);
         runs.append(QJsonDocument(plugins).toJson().replace(QFile::encodeName(temp.filePath(name)), "@"));
     }
