@@ -4,6 +4,7 @@
 #include "VTIconProvider.h"
 #include "VTOperationThreads.h"
 #include "VTOperations.h"
+#include "VTSheet.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -218,10 +219,5 @@ void VTAUValidationWindow::endAUValProgress()
 
 void VTAUValidationWindow::showSheet(const QString &messageText, const QString &informativeText)
 {
-    // A sheet returns at once: the run goes on to its end meanwhile.
-    auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Tessary"), messageText, QMessageBox::Ok, this);
-    box->setInformativeText(informativeText);
-    box->setWindowModality(Qt::WindowModal);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    VTOpenSheet(this, QMessageBox::Warning, QStringLiteral("Tessary"), messageText, informativeText);
 }

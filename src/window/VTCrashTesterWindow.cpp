@@ -3,6 +3,7 @@
 #include "AppController.h"
 #include "VTAuthorization.h"
 #include "VTLog.h"
+#include "VTSheet.h"
 
 #include <QCloseEvent>
 #include <QComboBox>
@@ -137,11 +138,7 @@ void VTCrashTesterWindow::showStatus(const QString &text)
 
 void VTCrashTesterWindow::showSheet(const QString &message, const QString &informativeText)
 {
-    auto *box = new QMessageBox(QMessageBox::Warning, windowTitle(), message, QMessageBox::Ok, this);
-    box->setInformativeText(informativeText);
-    box->setWindowModality(Qt::WindowModal);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    VTOpenSheet(this, QMessageBox::Warning, windowTitle(), message, informativeText);
 }
 
 void VTCrashTesterWindow::endCrashTestProgress()

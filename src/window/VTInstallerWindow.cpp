@@ -4,6 +4,7 @@
 #include "VTKeychain.h"
 #include "VTLocalPaths.h"
 #include "VTPath.h"
+#include "VTSheet.h"
 #include "VTUserDefaults.h"
 #include "VTUserInterface.h"
 
@@ -229,10 +230,6 @@ void VTInstallerWindow::stopSpinner()
 void VTInstallerWindow::showSheet(const QString &messageText, const QString &informativeText)
 {
     const bool success = messageText == QLatin1String("Installer created");
-    auto *box = new QMessageBox(success ? QMessageBox::Information : QMessageBox::Warning, windowTitle(), messageText,
-                                QMessageBox::Ok, this);
-    box->setInformativeText(informativeText);
-    box->setWindowModality(Qt::WindowModal);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    VTOpenSheet(this, success ? QMessageBox::Information : QMessageBox::Warning, windowTitle(), messageText,
+                informativeText);
 }

@@ -2,7 +2,7 @@
 // certificates made by openssl.
 
 #include "VTKeychain.h"
-#include "VTLog.h"
+#include "VTTestLog.h"
 #include "VTTestProcess.h"
 #include "VTTestSandbox.h"
 
@@ -55,10 +55,7 @@ TEST(VTKeychain, CommonNamesOfEveryCertificateInSearchOrderAndNonCertificatesLog
 
     EXPECT_EQ(VTKeychain::certificateNames(),
               (QStringList{QStringLiteral("Developer ID: Ann"), QStringLiteral("Ann Test"), QStringLiteral("Bo")}));
-    VTLog::finishWriting();
-    QFile log(VTLog::currentLogPath());
-    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
-    const QString text = QString::fromUtf8(log.readAll());
+    const QString text = VTTest::logText();
     EXPECT_EQ(text.count(QStringLiteral("Unable to create keychain certificate from data: ")), 1) << text.toStdString();
     EXPECT_TRUE(text.contains(QStringLiteral("b-junk.keychain"))) << text.toStdString();
 }

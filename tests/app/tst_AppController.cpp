@@ -1,11 +1,11 @@
-// The application controller's reload queue, with a window (an event loop on
-// the main thread and a scripted outline) and without one.
+// The application controller's reload queue with a window: an event loop on
+// the main thread and a scripted outline. Runs without an event loop are the
+// command line's, which the end-to-end and crash tester tests drive.
 
 #include "CatalogueTestSupport.h"
 
 #include "AppController.h"
 #include "VTMainThread.h"
-#include "VTUserDefaults.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -15,6 +15,18 @@
 #include <thread>
 
 using namespace VTSandboxKind;
+
+namespace {
+
+QStringList titles(const QList<ItemPtr> &items)
+{
+    QStringList names;
+    for (const ItemPtr &item : items)
+        names.append(item->displayTitle());
+    return names;
+}
+
+} // namespace
 
 class AppControllerTest : public CatalogueSandbox
 {
@@ -72,25 +84,14 @@ TEST_F(AppControllerTest, WindowReloadKeepsSortingExpansionAndSelection)
                          pluginNamed(tree.allPlugins(), QStringLiteral("Synth One.vst")),
                          tree.groupMatchingSubdir(QStringLiteral("Color/Warm"))});
     ASSERT_EQ(m_view->selectedItems().size(), 3);
-    const QStringList topLevel = [&] {
-        QStringList names;
-        for (const ItemPtr &item : tree.dataArray())
-            names.append(item->displayTitle());
-        return names;
-    }();
+    const QStringList topLevel = titles(tree.dataArray());
 
     reloadAndWait(controller);
     EXPECT_NE(tree.groupMatchingSubdir(QStringLiteral("Color")), color) << "a reload makes new records";
-    QStringList names;
-    for (const ItemPtr &item : tree.dataArray())
-        names.append(item->displayTitle());
-    EXPECT_EQ(names, topLevel);
+    EXPECT_EQ(titles(tree.dataArray()), topLevel);
     EXPECT_EQ(m_view->indicator, std::make_pair(QStringLiteral("colName"), true));
     EXPECT_TRUE(m_view->isExpanded(tree.groupMatchingSubdir(QStringLiteral("Color"))));
-    QStringList selected;
-    for (const ItemPtr &item : m_view->selectedItems())
-        selected.append(item->displayTitle());
-    EXPECT_EQ(selected, (QStringList{QStringLiteral("Warm"), QStringLiteral("Tint")}))
+    EXPECT_EQ(titles(m_view->selectedItems()), (QStringList{QStringLiteral("Warm"), QStringLiteral("Tint")}))
         << "the top-level plug-in is deliberately not selected again";
     const QStringList statistics = static_cast<RecordingInterface &>(controller.userInterface()).statistics();
     EXPECT_EQ(statistics.last(), QStringLiteral("%1 plugins, %2 enabled")
@@ -125,18 +126,4 @@ TEST_F(AppControllerTest, RacingReloadsNeverCorruptTheTree)
     ASSERT_EQ(finished, 12) << "the reloads did not all finish within two minutes";
     EXPECT_EQ(outline(controller.outlineViewController().dataArray()), expected);
     EXPECT_EQ(controller.allPlugins().size(), builder().manifest().plugins.size());
-}
-
-TEST_F(AppControllerTest, WithoutAnEventLoopNothingWaitsOnTheMainThread)
-{
-    m_controller = std::make_unique<AppController>(std::make_unique<RecordingInterface>(), false);
-    // The reload runs on the queue's thread while this thread only waits: a
-    // step queued to the main thread would never run.
-    m_controller->reloadData();
-    m_controller->waitForReloads();
-    EXPECT_EQ(m_controller->allPlugins().size(), builder().manifest().plugins.size());
-    EXPECT_FALSE(m_controller->outlineViewController().isReloading());
-    EXPECT_FALSE(m_controller->outlineViewController().hasGUI());
-    m_controller->loadPluginData();
-    EXPECT_EQ(m_controller->allPlugins().size(), builder().manifest().plugins.size());
 }

@@ -2,10 +2,10 @@
 // second start hands its files to the first over D-Bus.
 
 #include "VTSingleInstance.h"
+#include "VTTestBus.h"
 
 #include <QDBusConnection>
 #include <QDir>
-#include <QProcess>
 #include <QSignalSpy>
 
 #include <thread>
@@ -17,25 +17,11 @@ namespace {
 class SingleInstance : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                                                       QStringLiteral("--print-address")});
-        ASSERT_TRUE(m_daemon.waitForStarted(30000)) << "dbus-daemon (package dbus) is needed";
-        while (!m_daemon.canReadLine())
-            ASSERT_TRUE(m_daemon.waitForReadyRead(30000));
-        m_address = QString::fromUtf8(m_daemon.readLine().trimmed());
-    }
-    void TearDown() override
-    {
-        m_daemon.terminate();
-        m_daemon.waitForFinished(30000);
-    }
+    void SetUp() override { ASSERT_FALSE(m_bus.address().isEmpty()) << "dbus-daemon (package dbus) is needed"; }
 
-    QDBusConnection connect(const QString &name) { return QDBusConnection::connectToBus(m_address, name); }
+    QDBusConnection connect(const QString &name) { return QDBusConnection::connectToBus(m_bus.address(), name); }
 
-    QProcess m_daemon;
-    QString m_address;
+    VTTest::SessionBus m_bus;
 };
 
 TEST_F(SingleInstance, ASecondStartHandsItsFilesToTheFirst)

@@ -13,7 +13,6 @@
 #include "VTUserDefaults.h"
 
 #include <QDirIterator>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 
@@ -61,13 +60,18 @@ QMap<QString, QByteArray> tree(const QString &folder)
     return files;
 }
 
-// The property list as Python's plistlib reads it.
-QJsonObject readPlist(const QString &path)
+// Each original's files stand at its copy, byte for byte; answers how many
+// files that is.
+qsizetype expectCopies(const QMap<QString, QString> &copies)
 {
-    const QString script = qEnvironmentVariable("TESSARY_SOURCE_DIR") + QStringLiteral("/tests/common/read_plist.py");
-    const VTTest::Run python = VTTest::run(QStringLiteral("python3"), {script, path});
-    EXPECT_EQ(python.exitCode, 0) << python.err.toStdString();
-    return QJsonDocument::fromJson(python.out).object();
+    qsizetype files = 0;
+    for (auto it = copies.begin(); it != copies.end(); ++it) {
+        const auto original = tree(it.key());
+        EXPECT_FALSE(original.isEmpty());
+        EXPECT_EQ(tree(it.value()), original) << it.value().toStdString();
+        files += original.size();
+    }
+    return files;
 }
 
 class InstallerBuildTest : public CatalogueSandbox
@@ -114,13 +118,8 @@ protected:
 TEST_F(InstallerBuildTest, LaysOutSelectionWritesSettingsAndSigns)
 {
     const GroupPtr color = topLevel(QStringLiteral("Color"))->asGroup();
-    ASSERT_TRUE(color);
-    ItemPtr warm;
-    for (const ItemPtr &child : color->children()) {
-        if (child->asPlugin() && child->asPlugin()->pluginPath() == m_warm)
-            warm = child;
-    }
-    ASSERT_TRUE(warm);
+    const PluginPtr warm = pluginNamed(catalogue().allPlugins(), QStringLiteral("Warm.fxplug"));
+    ASSERT_TRUE(color && warm && warm->pluginPath() == m_warm);
     // The group, a plug-in inside it once more, and one for all users.
     const QStringList files = VTInstallerSettings::fileList({color, warm, topLevel(QStringLiteral("Synth"))});
     EXPECT_EQ(files.size(), 3) << files.join(u'\n').toStdString();
@@ -151,31 +150,23 @@ TEST_F(InstallerBuildTest, LaysOutSelectionWritesSettingsAndSigns)
     EXPECT_FALSE(QFile::exists(destination + QStringLiteral("/old")));
 
     const QString structure = destination + QStringLiteral("/Contents/Resources/PluginStructure");
-    const QMap<QString, QString> expected{
-        {m_warm, structure + QStringLiteral("/Users/user/Library/Plug-Ins/FxPlug/Color/Warm.fxplug")},
-        {m_cool, structure + QStringLiteral("/Users/user/Library/Plug-Ins/FxPlug/Color/Cool.fxplug")},
-        {m_synth, structure + QStringLiteral("/Library/Audio/Plug-Ins/VST/Synth.vst")},
-    };
-    qsizetype copied = 0;
-    for (auto it = expected.begin(); it != expected.end(); ++it) {
-        const auto original = tree(it.key());
-        EXPECT_FALSE(original.isEmpty());
-        EXPECT_EQ(tree(it.value()), original) << it.value().toStdString();
-        copied += original.size();
-    }
-    EXPECT_EQ(tree(structure).size(), copied) << "nothing else below PluginStructure";
+    EXPECT_EQ(tree(structure).size(),
+              expectCopies({{m_warm, structure + QStringLiteral("/Users/user/Library/Plug-Ins/FxPlug/Color/Warm.fxplug")},
+                            {m_cool, structure + QStringLiteral("/Users/user/Library/Plug-Ins/FxPlug/Color/Cool.fxplug")},
+                            {m_synth, structure + QStringLiteral("/Library/Audio/Plug-Ins/VST/Synth.vst")}}))
+        << "nothing else below PluginStructure";
 
     const QString resources = destination + QStringLiteral("/Contents/Resources/");
     for (const QString &name : {QStringLiteral("License.txt"), QStringLiteral("Back.png"), QStringLiteral("Box.icns")})
         EXPECT_TRUE(QFile::exists(resources + name)) << name.toStdString();
-    const QJsonObject written = readPlist(resources + QStringLiteral("InstallerSettings.plist"));
+    const QJsonObject written = VTTest::plistlibRead(resources + QStringLiteral("InstallerSettings.plist")).toObject();
     EXPECT_EQ(written, (QJsonObject{{QStringLiteral("VTPluginName"), QStringLiteral("Color")},
                                     {QStringLiteral("VTPluginVersion"), QStringLiteral("2.1")},
                                     {QStringLiteral("VTPluginAuthor"), QStringLiteral("Ann")},
                                     {QStringLiteral("VTEULAPath"), QStringLiteral("License.txt")},
                                     {QStringLiteral("VTBgImagePath"), QStringLiteral("Back.png")},
                                     {QStringLiteral("removeBranding"), true}}));
-    const QJsonObject info = readPlist(destination + QStringLiteral("/Contents/Info.plist"));
+    const QJsonObject info = VTTest::plistlibRead(destination + QStringLiteral("/Contents/Info.plist")).toObject();
     EXPECT_EQ(info.value(QStringLiteral("CFBundleIconFile")).toString(), QStringLiteral("Box.icns"));
     EXPECT_EQ(info.value(QStringLiteral("CFBundleIdentifier")).toString(), QStringLiteral("com.vantorel.PluginInstaller"));
 
@@ -205,7 +196,7 @@ TEST_F(InstallerBuildTest, FailedSigningKeepsTheUnsignedInstallerAndAMissingLice
                            QStringLiteral("stop")}));
     EXPECT_TRUE(QFile::exists(installer + QStringLiteral("/Contents/Resources/PluginStructure/Library/Audio/Plug-Ins/VST/Synth.vst")));
     EXPECT_FALSE(QFile::exists(installer + QStringLiteral("/Contents/Resources/Gone.txt")));
-    const QJsonObject written = readPlist(installer + QStringLiteral("/Contents/Resources/InstallerSettings.plist"));
+    const QJsonObject written = VTTest::plistlibRead(installer + QStringLiteral("/Contents/Resources/InstallerSettings.plist")).toObject();
     EXPECT_EQ(written.keys(), (QStringList{QStringLiteral("VTPluginAuthor"), QStringLiteral("VTPluginName"), QStringLiteral("VTPluginVersion")}));
 
     // No signing tool at all is a failure with its own text.
@@ -269,16 +260,9 @@ TEST_F(InstallerBuildTest, TheBuiltInstallerPutsEveryPluginInPlaceInAnotherSyste
         VTTest::run(installer + QStringLiteral("/Contents/MacOS/Plugin Installer"), {QStringLiteral("--install")}, options);
     EXPECT_EQ(install.exitCode, 0) << install.out.toStdString() << install.err.toStdString();
 
-    const QMap<QString, QString> installed{
-        {m_warm, home + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Warm.fxplug")},
-        {m_cool, home + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Cool.fxplug")},
-        {m_synth, root + QStringLiteral("/Library/Audio/Plug-Ins/VST/Synth.vst")},
-    };
-    for (auto it = installed.begin(); it != installed.end(); ++it) {
-        const auto original = tree(it.key());
-        EXPECT_FALSE(original.isEmpty());
-        EXPECT_EQ(tree(it.value()), original) << it.value().toStdString();
-    }
+    expectCopies({{m_warm, home + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Warm.fxplug")},
+                  {m_cool, home + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Cool.fxplug")},
+                  {m_synth, root + QStringLiteral("/Library/Audio/Plug-Ins/VST/Synth.vst")}});
 }
 
 } // namespace

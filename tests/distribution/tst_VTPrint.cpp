@@ -3,9 +3,8 @@
 #include "CatalogueTestSupport.h"
 
 #include "VTPrint.h"
-
-#include <QGuiApplication>
 #include "VTTestProcess.h"
+
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -118,10 +117,3 @@ TEST_F(PrintTest, EmptyCatalogueMarkupNamesAndReprinting)
 }
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QGuiApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -9,7 +9,6 @@
 #include "VTTestSandbox.h"
 #include "VTWidgetTest.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
@@ -74,10 +73,3 @@ TEST(PluginInstallerWindowTest, TheLicenceGatesInstallAndAnIgnoredCopyStaysInsta
 }
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

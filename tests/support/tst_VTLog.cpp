@@ -75,15 +75,6 @@ QStringList allEntryTexts(const QString &folder, const QString &name, int *renew
     return texts;
 }
 
-VTTest::Run runProbe(const QStringList &prefix, const QStringList &arguments, const QProcessEnvironment &environment)
-{
-    const QStringList command = prefix + QStringList{QStringLiteral(TESSARY_SUPPORT_PROBE)} + arguments;
-    VTTest::RunOptions options;
-    options.environment = environment;
-    options.mergeOutput = true;
-    return VTTest::run(command.first(), command.mid(1), options);
-}
-
 } // namespace
 
 TEST(VTLog, HeaderAndEntryFormat)
@@ -159,38 +150,6 @@ TEST(VTLog, EachNewLogShiftsTheOlderOnes)
     EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 5);
 }
 
-TEST(VTLog, FullLogContinuesInANewOne)
-{
-    TestSandbox sandbox;
-    VTLog::createNewLog(QStringLiteral("Full"));
-    const QString padding(80, u'x');
-    const int count = 7000; // about 700 KB
-    for (int i = 0; i < count; ++i)
-        VTLog::appendLog(QStringLiteral("%1 %2").arg(i, 5, 10, QLatin1Char('0')).arg(padding));
-    VTLog::finishWriting();
-
-    const QString folder = expectedFolder(sandbox);
-    const QString full = numbered(folder, QStringLiteral("Full"), 2);
-    const QString current = numbered(folder, QStringLiteral("Full"), 1);
-    const qint64 fullSize = QFileInfo(full).size();
-    EXPECT_GE(fullSize, VTLog::MaximumLogBytes);
-    EXPECT_LT(fullSize, VTLog::MaximumLogBytes + 200); // ends with the entry that crossed the limit
-    EXPECT_FALSE(QFile::exists(numbered(folder, QStringLiteral("Full"), 3)));
-
-    // The new log has its header, then says why it was started.
-    const QStringList currentLines = lines(current);
-    ASSERT_GT(currentLines.size(), 6);
-    EXPECT_TRUE(currentLines[0].startsWith(QStringLiteral("Log started: ")));
-    EXPECT_EQ(currentLines[4], QStringLiteral("Running in 64-bit mode"));
-    EXPECT_EQ(entryTexts(current).value(0), QStringLiteral("Log truncated at 500KB"));
-
-    // Nothing lost, nothing doubled, order kept across the two files.
-    QStringList texts = entryTexts(full) + entryTexts(current).mid(1);
-    ASSERT_EQ(texts.size(), count);
-    for (int i = 0; i < count; ++i)
-        ASSERT_TRUE(texts[i].startsWith(QStringLiteral("%1 ").arg(i, 5, 10, QLatin1Char('0')))) << i;
-}
-
 TEST(VTLog, DisableLoggingInTheSuitePreferencesTurnsItOff)
 {
     TestSandbox sandbox;
@@ -213,7 +172,7 @@ TEST(VTLog, DisableLoggingInTheSuitePreferencesTurnsItOff)
     EXPECT_EQ(entryTexts(path), QStringList{QStringLiteral("written")});
 }
 
-TEST(VTLog, EntriesFromManyThreadsAreWrittenOnce)
+TEST(VTLog, EntriesFromManyThreadsAreWrittenOnceAndAFullLogContinuesInANewOne)
 {
     TestSandbox sandbox;
     VTLog::createNewLog(QStringLiteral("Threads"));
@@ -234,19 +193,36 @@ TEST(VTLog, EntriesFromManyThreadsAreWrittenOnce)
         worker.join();
     VTLog::finishWriting();
 
+    // Nothing lost, nothing doubled, each thread's order kept across the files.
+    const QString folder = expectedFolder(sandbox);
     std::vector<std::vector<int>> seen(threads);
     int renewals = 0;
-    for (const QString &text : allEntryTexts(expectedFolder(sandbox), QStringLiteral("Threads"), &renewals)) {
+    for (const QString &text : allEntryTexts(folder, QStringLiteral("Threads"), &renewals)) {
         const QStringList words = text.split(u' ');
         ASSERT_GE(words.size(), 4) << text.toStdString();
         seen[words[1].toInt()].push_back(words[3].toInt());
     }
-    EXPECT_GE(renewals, 2);
+    ASSERT_GE(renewals, 2);
     for (int t = 0; t < threads; ++t) {
         ASSERT_EQ(seen[t].size(), size_t(perThread)) << "thread " << t;
         for (int i = 0; i < perThread; ++i)
             ASSERT_EQ(seen[t][i], i) << "thread " << t << " out of order";
     }
+    // A full log ends with the entry that crossed the limit; the next one has
+    // its header, then says why it was started.
+    for (int number = 1; number <= renewals + 1; ++number) {
+        const QString path = numbered(folder, QStringLiteral("Threads"), number);
+        if (number > 1) {
+            EXPECT_GE(QFileInfo(path).size(), VTLog::MaximumLogBytes) << number;
+            EXPECT_LT(QFileInfo(path).size(), VTLog::MaximumLogBytes + 200) << number;
+        }
+        EXPECT_TRUE(lines(path).value(0).startsWith(QStringLiteral("Log started: "))) << number;
+        EXPECT_EQ(lines(path).value(4), QStringLiteral("Running in 64-bit mode")) << number;
+        if (number <= renewals) {
+            EXPECT_EQ(entryTexts(path).value(0), QStringLiteral("Log truncated at 500KB")) << number;
+        }
+    }
+    EXPECT_FALSE(QFile::exists(numbered(folder, QStringLiteral("Threads"), renewals + 2)));
 }
 
 TEST(VTLog, AppendingDoesNotWaitForTheDisk)
@@ -297,38 +273,29 @@ TEST(VTLog, AppendingDoesNotWaitForTheDisk)
     EXPECT_EQ(received.count("stalled entry "), threads * perThread);
 }
 
-TEST(VTLog, AnotherProcessLosesNothingWhenItReturnsFromMain)
+TEST(VTLog, AnotherProcessOfAnOrdinaryUserLosesNothingWhenItReturnsFromMain)
 {
     TestSandbox sandbox;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    const int count = 20000;
-    const VTTest::Run run = runProbe({}, {QStringLiteral("log"), QStringLiteral("Probe"), QString::number(count)},
-                                  environment);
-    ASSERT_EQ(run.exitCode, 0) << run.out.toStdString();
-    const QStringList texts = allEntryTexts(expectedFolder(sandbox), QStringLiteral("Probe"));
-    ASSERT_EQ(texts.size(), count);
-    EXPECT_EQ(texts.first(), QStringLiteral("probe entry 0"));
-    EXPECT_EQ(texts.last(), QStringLiteral("probe entry %1").arg(count - 1));
-}
-
-TEST(VTLog, AnOrdinaryUserLogsInTheirOwnLibrary)
-{
-    TestSandbox sandbox;
-    QStringList prefix;
+    QStringList command{QStringLiteral(TESSARY_SUPPORT_PROBE), QStringLiteral("log"), QStringLiteral("User"),
+                        QStringLiteral("20000")};
     if (geteuid() == 0) {
         // Run the probe as an ordinary account against the sandbox.
         const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
         if (setpriv.isEmpty())
             GTEST_SKIP() << "setpriv is needed to run as an ordinary user";
-        prefix = {setpriv, QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-                  QStringLiteral("--clear-groups"), QStringLiteral("--")};
+        command = QStringList{setpriv, QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                              QStringLiteral("--clear-groups"), QStringLiteral("--")}
+            + command;
         chmod(QFile::encodeName(sandbox.path()).constData(), 0755);
         chmod(QFile::encodeName(sandbox.home()).constData(), 0777);
     }
-    const VTTest::Run run = runProbe(prefix, {QStringLiteral("log"), QStringLiteral("User"), QStringLiteral("3")},
-                                  QProcessEnvironment::systemEnvironment());
+    VTTest::RunOptions options;
+    options.mergeOutput = true;
+    const VTTest::Run run = VTTest::run(command.first(), command.mid(1), options);
     ASSERT_EQ(run.exitCode, 0) << run.out.toStdString();
-    const QString path = sandbox.home() + QStringLiteral("/Library/Logs/Vantorel/User.1.log");
-    EXPECT_EQ(entryTexts(path).size(), 3) << path.toStdString();
+    const QStringList texts = allEntryTexts(sandbox.home() + QStringLiteral("/Library/Logs/Vantorel"), QStringLiteral("User"));
+    ASSERT_EQ(texts.size(), 20000);
+    EXPECT_EQ(texts.first(), QStringLiteral("probe entry 0"));
+    EXPECT_EQ(texts.last(), QStringLiteral("probe entry 19999"));
     EXPECT_FALSE(QFile::exists(sandbox.root() + QStringLiteral("/Library/Logs")));
 }

@@ -6,11 +6,6 @@
 
 namespace {
 
-VTOSDetect::Version version(long major, long minor, long bugFix)
-{
-    return VTOSDetect::Version{major, minor, bugFix};
-}
-
 void expectVersion(const VTOSDetect::Version &actual, long major, long minor, long bugFix)
 {
     EXPECT_EQ(actual.major, major);
@@ -44,13 +39,13 @@ TEST(VTOSDetect, ComparisonRule)
         bool expected;
     };
     const Case cases[] = {
-        {"same version", version(10, 6, 3), 10, 6, 3, true},
-        {"higher bug-fix", version(10, 6, 4), 10, 6, 3, true},
-        {"equal major and minor, lower bug-fix", version(10, 6, 3), 10, 6, 4, false},
-        {"higher minor, lower bug-fix", version(10, 7, 0), 10, 6, 8, true},
-        {"higher major, lower minor and bug-fix", version(11, 0, 0), 10, 15, 7, true},
-        {"lower minor, higher bug-fix", version(10, 5, 9), 10, 6, 0, false},
-        {"lower major", version(9, 9, 9), 10, 0, 0, false},
+        {"same version", {10, 6, 3}, 10, 6, 3, true},
+        {"higher bug-fix", {10, 6, 4}, 10, 6, 3, true},
+        {"equal major and minor, lower bug-fix", {10, 6, 3}, 10, 6, 4, false},
+        {"higher minor, lower bug-fix", {10, 7, 0}, 10, 6, 8, true},
+        {"higher major, lower minor and bug-fix", {11, 0, 0}, 10, 15, 7, true},
+        {"lower minor, higher bug-fix", {10, 5, 9}, 10, 6, 0, false},
+        {"lower major", {9, 9, 9}, 10, 0, 0, false},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);

@@ -2,7 +2,7 @@
 #include "VTAUValTableModel.h"
 #include "VTAUValidationDisplay.h"
 #include "VTAUValidator.h"
-#include "VTLog.h"
+#include "VTTestLog.h"
 #include "VTUserDefaults.h"
 
 #include <QSignalSpy>
@@ -24,13 +24,6 @@ public:
     int ended = 0;
     QStringList sheets;
 };
-
-QString logText()
-{
-    VTLog::finishWriting();
-    QFile file(VTLog::currentLogPath());
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
 
 QStringList column(const VTAUValTableModel &model, int column)
 {
@@ -67,51 +60,50 @@ const QString couldNot = QStringLiteral("Audio Unit validation could not be comp
 
 } // namespace
 
-TEST(VTAUValidator, StartupFailuresShowTheirSheetAndKeepTheTable)
+TEST(VTAUValidator, EveryRunEndsItsProgressAndOneThatListsNoUnitsKeepsTheTable)
 {
-    {
-        AUValSandbox sandbox(false);
-        ValidationRun run;
-        run.preload();
-        EXPECT_FALSE(run.go());
-        EXPECT_EQ(run.display.sheets, QStringList{QStringLiteral("Unable to locate validator / ") + couldNot});
-        EXPECT_TRUE(logText().contains(QStringLiteral("Unable to locate auval utility. ") + couldNot));
-        EXPECT_EQ(run.display.ended, 1);
-        EXPECT_EQ(column(run.model, 0), QStringList{QStringLiteral("Earlier")});
-    }
-    {
-        AUValSandbox sandbox;
-        ASSERT_TRUE(sandbox.placed());
-        ValidationRun run;
-        EXPECT_FALSE(run.go()); // no listing file: the validator prints nothing
-        EXPECT_EQ(run.display.sheets, QStringList{QStringLiteral("Error: no data returned from validator / ") + couldNot});
-    }
-    {
-        AUValSandbox sandbox;
+    const QString dyn = QStringLiteral("aufx dcmp appl - Apple: Dyn");
+    const struct {
+        const char *name;
+        bool validator;
+        QStringList listing; // none when empty: the validator prints nothing
+        bool completed;
+        const char *sheet; // its message; the informative text is always couldNot
+        QStringList logged;
+        QStringList rows;
+    } cases[] = {
+        {"no validator", false, {}, false, "Unable to locate validator",
+         texts({"Unable to locate auval utility. Audio Unit validation could not be completed."}), texts({"Earlier"})},
+        {"no output", true, {}, false, "Error: no data returned from validator",
+         texts({"Error: no data returned from validator. Audio Unit validation could not be completed."}), texts({"Earlier"})},
         // Nine lines: eight unit lines and the empty one after the last "\n".
-        sandbox.setListing(QStringList(8, QStringLiteral("aufx dcmp appl - Apple: Dyn")) + QStringList{QString()});
+        {"nine lines", true, QStringList(8, dyn) + QStringList{QString()}, false, "Error: invalid data returned from validator",
+         texts({"Error: invalid data returned from validator. Audio Unit validation could not be completed.", "Items: ("}),
+         texts({"Earlier"})},
+        // Ten lines with the banner: no units, an empty table.
+        {"banner and one line", true, AUValSandbox::banner() + QStringList{dyn}, true, nullptr,
+         texts({"Validating audio units..."}), {}},
+        // A line of two words ends the run through the exception path.
+        {"two words", true, AUValSandbox::banner() + QStringList{dyn, QStringLiteral("aufx broken"), QStringLiteral("* * done")},
+         false, nullptr, texts({"Exception in -[AppController processAUValidation]."}), texts({"Earlier"})},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        AUValSandbox sandbox(c.validator);
+        ASSERT_EQ(sandbox.placed(), c.validator);
+        if (!c.listing.isEmpty())
+            sandbox.setListing(c.listing);
         ValidationRun run;
         run.preload();
-        EXPECT_FALSE(run.go());
-        EXPECT_EQ(run.display.sheets, QStringList{QStringLiteral("Error: invalid data returned from validator / ") + couldNot});
-        const QString log = logText();
-        EXPECT_TRUE(log.contains(QStringLiteral("Error: invalid data returned from validator. ") + couldNot));
-        EXPECT_TRUE(log.contains(QStringLiteral("Items: (")));
+        EXPECT_EQ(run.go(), c.completed);
+        EXPECT_EQ(run.display.sheets, c.sheet ? QStringList{QString::fromUtf8(c.sheet) + QStringLiteral(" / ") + couldNot} : QStringList());
+        const QString log = VTTest::logText();
+        for (const QString &line : c.logged)
+            EXPECT_TRUE(log.contains(line)) << line.toStdString();
         EXPECT_EQ(run.display.started, 1);
         EXPECT_EQ(run.display.ended, 1);
-        EXPECT_EQ(run.model.rowCount(), 1);
+        EXPECT_EQ(column(run.model, 0), c.rows);
     }
-}
-
-TEST(VTAUValidator, TenLinesWithTheBannerGiveAnEmptyTable)
-{
-    AUValSandbox sandbox;
-    sandbox.setListing(AUValSandbox::banner() + QStringList{QStringLiteral("aufx dcmp appl - Apple: Dyn")});
-    ValidationRun run;
-    run.preload();
-    EXPECT_TRUE(run.go());
-    EXPECT_TRUE(run.display.sheets.isEmpty());
-    EXPECT_EQ(run.model.rowCount(), 0);
 }
 
 TEST(VTAUValidator, ListLinesAreParsedAndSystemUnitsSkipped)
@@ -162,7 +154,7 @@ TEST(VTAUValidator, ExitStatusesMapToTheirStatusAndLogLine)
         got << unit->title() + QLatin1Char('=') + unit->status();
     EXPECT_EQ(got, texts({"Unit 0=OK", "Unit 1=General Error", "Unit 2=Fatal Error", "Unit 255=Failed",
                                 "Unit 3=Unknown", "Unit 4=Unauthorized", "Unit 5=Unauthorized", "Unit 9=Unknown"}));
-    const QString log = logText();
+    const QString log = VTTest::logText();
     for (const char *line : {"Unit 1 returned General Error", "Unit 2 returned Fatal Error",
                              "Unit 3 returned Unknown (return code 3)", "Unit 4 returned Unauthorized (open)",
                              "Unit 5 returned Unauthorized (init)", "Unit 255 returned Failed",
@@ -188,19 +180,6 @@ TEST(VTAUValidator, NeverMoreThanFiveValidationsAtOnce)
     EXPECT_EQ(sandbox.peakConcurrentRuns(), VTAUValidator::QueueWidth);
     for (const VTAudioUnitPtr &unit : run.model.units())
         EXPECT_EQ(unit->status(), QStringLiteral("OK"));
-}
-
-TEST(VTAUValidator, ALineOfTwoWordsEndsTheRunThroughTheExceptionPath)
-{
-    AUValSandbox sandbox;
-    sandbox.setBannerListing({QStringLiteral("aufx dcmp appl - Apple: Dyn"), QStringLiteral("aufx broken")});
-    ValidationRun run;
-    run.preload();
-    EXPECT_FALSE(run.go());
-    EXPECT_TRUE(logText().contains(QStringLiteral("Exception in -[AppController processAUValidation].")));
-    EXPECT_EQ(run.display.ended, 1);
-    EXPECT_TRUE(run.display.sheets.isEmpty());
-    EXPECT_EQ(column(run.model, 0), QStringList{QStringLiteral("Earlier")});
 }
 
 TEST(VTAUValTableModel, HeaderClicksToggleStoreAndClear)
@@ -245,5 +224,5 @@ TEST(VTAUValidator, InspectorShowsTheWholeReportOfOneUnit)
     EXPECT_TRUE(report.contains(QStringLiteral("Report of the stand-in validator for aufx dcmp appl")));
     EXPECT_TRUE(report.endsWith(QStringLiteral("\nResult: passed\n"))) << report.toStdString();
     EXPECT_EQ(VTAUValidator::inspectorTitle(unit), QStringLiteral("Dyn - Inspector"));
-    EXPECT_TRUE(logText().contains(QStringLiteral("Inspecting Dyn...")));
+    EXPECT_TRUE(VTTest::logText().contains(QStringLiteral("Inspecting Dyn...")));
 }

@@ -153,38 +153,32 @@ TEST(VTCrashTester, FindsTheKthCandidateAndLeavesOnlyItDisabled)
 
 TEST(VTCrashTester, FailuresEnableEveryCandidateAgainAndReload)
 {
-    {
-        SCOPED_TRACE("crashes with every candidate disabled");
-        CrashTestSandbox box(3, {QStringLiteral("*")});
+    const QString unable = QStringLiteral("Crash Tester was unable to discover the cause of the crash.|It is likely that "
+                                          "the crash is not caused by a plugin.");
+    const struct {
+        const char *name;
+        int candidates;
+        const char *crashOn;
+        int launches;
+        bool hostLeftRunning;
+        QString sheet;
+    } cases[] = {
+        {"crashes with every candidate disabled", 3, "*", 4, false, unable},
+        {"no candidates, crashing", 0, "*", 1, false, unable},
+        {"crash not reproduced", 2, "Absent.fxplug", 1, true,
+         QStringLiteral("Crash Tester has been unable to reproduce the crash. Test aborted.|Crash Tester is designed to "
+                        "locate plugins that crash at startup.")},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        CrashTestSandbox box(c.candidates, {QString::fromUtf8(c.crashOn)});
         ASSERT_TRUE(box.ready());
         EXPECT_TRUE(box.tester->runCrashTest().isEmpty());
-        EXPECT_EQ(box.tester->launchCount(), 4);
+        EXPECT_EQ(box.tester->launchCount(), c.launches);
         EXPECT_EQ(box.disabledOnDisk(), QStringList());
         EXPECT_EQ(box.catalogue->reloads, 1);
-        EXPECT_EQ(box.display.sheets, QStringList{QStringLiteral("Crash Tester was unable to discover the cause of the "
-                                                                 "crash.|It is likely that the crash is not caused by a plugin.")});
-    }
-    {
-        SCOPED_TRACE("no candidates, crashing");
-        CrashTestSandbox box(0, {QStringLiteral("*")});
-        ASSERT_TRUE(box.ready());
-        EXPECT_TRUE(box.tester->runCrashTest().isEmpty());
-        EXPECT_EQ(box.tester->launchCount(), 1);
-        EXPECT_EQ(box.display.sheets.value(0).section(u'|', 0, 0),
-                  QStringLiteral("Crash Tester was unable to discover the cause of the crash."));
-    }
-    {
-        SCOPED_TRACE("crash not reproduced");
-        CrashTestSandbox box(2, {QStringLiteral("Absent.fxplug")});
-        ASSERT_TRUE(box.ready());
-        EXPECT_TRUE(box.tester->runCrashTest().isEmpty());
-        EXPECT_EQ(box.tester->launchCount(), 1);
-        EXPECT_EQ(box.disabledOnDisk(), QStringList());
-        EXPECT_EQ(box.catalogue->reloads, 1);
-        EXPECT_EQ(box.display.sheets, QStringList{QStringLiteral(
-                                          "Crash Tester has been unable to reproduce the crash. Test aborted.|Crash "
-                                          "Tester is designed to locate plugins that crash at startup.")});
-        EXPECT_TRUE(VTHostProcesses::isRunning(HostIdentifier));
+        EXPECT_EQ(box.display.sheets, QStringList{c.sheet});
+        EXPECT_EQ(VTHostProcesses::isRunning(HostIdentifier), c.hostLeftRunning);
     }
 }
 

@@ -1,6 +1,5 @@
 #include "AUValSandbox.h"
-
-#include <QProcess>
+#include "VTTestProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -14,14 +13,8 @@ struct ProgramRun {
 // The built program, run on the sandbox the test process points at.
 ProgramRun runValidateAU()
 {
-    QProcess process;
-    process.start(qEnvironmentVariable("TESSARY_PROGRAM"), {QStringLiteral("-validateau")});
-    ProgramRun run;
-    if (!process.waitForFinished(120000))
-        return run;
-    run.exitCode = process.exitCode();
-    run.lines = QString::fromUtf8(process.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    return run;
+    const VTTest::Run run = VTTest::run(qEnvironmentVariable("TESSARY_PROGRAM"), {QStringLiteral("-validateau")});
+    return {run.exitCode, QString::fromUtf8(run.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts)};
 }
 
 } // namespace

@@ -7,7 +7,7 @@
 #include "VTMainThread.h"
 #include "VTPluginKind.h"
 #include "VTSandboxBuilder.h"
-#include "VTTestProcess.h"
+#include "VTTestBus.h"
 #include "VTTestSandbox.h"
 #include "VTWidgetTest.h"
 #include "VTWidgetInterface.h"
@@ -21,7 +21,6 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QStandardPaths>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -131,11 +130,8 @@ int main(int argc, char **argv)
     // A private session bus, set before anything connects to one. Started
     // with posix_spawn: a QProcess start on this thread would hide its later
     // hand-overs to the crash tester's worker from ThreadSanitizer.
-    VTTest::Process daemon;
-    const QString program = QStandardPaths::findExecutable(QStringLiteral("dbus-daemon"));
-    if (!program.isEmpty()
-        && daemon.start(program, {QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork")}))
-        s_busAddress = QString::fromUtf8(daemon.readLine(10000)).trimmed();
+    const VTTest::SessionBus bus;
+    s_busAddress = bus.address();
     if (!s_busAddress.isEmpty())
         qputenv("DBUS_SESSION_BUS_ADDRESS", s_busAddress.toUtf8());
     QApplication app(argc, argv);

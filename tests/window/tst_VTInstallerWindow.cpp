@@ -107,10 +107,3 @@ TEST(VTInstallerWindow, EmptySelectionFieldChecksAndSaveSheet)
 }
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -42,6 +42,8 @@
 #include <future>
 
 using namespace std::chrono_literals;
+using VTWidgetTest::answerNextWith;
+using VTWidgetTest::waitUntil;
 
 class MainWindowTest : public CatalogueSandbox
 {
@@ -79,13 +81,6 @@ protected:
         VTMainThread::setEventLoopRunning(false);
         CatalogueSandbox::TearDown();
     }
-
-    // Serves the event loop until `done` holds or a generous deadline passes.
-    static bool waitUntil(const std::function<bool()> &done) { return VTWidgetTest::waitUntil(done, 60s); }
-
-    // Answers the next alert sheet with the button titled `title`, from a
-    // timer inside the sheet's own event loop.
-    void answerNextAlertWith(const QString &title) { VTWidgetTest::answerNextWith(m_window.get(), title); }
 
     // The plug-in record of that name; none while a reload (the watcher's,
     // say) builds the tree, which only this thread may read between reloads.
@@ -173,19 +168,17 @@ TEST_F(MainWindowTest, AnAlertFromAWorkerIsAWindowModalSheet)
     QTimer answerer;
     answerer.setInterval(20);
     QObject::connect(&answerer, &QTimer::timeout, [&] {
-        for (QWidget *widget : QApplication::topLevelWidgets()) {
-            auto *box = qobject_cast<QMessageBox *>(widget);
-            if (!box || !box->isVisible())
-                continue;
-            answerer.stop();
-            modality = box->windowModality();
-            parent = box->parentWidget();
-            for (QAbstractButton *button : box->buttons())
-                titles.append(button->text());
-            for (QAbstractButton *button : box->buttons()) {
-                if (button->text() == QLatin1String("Keep Both"))
-                    button->click();
-            }
+        QMessageBox *box = VTWidgetTest::visibleMessageBox();
+        if (!box)
+            return;
+        answerer.stop();
+        modality = box->windowModality();
+        parent = box->parentWidget();
+        for (QAbstractButton *button : box->buttons())
+            titles.append(button->text());
+        for (QAbstractButton *button : box->buttons()) {
+            if (button->text() == QLatin1String("Keep Both"))
+                button->click();
         }
     });
     answerer.start();
@@ -267,7 +260,7 @@ TEST_F(MainWindowTest, ARowDraggedOntoAGroupAndAFileDroppedOnTheTreeEndUpInPlace
     files.setUrls({QUrl::fromLocalFile(notes)});
     EXPECT_FALSE(model.canDropMimeData(&files, Qt::CopyAction, -1, -1, QModelIndex()));
     files.setUrls({QUrl::fromLocalFile(download)});
-    answerNextAlertWith(QStringLiteral("Current User"));
+    answerNextWith(m_window.get(), QStringLiteral("Current User"));
     ASSERT_TRUE(model.dropMimeData(&files, Qt::CopyAction, -1, -1, QModelIndex()));
     const QString installed = m_env.homePath(QStringLiteral("Library/Plug-Ins/FxPlug/Drop Glow.fxplug"));
     EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(VTPath::join(installed, QStringLiteral("Contents/Info.plist"))); }))
@@ -351,7 +344,7 @@ TEST_F(MainWindowTest, PrintSheetPrintsTheListAndExportWritesTheChosenFormat)
     ASSERT_TRUE(jsonFile.open(QIODevice::ReadOnly));
     EXPECT_TRUE(QJsonDocument::fromJson(jsonFile.readAll()).isArray());
     // A folder that does not exist: an alert, nothing written.
-    answerNextAlertWith(QStringLiteral("OK"));
+    answerNextWith(m_window.get(), QStringLiteral("OK"));
     EXPECT_TRUE(m_window->exportListTo(VTPath::join(m_env.path(), QStringLiteral("missing/list.csv")), false).isEmpty());
 }
 
@@ -465,11 +458,4 @@ TEST_F(MainWindowTest, PreferencesApplyAtOnceAndLiftingTheAdminPasswordNeedsAuth
     preferences.ignoreFxFactoryBox()->click();
     EXPECT_EQ(VTUserDefaults::integerValue(QStringLiteral("ignoreFxFactory")), 1);
     EXPECT_EQ(&m_window->preferencesWindow(), &preferences) << "one preferences window";
-}
-
-int main(int argc, char **argv)
-{
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
 }

@@ -92,27 +92,20 @@ TEST_F(VTPremiereTest, InstallationFoundTwiceIsListedOnce)
     EXPECT_EQ(VTPremiere::premiereVersions(), (QStringList{QStringLiteral("5.0"), QStringLiteral("6.0")}));
 }
 
-TEST_F(VTPremiereTest, InstallationFoundByIdentifierComesFirst)
-{
-    const QString userFolder = m_sandbox.homePath(QStringLiteral("Applications"));
-    makeInstallation(userFolder, QStringLiteral("Adobe Premiere Pro CC"), version(QStringLiteral("7.0")));
-    // Found by the application folder search only (no matching identifier).
-    makeInstallation(applications(), QStringLiteral("Adobe Premiere Pro CS5"), version(QStringLiteral("5.0")),
-                     QStringLiteral("com.adobe.other"));
-    // The same version in both places is listed once.
-    makeInstallation(applications(), QStringLiteral("Adobe Premiere Pro CC"), version(QStringLiteral("7.0")),
-                     QStringLiteral("com.adobe.other"));
-
-    EXPECT_EQ(VTPremiere::premiereVersions(), (QStringList{QStringLiteral("7.0"), QStringLiteral("5.0")}));
-}
-
-TEST_F(VTPremiereTest, DuplicatesInTheIdentifiedFolderAreKept)
+TEST_F(VTPremiereTest, TheIdentifiedFolderComesFirstWithItsDuplicates)
 {
     const QString userFolder = m_sandbox.homePath(QStringLiteral("Applications"));
     makeInstallation(userFolder, QStringLiteral("Adobe Premiere Pro A"), version(QStringLiteral("7.0")));
     makeInstallation(userFolder, QStringLiteral("Adobe Premiere Pro B"), version(QStringLiteral("7.0")),
                      QStringLiteral("com.adobe.other"));
-    EXPECT_EQ(VTPremiere::premiereVersions(), (QStringList{QStringLiteral("7.0"), QStringLiteral("7.0")}));
+    // Found by the application folder search only (no matching identifier);
+    // a version the identified folder had is not listed again.
+    makeInstallation(applications(), QStringLiteral("Adobe Premiere Pro CS5"), version(QStringLiteral("5.0")),
+                     QStringLiteral("com.adobe.other"));
+    makeInstallation(applications(), QStringLiteral("Adobe Premiere Pro CC"), version(QStringLiteral("7.0")),
+                     QStringLiteral("com.adobe.other"));
+
+    EXPECT_EQ(VTPremiere::premiereVersions(), (QStringList{QStringLiteral("7.0"), QStringLiteral("7.0"), QStringLiteral("5.0")}));
 }
 
 TEST_F(VTPremiereTest, SuiteRuleReadsTheConfigurationFirst)

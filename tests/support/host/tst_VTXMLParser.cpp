@@ -1,8 +1,6 @@
-#include "VTLog.h"
+#include "VTTestLog.h"
 #include "VTTestSandbox.h"
 #include "VTXMLParser.h"
-
-#include <QFile>
 
 #include <gtest/gtest.h>
 
@@ -20,11 +18,7 @@ QString logOf(Action action)
     VTTestSandbox sandbox;
     VTLog::createNewLog(QStringLiteral("tst_VTXMLParser"));
     action();
-    VTLog::finishWriting();
-    QFile file(VTLog::currentLogPath());
-    if (!file.open(QIODevice::ReadOnly))
-        return QString();
-    return QString::fromUtf8(file.readAll());
+    return VTTest::logText();
 }
 
 const char *const kDocument = R"(<?xml version="1.0" encoding="UTF-8"?>

@@ -24,8 +24,8 @@ int main(int argc, char **argv)
         VTLog::createNewLog(QString::fromLocal8Bit(argv[2]));
         for (int round = 0; round < 2; ++round) {
             VTTaskNotification::postIncrementProgress();
-            VTTaskNotification::postTaskError(7);
-            VTTaskNotification::postTaskErrorString(QStringLiteral("probe"));
+            VTTaskNotification::postTaskError(-36);
+            VTTaskNotification::postTaskErrorString(QStringLiteral("Tessary: Kein Zugriff auf „Glow.fxplug“"));
             VTTaskNotification::postTaskFinished();
             VTTaskNotification::postDisconnect();
         }
