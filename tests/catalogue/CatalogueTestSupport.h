@@ -33,7 +33,7 @@
 using RecordingInterface = VTRecordingInterface;
 
 // The display titles of records, in order.
-inline QStringList titles(const QList<ItemPtr> &items)
+inline QStringList displayTitles(const QList<ItemPtr> &items)
 {
     QStringList result;
     for (const ItemPtr &item : items)

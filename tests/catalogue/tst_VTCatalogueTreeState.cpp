@@ -53,16 +53,16 @@ TEST_F(TreeState, ColumnClicksFollowTheClickRule)
     VTCatalogueSorter sorter(catalogue());
 
     sorter.didClickTableColumn(QStringLiteral("colName"));
-    EXPECT_TRUE(isSortedIgnoringCase(titles(catalogue().dataArray())));
+    EXPECT_TRUE(isSortedIgnoringCase(displayTitles(catalogue().dataArray())));
     EXPECT_EQ(VTUserDefaults::value(QStringLiteral("sortedColumn")).toString(), QStringLiteral("colName"));
     EXPECT_FALSE(VTUserDefaults::value(QStringLiteral("sortedDescending")).toBool());
     EXPECT_EQ(view().indicator, std::make_pair(QStringLiteral("colName"), false));
 
     sorter.didClickTableColumn(QStringLiteral("colName"));
-    EXPECT_TRUE(isSortedIgnoringCase(titles(catalogue().dataArray()), true));
+    EXPECT_TRUE(isSortedIgnoringCase(displayTitles(catalogue().dataArray()), true));
     EXPECT_TRUE(VTUserDefaults::value(QStringLiteral("sortedDescending")).toBool());
     // Groups sort their subtrees the same way.
-    QStringList colorChildren = titles(catalogue().groupMatchingSubdir(QStringLiteral("Color"))->children());
+    QStringList colorChildren = displayTitles(catalogue().groupMatchingSubdir(QStringLiteral("Color"))->children());
     EXPECT_EQ(colorChildren, (QStringList{QStringLiteral("Warm"), QStringLiteral("Tint"), QStringLiteral("Color Warp")}));
 
     sorter.didClickTableColumn(QStringLiteral("colVersion"));
@@ -99,7 +99,7 @@ TEST_F(TreeState, StoredSortingIsAppliedAndAFailedSortChangesNothing)
     EXPECT_EQ(VTCatalogueSorter::sortedColumn(), QStringLiteral("colName"));
     VTUserDefaults::setValue(QStringLiteral("sortedDescending"), true);
     sorter.applySorting();
-    EXPECT_TRUE(isSortedIgnoringCase(titles(catalogue().dataArray()), true));
+    EXPECT_TRUE(isSortedIgnoringCase(displayTitles(catalogue().dataArray()), true));
 
     const QString before = outline(catalogue().dataArray());
     view().failRedisplay = true;
@@ -154,7 +154,7 @@ TEST_F(TreeState, ArchitectureSelectionsPickPluginsLackingTheOther)
     reload();
     VTArchitectureSelection selection(catalogue());
     const auto selectedNames = [this] {
-        QStringList names = titles(view().selectedItems());
+        QStringList names = displayTitles(view().selectedItems());
         names.sort();
         return names;
     };

@@ -69,7 +69,7 @@ TEST(VTGroupItem, ChildrenParentsAndCounts)
     EXPECT_EQ(b->absoluteParent(), a);
     EXPECT_EQ(a->absoluteParent(), nullptr);
 
-    EXPECT_EQ(titles(a->allChildren()), split("B C leaf top"));
+    EXPECT_EQ(displayTitles(a->allChildren()), split("B C leaf top"));
     QStringList plugins;
     for (const PluginPtr &p : a->allPluginChildren())
         plugins.append(p->shortName());
@@ -142,11 +142,11 @@ TEST(VTGroupItem, FilteredCopyKeepsMatchesInOrderAndTheGroupsPlaces)
 
     const GroupPtr filtered = root->groupWithFilteredChildren(QStringLiteral("BLUR"));
     EXPECT_NE(filtered, root);
-    EXPECT_EQ(titles(filtered->children()),
+    EXPECT_EQ(displayTitles(filtered->children()),
               (QStringList{QStringLiteral("Gaussian Blur"), QStringLiteral("Blurs"), QStringLiteral("Stylize")}));
     // The title matched, so the group stays, with its children filtered.
     EXPECT_TRUE(filtered->children().at(1)->asGroup()->children().isEmpty());
-    EXPECT_EQ(titles(filtered->children().at(2)->asGroup()->children()), QStringList{QStringLiteral("Motion blur")});
+    EXPECT_EQ(displayTitles(filtered->children().at(2)->asGroup()->children()), QStringList{QStringLiteral("Motion blur")});
     // The originals are untouched, and the plug-ins are the same records.
     EXPECT_EQ(root->children().size(), 5);
     EXPECT_EQ(stylize->children().size(), 2);
@@ -168,17 +168,17 @@ TEST(VTGroupItem, SortsRecursivelyWithPluginsBeforeGroups)
 
     // Versions as text: "10.0" before "9.0".
     root->sortChildrenByVersion(false);
-    EXPECT_EQ(titles(root->children()), split("v10 v2 v9 Inner"));
-    EXPECT_EQ(titles(inner->children()), split("i10 i9"));
+    EXPECT_EQ(displayTitles(root->children()), split("v10 v2 v9 Inner"));
+    EXPECT_EQ(displayTitles(inner->children()), split("i10 i9"));
     root->sortChildrenByVersion(true);
-    EXPECT_EQ(titles(root->children()), split("Inner v9 v2 v10"));
-    EXPECT_EQ(titles(inner->children()), split("i9 i10"));
+    EXPECT_EQ(displayTitles(root->children()), split("Inner v9 v2 v10"));
+    EXPECT_EQ(displayTitles(inner->children()), split("i9 i10"));
 
     root->sortChildrenByStatus(false);
-    EXPECT_EQ(titles(root->children()), split("v10 v9 v2 Inner"));
+    EXPECT_EQ(displayTitles(root->children()), split("v10 v9 v2 Inner"));
 
     root->sortChildrenByName(false);
-    EXPECT_EQ(titles(root->children()), split("Inner v10 v2 v9"));
+    EXPECT_EQ(displayTitles(root->children()), split("Inner v10 v2 v9"));
 }
 
 TEST(VTGroupItem, SortsByTypeWithGroupAsANameAndByNameIgnoringCase)
@@ -187,10 +187,10 @@ TEST(VTGroupItem, SortsByTypeWithGroupAsANameAndByNameIgnoringCase)
                                          plugin("fx", Enabled, AllUsers, nullptr, FxPlug),
                                          plugin("au", Enabled, AllUsers, nullptr, AudioUnit)});
     root->sortChildrenByType(false);
-    EXPECT_EQ(titles(root->children()), split("au fx G vst"));
-    EXPECT_EQ(titles(VTCatalogueItem::sorted(root->children(), VTSortKey::Type, true)), split("vst G fx au"));
+    EXPECT_EQ(displayTitles(root->children()), split("au fx G vst"));
+    EXPECT_EQ(displayTitles(VTCatalogueItem::sorted(root->children(), VTSortKey::Type, true)), split("vst G fx au"));
     root->sortChildrenByName(true);
-    EXPECT_EQ(titles(root->children()), split("vst G fx au"));
+    EXPECT_EQ(displayTitles(root->children()), split("vst G fx au"));
 }
 
 class VTGroupItemOnDisk : public CatalogueSandbox
