@@ -21,7 +21,6 @@
 #include "VTSandboxBuilder.h"
 #include "VTTestSandbox.h"
 #include "VTRecordingInterface.h"
-#include "VTUserInterface.h"
 
 #include <QFile>
 #include <QSet>
@@ -29,10 +28,18 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <mutex>
 #include <stdexcept>
 
 using RecordingInterface = VTRecordingInterface;
+
+// The display titles of records, in order.
+inline QStringList displayTitles(const QList<ItemPtr> &items)
+{
+    QStringList result;
+    for (const ItemPtr &item : items)
+        result.append(item->displayTitle());
+    return result;
+}
 
 class ScriptedCatalogueView final : public VTCatalogueView
 {

@@ -1,10 +1,11 @@
 // Building the tree by hand: group chains, placing plug-ins, lookups,
-// search, and the hand-over of additions to the main thread.
+// search, and the hand-over of additions to the main thread. Finding the
+// record of a path on disk is what every command-line command does first:
+// the end-to-end tests prove it on enabled, disabled and grouped plug-ins.
 
 #include "CatalogueTestSupport.h"
 
 #include "VTMainThread.h"
-#include "VTPluginKind.h"
 
 #include <QCoreApplication>
 
@@ -82,24 +83,6 @@ TEST_F(OutlineViewControllerTest, PluginsArePlacedIntoTheirGroupChains)
     EXPECT_EQ(VTCatalogueLoader::countTotalItemsInArray(tree.dataArray()), 5);
     EXPECT_EQ(VTCatalogueLoader::countTotalItemsInArray(tree.dataArray(), 2), 4) << "stops once the limit is reached";
     EXPECT_EQ(VTCatalogueLoader::countTotalEnabledItemsInArray(tree.dataArray()), 4);
-}
-
-TEST_F(OutlineViewControllerTest, PluginFromPathFindsEnabledAndDisabledRecords)
-{
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("Loose"));
-    VTBundleOptions grouped;
-    grouped.group = QStringLiteral("Color/Warm");
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("Warm"), grouped);
-    grouped.enabled = false;
-    builder().addBundle(FxPlug, AllUsers, QStringLiteral("Cold"), grouped);
-    reload();
-    for (const VTSandboxPlugin &built : builder().manifest().plugins) {
-        const PluginPtr found = catalogue().pluginFromPath(built.path);
-        ASSERT_TRUE(found) << built.path.toStdString();
-        EXPECT_EQ(found->fileName(), built.fileName);
-        EXPECT_EQ(found->pluginEnabled(), built.enabled ? 1 : 0);
-    }
-    EXPECT_FALSE(catalogue().pluginFromPath(VTPath::join(builder().folder(FxPlug, AllUsers), QStringLiteral("None.fxplug"))));
 }
 
 TEST_F(OutlineViewControllerTest, SearchFiltersAndClearingRestoresTheExactTopLevel)

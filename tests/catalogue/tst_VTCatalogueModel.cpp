@@ -11,12 +11,6 @@ using Column = VTCatalogueModel::Column;
 class VTCatalogueModelTest : public CatalogueSandbox
 {
 protected:
-    void SetUp() override
-    {
-        CatalogueSandbox::SetUp();
-        builder().demo();
-    }
-
     // Every index of the model, depth first.
     static QList<QModelIndex> allIndexes(const QAbstractItemModel &model, const QModelIndex &parent = QModelIndex())
     {
@@ -32,6 +26,7 @@ protected:
 
 TEST_F(VTCatalogueModelTest, StaysConsistentThroughReloadsAndSearches)
 {
+    builder().demo();
     VTCatalogueModel model(catalogue());
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     reload();
@@ -61,8 +56,9 @@ TEST_F(VTCatalogueModelTest, StaysConsistentThroughReloadsAndSearches)
     EXPECT_EQ(allIndexes(model).size(), rows.size());
 }
 
-TEST_F(VTCatalogueModelTest, ColumnsShowTheRecordsValues)
+TEST_F(VTCatalogueModelTest, ColumnsShowTheRecordsValuesExceptWhileReloading)
 {
+    builder().demo();
     VTCatalogueModel model(catalogue());
     reload();
     const GroupPtr color = catalogue().groupMatchingSubdir(QStringLiteral("Color"));
@@ -90,20 +86,16 @@ TEST_F(VTCatalogueModelTest, ColumnsShowTheRecordsValues)
         EXPECT_EQ(VTCatalogueModel::columnForIdentifier(identifier), column);
     }
     EXPECT_EQ(VTCatalogueModel::columnIdentifier(Column::ColUser), QStringLiteral("colUser"));
-}
 
-TEST_F(VTCatalogueModelTest, AnswersNothingWhileReloading)
-{
-    VTCatalogueModel model(catalogue());
-    reload();
+    // While a reload owns the tree the model answers nothing.
     const QModelIndex first = model.index(0, 0);
-    const QModelIndex color = model.indexForItem(catalogue().groupMatchingSubdir(QStringLiteral("Color")).get());
-    const QModelIndex child = model.index(0, 0, color);
+    const QModelIndex colorRow = model.indexForItem(color.get());
+    const QModelIndex child = model.index(0, 0, colorRow);
     ASSERT_TRUE(first.isValid() && child.isValid());
     catalogue().setIsReloading(true);
     EXPECT_EQ(model.rowCount(), 0);
-    EXPECT_EQ(model.rowCount(color), 0);
-    EXPECT_FALSE(model.hasChildren(color));
+    EXPECT_EQ(model.rowCount(colorRow), 0);
+    EXPECT_FALSE(model.hasChildren(colorRow));
     EXPECT_FALSE(model.index(0, 0).isValid());
     EXPECT_FALSE(model.data(first).isValid());
     EXPECT_FALSE(model.parent(child).isValid());

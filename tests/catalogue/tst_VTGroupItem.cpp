@@ -1,39 +1,30 @@
 #include "CatalogueTestSupport.h"
 
-#include "VTGroupItem.h"
-#include "VTPluginItem.h"
 #include "VTPluginKind.h"
 
 namespace {
 
 using namespace VTPluginKind;
 
-PluginPtr plugin(const QString &name, qint64 enabled = Enabled, qint64 access = AllUsers,
-                 const QString &version = QString(), qint64 type = FxPlug)
+PluginPtr plugin(const char *name, qint64 enabled = Enabled, qint64 access = AllUsers, const char *version = nullptr,
+                 qint64 type = FxPlug)
 {
     VTPluginItem::ArchivedFields fields;
-    fields.shortName = name;
-    fields.fileName = name + QStringLiteral(".fxplug");
-    fields.version = version;
+    fields.shortName = QString::fromUtf8(name);
+    fields.fileName = fields.shortName + QStringLiteral(".fxplug");
+    fields.version = QString::fromUtf8(version);
     fields.pluginEnabled = enabled;
     fields.pluginAccess = access;
     fields.pluginType = type;
     return VTPluginItem::fromArchivedFields(fields);
 }
 
-GroupPtr group(const QString &title, std::initializer_list<ItemPtr> children = {})
+GroupPtr group(const char *title, std::initializer_list<ItemPtr> children = {})
 {
-    GroupPtr result = VTGroupItem::create(title, QStringLiteral("/G/") + title, title);
+    const QString name = QString::fromUtf8(title);
+    GroupPtr result = VTGroupItem::create(name, QStringLiteral("/G/") + name, name);
     for (const ItemPtr &child : children)
         result->addChild(child);
-    return result;
-}
-
-QStringList titles(const QList<ItemPtr> &items)
-{
-    QStringList result;
-    for (const ItemPtr &item : items)
-        result.append(item->displayTitle());
     return result;
 }
 
@@ -44,62 +35,41 @@ QStringList split(const char *names)
 
 } // namespace
 
-TEST(VTGroupItem, EnabledStateOfMixedChildren)
+TEST(VTGroupItem, EnabledStateAndAccessOfMixedChildren)
 {
-    EXPECT_EQ(group(QStringLiteral("Empty"))->groupEnabled(), Mixed);
-    EXPECT_EQ(group(QStringLiteral("On"), {plugin(QStringLiteral("a")), plugin(QStringLiteral("b"))})->groupEnabled(), Enabled);
-    EXPECT_EQ(group(QStringLiteral("Both"), {plugin(QStringLiteral("a")), plugin(QStringLiteral("b"), Disabled)})->groupEnabled(),
-              Mixed);
-    const GroupPtr off = group(QStringLiteral("Off"), {plugin(QStringLiteral("a"), Disabled), plugin(QStringLiteral("b"), Disabled)});
-    EXPECT_EQ(group(QStringLiteral("Outer"), {off})->groupEnabled(), Disabled);
-    EXPECT_EQ(group(QStringLiteral("Outer"), {off, plugin(QStringLiteral("c"))})->groupEnabled(), Mixed);
+    EXPECT_EQ(group("Empty")->groupEnabled(), Mixed);
+    EXPECT_EQ(group("On", {plugin("a"), plugin("b")})->groupEnabled(), Enabled);
+    EXPECT_EQ(group("Both", {plugin("a"), plugin("b", Disabled)})->groupEnabled(), Mixed);
+    const GroupPtr off = group("Off", {plugin("a", Disabled), plugin("b", Disabled)});
+    EXPECT_EQ(group("Outer", {off})->groupEnabled(), Disabled);
+    EXPECT_EQ(group("Outer", {off, plugin("c")})->groupEnabled(), Mixed);
     // An empty nested group is mixed and makes its parent mixed.
-    EXPECT_EQ(group(QStringLiteral("Outer"), {plugin(QStringLiteral("c")), group(QStringLiteral("Hollow"))})->groupEnabled(),
-              Mixed);
+    EXPECT_EQ(group("Outer", {plugin("c"), group("Hollow")})->groupEnabled(), Mixed);
     // Any value other than 1 counts as disabled for a plug-in.
-    EXPECT_EQ(group(QStringLiteral("Odd"), {plugin(QStringLiteral("a"), 7)})->groupEnabled(), Disabled);
-}
+    EXPECT_EQ(group("Odd", {plugin("a", 7)})->groupEnabled(), Disabled);
 
-TEST(VTGroupItem, AccessOfMixedChildren)
-{
-    EXPECT_EQ(group(QStringLiteral("Empty"))->groupAccess(), UnknownAccess);
-    EXPECT_EQ(group(QStringLiteral("All"), {plugin(QStringLiteral("a")), plugin(QStringLiteral("b"))})->groupAccess(), AllUsers);
-    const GroupPtr user = group(QStringLiteral("User"), {plugin(QStringLiteral("a"), Enabled, CurrentUser)});
+    EXPECT_EQ(group("Empty")->groupAccess(), UnknownAccess);
+    EXPECT_EQ(group("All", {plugin("a"), plugin("b")})->groupAccess(), AllUsers);
+    const GroupPtr user = group("User", {plugin("a", Enabled, CurrentUser)});
     EXPECT_EQ(user->groupAccess(), CurrentUser);
-    EXPECT_EQ(group(QStringLiteral("Nested"), {user, plugin(QStringLiteral("b"), Disabled, CurrentUser)})->groupAccess(),
-              CurrentUser);
-    EXPECT_EQ(group(QStringLiteral("Both"), {user, plugin(QStringLiteral("b"))})->groupAccess(), UnknownAccess);
-    EXPECT_EQ(group(QStringLiteral("HollowChild"), {plugin(QStringLiteral("b")), group(QStringLiteral("Hollow"))})->groupAccess(),
-              UnknownAccess);
+    EXPECT_EQ(group("Nested", {user, plugin("b", Disabled, CurrentUser)})->groupAccess(), CurrentUser);
+    EXPECT_EQ(group("Both", {user, plugin("b")})->groupAccess(), UnknownAccess);
+    EXPECT_EQ(group("HollowChild", {plugin("b"), group("Hollow")})->groupAccess(), UnknownAccess);
 }
 
-TEST(VTGroupItem, CountsOverCountNestedGroups)
+TEST(VTGroupItem, ChildrenParentsAndCounts)
 {
-    const GroupPtr inner = group(QStringLiteral("Inner"), {plugin(QStringLiteral("x")), plugin(QStringLiteral("y"), Disabled),
-                                                          plugin(QStringLiteral("z"), Disabled)});
-    const GroupPtr outer = group(QStringLiteral("Outer"), {plugin(QStringLiteral("a")), plugin(QStringLiteral("b")), inner});
-    EXPECT_EQ(outer->totalChildCount(), 5);
-    EXPECT_EQ(outer->totalEnabledChildCount(), 5);
-    EXPECT_EQ(inner->totalEnabledChildCount(), 1);
-
-    const GroupPtr quiet = group(QStringLiteral("Quiet"), {plugin(QStringLiteral("a"), Disabled), inner});
-    EXPECT_EQ(quiet->totalChildCount(), 4);
-    EXPECT_EQ(quiet->totalEnabledChildCount(), 3);
-}
-
-TEST(VTGroupItem, ChildrenAndParents)
-{
-    const PluginPtr leaf = plugin(QStringLiteral("leaf"));
-    const GroupPtr c = group(QStringLiteral("C"), {leaf});
-    const GroupPtr b = group(QStringLiteral("B"), {c});
-    const GroupPtr a = group(QStringLiteral("A"), {b, plugin(QStringLiteral("top"))});
+    const PluginPtr leaf = plugin("leaf");
+    const GroupPtr c = group("C", {leaf});
+    const GroupPtr b = group("B", {c});
+    const GroupPtr a = group("A", {b, plugin("top")});
     EXPECT_EQ(leaf->parent(), c);
     EXPECT_EQ(leaf->absoluteParent(), a);
     EXPECT_EQ(c->absoluteParent(), a);
     EXPECT_EQ(b->absoluteParent(), a);
     EXPECT_EQ(a->absoluteParent(), nullptr);
 
-    EXPECT_EQ(titles(a->allChildren()), split("B C leaf top"));
+    EXPECT_EQ(displayTitles(a->allChildren()), split("B C leaf top"));
     QStringList plugins;
     for (const PluginPtr &p : a->allPluginChildren())
         plugins.append(p->shortName());
@@ -110,22 +80,32 @@ TEST(VTGroupItem, ChildrenAndParents)
     EXPECT_EQ(leaf->parent(), nullptr);
 
     // The back reference does not keep a released group alive.
-    const PluginPtr orphan = plugin(QStringLiteral("orphan"));
+    const PluginPtr orphan = plugin("orphan");
     {
-        const GroupPtr temporary = group(QStringLiteral("T"), {orphan});
+        const GroupPtr temporary = group("T", {orphan});
         EXPECT_EQ(orphan->parent(), temporary);
     }
     EXPECT_EQ(orphan->parent(), nullptr);
+
+    // Counts: a nested group adds all its plug-ins to the enabled count.
+    const GroupPtr inner = group("Inner", {plugin("x"), plugin("y", Disabled), plugin("z", Disabled)});
+    const GroupPtr outer = group("Outer", {plugin("a"), plugin("b"), inner});
+    EXPECT_EQ(outer->totalChildCount(), 5);
+    EXPECT_EQ(outer->totalEnabledChildCount(), 5);
+    EXPECT_EQ(inner->totalEnabledChildCount(), 1);
+    const GroupPtr quiet = group("Quiet", {plugin("a", Disabled), inner});
+    EXPECT_EQ(quiet->totalChildCount(), 4);
+    EXPECT_EQ(quiet->totalEnabledChildCount(), 3);
 }
 
-TEST(VTGroupItem, RenameEnableAndAccessReachTheWholeSubtree)
+TEST(VTGroupItem, RenameAndEnableReachTheWholeSubtree)
 {
-    const PluginPtr locked = plugin(QStringLiteral("locked"), Disabled, AllUsers);
+    const PluginPtr locked = plugin("locked", Disabled, AllUsers);
     locked->setIsLocked(true);
-    const PluginPtr deep = plugin(QStringLiteral("deep"), Disabled, AllUsers);
-    const GroupPtr warm = group(QStringLiteral("Warm"), {deep});
-    const PluginPtr top = plugin(QStringLiteral("top"), Disabled, AllUsers);
-    const GroupPtr color = group(QStringLiteral("Color"), {top, warm, locked});
+    const PluginPtr deep = plugin("deep", Disabled, AllUsers);
+    const GroupPtr warm = group("Warm", {deep});
+    const PluginPtr top = plugin("top", Disabled, AllUsers);
+    const GroupPtr color = group("Color", {top, warm, locked});
 
     color->renameChildSubdirs(QStringLiteral("Colour"));
     EXPECT_EQ(top->subdir(), QStringLiteral("Colour"));
@@ -136,11 +116,6 @@ TEST(VTGroupItem, RenameEnableAndAccessReachTheWholeSubtree)
     EXPECT_EQ(top->pluginEnabled(), Enabled);
     EXPECT_EQ(deep->pluginEnabled(), Enabled);
     EXPECT_EQ(locked->pluginEnabled(), Disabled);
-
-    color->setChildAccess(CurrentUser);
-    EXPECT_EQ(top->pluginAccess(), CurrentUser);
-    EXPECT_EQ(deep->pluginAccess(), CurrentUser);
-    EXPECT_EQ(locked->pluginAccess(), AllUsers);
 }
 
 TEST(VTGroupItem, BasePathCutsTheSubfolder)
@@ -157,82 +132,65 @@ TEST(VTGroupItem, BasePathCutsTheSubfolder)
     EXPECT_EQ(g->basePath(), QStringLiteral("/Library/Plug-Ins/FxPlug"));
 }
 
-TEST(VTGroupItem, FilteredCopyKeepsMatchesInOrder)
+TEST(VTGroupItem, FilteredCopyKeepsMatchesInOrderAndTheGroupsPlaces)
 {
-    const PluginPtr blur = plugin(QStringLiteral("Gaussian Blur"));
-    const PluginPtr glow = plugin(QStringLiteral("Glow"));
-    const PluginPtr motionBlur = plugin(QStringLiteral("Motion blur"));
-    const GroupPtr blurs = group(QStringLiteral("Blurs"), {plugin(QStringLiteral("Soft"))});
-    const GroupPtr stylize = group(QStringLiteral("Stylize"), {motionBlur, plugin(QStringLiteral("Emboss"))});
-    const GroupPtr other = group(QStringLiteral("Other"), {plugin(QStringLiteral("Noise"))});
-    const GroupPtr root = group(QStringLiteral("Root"), {blur, glow, blurs, stylize, other});
+    const PluginPtr blur = plugin("Gaussian Blur");
+    const GroupPtr stylize = group("Stylize", {plugin("Motion blur"), plugin("Emboss")});
+    const GroupPtr root = group("Root", {blur, plugin("Glow"), group("Blurs", {plugin("Soft")}), stylize,
+                                         group("Other", {plugin("Noise")})});
+    stylize->setGroupEnabled(0);
 
     const GroupPtr filtered = root->groupWithFilteredChildren(QStringLiteral("BLUR"));
     EXPECT_NE(filtered, root);
-    EXPECT_EQ(titles(filtered->children()),
+    EXPECT_EQ(displayTitles(filtered->children()),
               (QStringList{QStringLiteral("Gaussian Blur"), QStringLiteral("Blurs"), QStringLiteral("Stylize")}));
     // The title matched, so the group stays, with its children filtered.
     EXPECT_TRUE(filtered->children().at(1)->asGroup()->children().isEmpty());
-    EXPECT_EQ(titles(filtered->children().at(2)->asGroup()->children()), QStringList{QStringLiteral("Motion blur")});
+    EXPECT_EQ(displayTitles(filtered->children().at(2)->asGroup()->children()), QStringList{QStringLiteral("Motion blur")});
     // The originals are untouched, and the plug-ins are the same records.
     EXPECT_EQ(root->children().size(), 5);
     EXPECT_EQ(stylize->children().size(), 2);
     EXPECT_EQ(filtered->children().at(0), blur);
     EXPECT_EQ(blur->parent(), root);
+    // A group's copy keeps the original's place, stored state and parent.
+    const GroupPtr stylizeCopy = filtered->children().at(2)->asGroup();
+    EXPECT_EQ(stylizeCopy->subdir(), stylize->subdir());
+    EXPECT_EQ(stylizeCopy->storedGroupPath(), stylize->storedGroupPath());
+    EXPECT_EQ(stylizeCopy->storedGroupEnabled(), 0);
+    EXPECT_EQ(stylizeCopy->parent(), root);
 }
 
 TEST(VTGroupItem, SortsRecursivelyWithPluginsBeforeGroups)
 {
-    const GroupPtr inner = group(QStringLiteral("Inner"), {plugin(QStringLiteral("i9"), Enabled, AllUsers, QStringLiteral("9.0")),
-                                                          plugin(QStringLiteral("i10"), Enabled, AllUsers, QStringLiteral("10.0"))});
-    const GroupPtr root = group(QStringLiteral("Root"),
-                                {inner, plugin(QStringLiteral("v9"), Enabled, AllUsers, QStringLiteral("9.0")),
-                                 plugin(QStringLiteral("v10"), Disabled, AllUsers, QStringLiteral("10.0")),
-                                 plugin(QStringLiteral("v2"), Enabled, AllUsers, QStringLiteral("2.1"))});
+    const GroupPtr inner = group("Inner", {plugin("i9", Enabled, AllUsers, "9.0"), plugin("i10", Enabled, AllUsers, "10.0")});
+    const GroupPtr root = group("Root", {inner, plugin("v9", Enabled, AllUsers, "9.0"), plugin("v10", Disabled, AllUsers, "10.0"),
+                                         plugin("v2", Enabled, AllUsers, "2.1")});
 
+    // Versions as text: "10.0" before "9.0".
     root->sortChildrenByVersion(false);
-    EXPECT_EQ(titles(root->children()), split("v10 v2 v9 Inner"));
-    EXPECT_EQ(titles(inner->children()), split("i10 i9"));
+    EXPECT_EQ(displayTitles(root->children()), split("v10 v2 v9 Inner"));
+    EXPECT_EQ(displayTitles(inner->children()), split("i10 i9"));
     root->sortChildrenByVersion(true);
-    EXPECT_EQ(titles(root->children()), split("Inner v9 v2 v10"));
-    EXPECT_EQ(titles(inner->children()), split("i9 i10"));
+    EXPECT_EQ(displayTitles(root->children()), split("Inner v9 v2 v10"));
+    EXPECT_EQ(displayTitles(inner->children()), split("i9 i10"));
 
     root->sortChildrenByStatus(false);
-    EXPECT_EQ(titles(root->children()), split("v10 v9 v2 Inner"));
+    EXPECT_EQ(displayTitles(root->children()), split("v10 v9 v2 Inner"));
 
     root->sortChildrenByName(false);
-    EXPECT_EQ(titles(root->children()), split("Inner v10 v2 v9"));
+    EXPECT_EQ(displayTitles(root->children()), split("Inner v10 v2 v9"));
 }
 
-TEST(VTGroupItem, SortsByTypeWithGroupAsAName)
+TEST(VTGroupItem, SortsByTypeWithGroupAsANameAndByNameIgnoringCase)
 {
-    const GroupPtr root = group(QStringLiteral("Root"),
-                                {plugin(QStringLiteral("vst"), Enabled, AllUsers, QString(), VST), group(QStringLiteral("G")),
-                                 plugin(QStringLiteral("fx"), Enabled, AllUsers, QString(), FxPlug),
-                                 plugin(QStringLiteral("au"), Enabled, AllUsers, QString(), AudioUnit)});
+    const GroupPtr root = group("Root", {plugin("vst", Enabled, AllUsers, nullptr, VST), group("G"),
+                                         plugin("fx", Enabled, AllUsers, nullptr, FxPlug),
+                                         plugin("au", Enabled, AllUsers, nullptr, AudioUnit)});
     root->sortChildrenByType(false);
-    EXPECT_EQ(titles(root->children()), split("au fx G vst"));
-    EXPECT_EQ(titles(VTCatalogueItem::sorted(root->children(), VTSortKey::Type, true)), split("vst G fx au"));
-}
-
-TEST(VTGroupItem, CopySharesChildrenAndParent)
-{
-    const PluginPtr child = plugin(QStringLiteral("c"));
-    const GroupPtr inner = group(QStringLiteral("Inner"), {child});
-    const GroupPtr outer = group(QStringLiteral("Outer"), {inner});
-    inner->setGroupEnabled(0);
-
-    const GroupPtr copy = inner->copy();
-    EXPECT_NE(copy, inner);
-    EXPECT_EQ(copy->title(), QStringLiteral("Inner"));
-    EXPECT_EQ(copy->subdir(), inner->subdir());
-    EXPECT_EQ(copy->storedGroupPath(), inner->storedGroupPath());
-    EXPECT_EQ(copy->storedGroupEnabled(), 0);
-    EXPECT_EQ(copy->parent(), outer);
-    ASSERT_EQ(copy->children().size(), 1);
-    EXPECT_EQ(copy->children().first(), child);
-    // The shared child still belongs to the original.
-    EXPECT_EQ(child->parent(), inner);
+    EXPECT_EQ(displayTitles(root->children()), split("au fx G vst"));
+    EXPECT_EQ(displayTitles(VTCatalogueItem::sorted(root->children(), VTSortKey::Type, true)), split("vst G fx au"));
+    root->sortChildrenByName(true);
+    EXPECT_EQ(displayTitles(root->children()), split("vst G fx au"));
 }
 
 class VTGroupItemOnDisk : public CatalogueSandbox

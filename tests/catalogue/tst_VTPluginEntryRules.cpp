@@ -2,10 +2,7 @@
 #include "VTPluginEntryRules.h"
 #include "VTTestSandbox.h"
 
-#include <QSet>
-
 #include <gtest/gtest.h>
-
 
 using namespace VTPluginEntryRules;
 
@@ -35,7 +32,7 @@ TEST(VTPluginEntryRules, ExtensionsAndNamesTheWalkRecognises)
     }
 }
 
-TEST(VTPluginEntryRules, FxScriptTypeCodeOnFilesOnly)
+TEST(VTPluginEntryRules, FxScriptTypeCodeOnFilesOnlyAndFxFactoryMarkOnTheFolderItself)
 {
     VTTestSandbox sandbox;
     const QString script = sandbox.systemPath(QStringLiteral("Effects/Old Film"));
@@ -59,11 +56,7 @@ TEST(VTPluginEntryRules, FxScriptTypeCodeOnFilesOnly)
     // Compared byte for byte: lower case is another code.
     ASSERT_TRUE(VTFinderInfo::setTypeCode(text, QByteArrayLiteral("fcsc")));
     EXPECT_FALSE(hasFxScriptTypeCode(text));
-}
 
-TEST(VTPluginEntryRules, FxFactoryFolders)
-{
-    VTTestSandbox sandbox;
     const QString marked = sandbox.systemPath(QStringLiteral("Marked"));
     const QString unmarked = sandbox.systemPath(QStringLiteral("Unmarked"));
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(marked, QStringLiteral(".fxfactory.plist"))));
@@ -71,19 +64,4 @@ TEST(VTPluginEntryRules, FxFactoryFolders)
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(unmarked, QStringLiteral("Sub/.fxfactory.plist"))));
     EXPECT_TRUE(isFxFactoryFolder(marked));
     EXPECT_FALSE(isFxFactoryFolder(unmarked)) << "only the folder's own entries count";
-}
-
-TEST(VTPluginEntryRules, InstallTypesAreExactlyTheRecognisedOnes)
-{
-    const QStringList types = installFileTypes();
-    EXPECT_EQ(types.first(), QStringLiteral("fxplug"));
-    EXPECT_EQ(types.last(), QStringLiteral("'FCSC'"));
-    EXPECT_EQ(QSet<QString>(types.cbegin(), types.cend()).size(), types.size()) << "no type twice";
-    for (const QString &type : types) {
-        if (type == QLatin1String("'FCSC'"))
-            continue;
-        EXPECT_TRUE(isPluginExtension(type) || isMotionTemplateExtension(type)) << type.toStdString();
-    }
-    // Nine plug-in extensions, four Motion template ones and the type code.
-    EXPECT_EQ(types.size(), 9 + 4 + 1);
 }

@@ -2,23 +2,15 @@
 #include "VTPluginKind.h"
 #include "VTTestSandbox.h"
 
-#include <QFile>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 #include <tuple>
+#include <vector>
 
 namespace {
-
-const QStringList kKeysInOrder = {
-    QStringLiteral("localFxPlug"), QStringLiteral("userFxPlug"),  QStringLiteral("localFxScript"),
-    QStringLiteral("userFxScript"), QStringLiteral("localAU"),    QStringLiteral("userAU"),
-    QStringLiteral("avidAVX"),     QStringLiteral("avidAVX2"),    QStringLiteral("avidRTAS"),
-    QStringLiteral("adobeCommon"), QStringLiteral("localVST"),    QStringLiteral("userVST"),
-    QStringLiteral("localMotionTemplate"), QStringLiteral("userMotionTemplate"), QStringLiteral("localOFX"),
-};
 
 class VTPluginFoldersTest : public ::testing::Test
 {
@@ -30,6 +22,28 @@ protected:
     QString adobe(const char *rest) const
     {
         return VTPath::join(sys("/Library/Application Support/Adobe/Common/Plug-ins"), QLatin1String(rest));
+    }
+
+    // The fifteen folders of a system without applications, in matching order.
+    std::vector<std::tuple<const char *, qint64, qint64, QString>> expectedFolders() const
+    {
+        return {
+            {"localFxPlug", 0, 0, sys("/Library/Plug-Ins/FxPlug")},
+            {"userFxPlug", 0, 1, home("Library/Plug-Ins/FxPlug")},
+            {"localFxScript", 1, 0, sys("/Library/Application Support/Final Cut Pro System Support/Plugins")},
+            {"userFxScript", 1, 1, home("Library/Preferences/Final Cut Pro User Data/Plugins")},
+            {"localAU", 2, 0, sys("/Library/Audio/Plug-Ins/Components")},
+            {"userAU", 2, 1, home("Library/Audio/Plug-Ins/Components")},
+            {"avidAVX", 3, 0, sys("/Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins")},
+            {"avidAVX2", 5, 0, sys("/Library/Application Support/Avid/AVX2_Plug-ins")},
+            {"avidRTAS", 6, 0, sys("/Library/Application Support/Digidesign/Plug-Ins")},
+            {"adobeCommon", 4, 0, adobe("7.0/MediaCore")},
+            {"localVST", 7, 0, sys("/Library/Audio/Plug-Ins/VST")},
+            {"userVST", 7, 1, home("Library/Audio/Plug-Ins/VST")},
+            {"localMotionTemplate", 8, 0, sys("/Library/Application Support/Final Cut Pro/Templates.localized")},
+            {"userMotionTemplate", 8, 1, home("Movies/Motion Templates.localized")},
+            {"localOFX", 9, 0, sys("/Library/OFX/Plugins")},
+        };
     }
 
     void installApplication(const char *relative, const char *identifier, const QVariantMap &info = {})
@@ -49,49 +63,54 @@ protected:
 
 } // namespace
 
-TEST_F(VTPluginFoldersTest, DictionaryInMatchingOrder)
+TEST_F(VTPluginFoldersTest, DictionaryInMatchingOrderAndMatchingIsAPlainPrefixTest)
 {
     const VTPluginFolders folders = VTPluginFolders::build();
-    QStringList keys;
-    for (const VTPluginFolders::Folder &folder : folders.folders())
-        keys.append(folder.key);
-    EXPECT_EQ(keys, kKeysInOrder);
-
-    const std::tuple<const char *, qint64, qint64, QString> expected[] = {
-        {"localFxPlug", 0, 0, sys("/Library/Plug-Ins/FxPlug")},
-        {"userFxPlug", 0, 1, home("Library/Plug-Ins/FxPlug")},
-        {"localFxScript", 1, 0, sys("/Library/Application Support/Final Cut Pro System Support/Plugins")},
-        {"userFxScript", 1, 1, home("Library/Preferences/Final Cut Pro User Data/Plugins")},
-        {"localAU", 2, 0, sys("/Library/Audio/Plug-Ins/Components")},
-        {"userAU", 2, 1, home("Library/Audio/Plug-Ins/Components")},
-        {"avidAVX", 3, 0, sys("/Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins")},
-        {"avidAVX2", 5, 0, sys("/Library/Application Support/Avid/AVX2_Plug-ins")},
-        {"avidRTAS", 6, 0, sys("/Library/Application Support/Digidesign/Plug-Ins")},
-        {"adobeCommon", 4, 0, adobe("7.0/MediaCore")},
-        {"localVST", 7, 0, sys("/Library/Audio/Plug-Ins/VST")},
-        {"userVST", 7, 1, home("Library/Audio/Plug-Ins/VST")},
-        {"localMotionTemplate", 8, 0, sys("/Library/Application Support/Final Cut Pro/Templates.localized")},
-        {"userMotionTemplate", 8, 1, home("Movies/Motion Templates.localized")},
-        {"localOFX", 9, 0, sys("/Library/OFX/Plugins")},
-    };
-    ASSERT_EQ(folders.folders().size(), 15);
-    for (int i = 0; i < 15; ++i) {
-        const auto &[key, kind, access, path] = expected[i];
+    const auto expected = expectedFolders();
+    ASSERT_EQ(folders.folders().size(), qsizetype(expected.size()));
+    for (qsizetype i = 0; i < folders.folders().size(); ++i) {
+        const auto &[key, kind, access, path] = expected[size_t(i)];
         const VTPluginFolders::Folder &folder = folders.folders().at(i);
+        EXPECT_EQ(folder.key, QLatin1String(key));
         EXPECT_EQ(folder.kind, kind) << key;
         EXPECT_EQ(folder.access, access) << key;
         EXPECT_EQ(folder.path, path) << key;
         EXPECT_EQ(folders.path(QLatin1String(key)), path) << key;
+        const auto found = folders.match(VTPath::join(path, QStringLiteral("Group/Item.bundle")));
+        ASSERT_TRUE(found.has_value()) << key;
+        EXPECT_EQ(found->key, QLatin1String(key));
+        EXPECT_EQ(found->kind, kind) << key;
+        EXPECT_EQ(found->access, access) << key;
     }
     EXPECT_TRUE(folders.path(QStringLiteral("noSuchKey")).isEmpty());
     EXPECT_EQ(folders.disabledPath(),
               sys("/Library/Application Support/Vantorel/Hearthkit/Tessary Disabled Plugins"));
+
+    // Text prefix, not path components.
+    const auto sibling = folders.match(sys("/Library/Plug-Ins/FxPlugOld/Blur.fxplug"));
+    ASSERT_TRUE(sibling.has_value());
+    EXPECT_EQ(sibling->key, QStringLiteral("localFxPlug"));
+    EXPECT_FALSE(folders.match(sys("/Library/Plug-Ins/Other/x")).has_value());
+    EXPECT_FALSE(folders.match(folders.disabledPath()).has_value());
+    EXPECT_FALSE(folders.match(QString()).has_value());
+
+    // A home that is the system root gives every user folder the path of the
+    // all-users folder before it: the first match wins.
+    m_sandbox.environment().set("HOME", m_sandbox.root());
+    const VTPluginFolders coinciding = VTPluginFolders::build();
+    ASSERT_EQ(coinciding.path(QStringLiteral("userVST")), coinciding.path(QStringLiteral("localVST")));
+    const auto found = coinciding.match(sys("/Library/Audio/Plug-Ins/VST/Verb.vst"));
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(found->key, QStringLiteral("localVST"));
+    EXPECT_EQ(found->access, VTPluginKind::AllUsers);
 }
 
-TEST_F(VTPluginFoldersTest, FinalCutExpressRenamesOnlyTheFxScriptFolders)
+TEST_F(VTPluginFoldersTest, FinalCutExpressAndSymphonyMoveTheirFoldersWhenTheTableIsBuilt)
 {
+    const VTPluginFolders before = VTPluginFolders::build();
     installApplication("Final Cut Pro.app", "com.apple.FinalCutPro");
     installApplication("Final Cut Express.app", "com.apple.FinalCutExpress");
+    installApplication("Avid Symphony/Avid Symphony.app", "com.avid.Symphony");
     const VTPluginFolders folders = VTPluginFolders::build();
     EXPECT_EQ(folders.path(QStringLiteral("localFxScript")),
               sys("/Library/Application Support/Final Cut Express System Support/Plugins"));
@@ -100,18 +119,13 @@ TEST_F(VTPluginFoldersTest, FinalCutExpressRenamesOnlyTheFxScriptFolders)
     EXPECT_EQ(folders.basePath(VTPluginKind::FxScript, 0),
               sys("/Library/Application Support/Final Cut Pro System Support/Plugins"));
     EXPECT_EQ(folders.basePath(VTPluginKind::FxScript, 1), home("Library/Preferences/Final Cut Pro User Data/Plugins"));
-}
-
-TEST_F(VTPluginFoldersTest, SymphonyMovesTheAvxFolder)
-{
-    const VTPluginFolders before = VTPluginFolders::build();
-    installApplication("Avid Symphony/Avid Symphony.app", "com.avid.Symphony");
-    const VTPluginFolders after = VTPluginFolders::build();
-
     const QString symphony = sys("/Applications/Avid Symphony/SupportingFiles/AVX_Plug-Ins");
-    EXPECT_EQ(after.path(QStringLiteral("avidAVX")), symphony);
-    EXPECT_EQ(after.basePath(VTPluginKind::AvidAVX, 0), symphony);
+    EXPECT_EQ(folders.path(QStringLiteral("avidAVX")), symphony);
+    EXPECT_EQ(folders.basePath(VTPluginKind::AvidAVX, 0), symphony);
+
     // Applications are looked up when the value is built, not later.
+    EXPECT_EQ(before.path(QStringLiteral("localFxScript")),
+              sys("/Library/Application Support/Final Cut Pro System Support/Plugins"));
     EXPECT_EQ(before.path(QStringLiteral("avidAVX")), sys("/Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"));
     EXPECT_EQ(before.basePath(VTPluginKind::AvidAVX, 0), before.path(QStringLiteral("avidAVX")));
 }
@@ -154,84 +168,36 @@ TEST_F(VTPluginFoldersTest, MissingAdobeFolderFollowsTheLastPremiereVersion)
     EXPECT_EQ(VTPluginFolders::adobeMediaCoreFolder(), adobe("7.0/MediaCore"));
 }
 
-TEST_F(VTPluginFoldersTest, OpenFXIsFoundInOFXButDerivesOpenFX)
-{
-    const VTPluginFolders folders = VTPluginFolders::build();
-    const auto found = folders.match(sys("/Library/OFX/Plugins/Glow.ofx.bundle"));
-    ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(found->kind, VTPluginKind::OpenFX);
-    EXPECT_EQ(found->access, VTPluginKind::AllUsers);
-    EXPECT_EQ(found->key, QStringLiteral("localOFX"));
-    EXPECT_EQ(folders.basePath(found->kind, found->access), sys("/Library/OpenFX/Plugins"));
-}
-
 TEST_F(VTPluginFoldersTest, BasePathsByKindAndAccessAndNoneForUnknownKinds)
 {
     const VTPluginFolders folders = VTPluginFolders::build();
-    // The folder below the root of each access that a kind's records derive,
-    // all users first. Kinds with one folder still derive a home form.
-    const std::tuple<qint64, QString, QString> expected[] = {
-        {VTPluginKind::FxPlug, sys("/Library/Plug-Ins/FxPlug"), home("Library/Plug-Ins/FxPlug")},
-        {VTPluginKind::FxScript, sys("/Library/Application Support/Final Cut Pro System Support/Plugins"),
-         home("Library/Preferences/Final Cut Pro User Data/Plugins")},
-        {VTPluginKind::AudioUnit, sys("/Library/Audio/Plug-Ins/Components"), home("Library/Audio/Plug-Ins/Components")},
-        {VTPluginKind::AvidAVX, sys("/Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins"),
-         home("Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins")},
-        {VTPluginKind::AdobePlugin, adobe("7.0/MediaCore"),
-         home("Library/Application Support/Adobe/Common/Plug-ins/7.0/MediaCore")},
-        {VTPluginKind::AvidAVX2, sys("/Library/Application Support/Avid/AVX2_Plug-ins"),
-         home("Library/Application Support/Avid/AVX2_Plug-ins")},
-        {VTPluginKind::AvidRTAS, sys("/Library/Application Support/Digidesign/Plug-Ins"),
-         home("Library/Application Support/Digidesign/Plug-Ins")},
-        {VTPluginKind::VST, sys("/Library/Audio/Plug-Ins/VST"), home("Library/Audio/Plug-Ins/VST")},
-        {VTPluginKind::MotionTemplate, sys("/Library/Application Support/Final Cut Pro/Templates.localized"),
-         home("Movies/Motion Templates.localized")},
-        {VTPluginKind::OpenFX, sys("/Library/OpenFX/Plugins"), home("Library/OpenFX/Plugins")},
+    // A kind's records derive the folder of their access; OpenFX is found in
+    // "OFX" but derives "OpenFX".
+    for (const auto &[key, kind, access, path] : expectedFolders()) {
+        if (kind != VTPluginKind::OpenFX) {
+            EXPECT_EQ(folders.basePath(kind, access), path) << key;
+        }
+    }
+    // Kinds with an all-users folder only still derive a home form.
+    const std::tuple<qint64, qint64, QString> derived[] = {
+        {VTPluginKind::AvidAVX, 1, home("Applications/Avid Media Composer/SupportingFiles/AVX_Plug-Ins")},
+        {VTPluginKind::AdobePlugin, 1, home("Library/Application Support/Adobe/Common/Plug-ins/7.0/MediaCore")},
+        {VTPluginKind::AvidAVX2, 1, home("Library/Application Support/Avid/AVX2_Plug-ins")},
+        {VTPluginKind::AvidRTAS, 1, home("Library/Application Support/Digidesign/Plug-Ins")},
+        {VTPluginKind::OpenFX, 0, sys("/Library/OpenFX/Plugins")},
+        {VTPluginKind::OpenFX, 1, home("Library/OpenFX/Plugins")},
     };
-    for (const auto &[kind, allUsers, currentUser] : expected) {
-        EXPECT_EQ(folders.basePath(kind, 0), allUsers) << kind;
+    for (const auto &[kind, access, path] : derived)
+        EXPECT_EQ(folders.basePath(kind, access), path) << kind << " " << access;
+    for (qint64 kind = VTPluginKind::FxPlug; kind <= VTPluginKind::OpenFX; ++kind) {
         // Any access but 0 is the current user's.
-        for (qint64 access : {qint64(1), qint64(-1), qint64(2)})
-            EXPECT_EQ(folders.basePath(kind, access), currentUser) << kind << " " << access;
+        for (qint64 access : {qint64(-1), qint64(2)})
+            EXPECT_EQ(folders.basePath(kind, access), folders.basePath(kind, 1)) << kind << " " << access;
     }
     for (qint64 kind : {qint64(-1), qint64(10), qint64(100)}) {
         EXPECT_EQ(folders.basePath(kind, 0), QString()) << kind;
         EXPECT_EQ(folders.basePath(kind, 1), QString()) << kind;
     }
-}
-
-TEST_F(VTPluginFoldersTest, MatchingIsAPlainPrefixTestInOrder)
-{
-    const VTPluginFolders folders = VTPluginFolders::build();
-    for (const VTPluginFolders::Folder &folder : folders.folders()) {
-        const auto found = folders.match(VTPath::join(folder.path, QStringLiteral("Group/Item.bundle")));
-        ASSERT_TRUE(found.has_value()) << folder.key.toStdString();
-        EXPECT_EQ(found->key, folder.key);
-        EXPECT_EQ(found->kind, folder.kind);
-        EXPECT_EQ(found->access, folder.access);
-        EXPECT_EQ(found->path, folder.path);
-    }
-    // Text prefix, not path components.
-    const auto sibling = folders.match(sys("/Library/Plug-Ins/FxPlugOld/Blur.fxplug"));
-    ASSERT_TRUE(sibling.has_value());
-    EXPECT_EQ(sibling->key, QStringLiteral("localFxPlug"));
-
-    EXPECT_FALSE(folders.match(sys("/Library/Plug-Ins/Other/x")).has_value());
-    EXPECT_FALSE(folders.match(folders.disabledPath()).has_value());
-    EXPECT_FALSE(folders.match(QString()).has_value());
-}
-
-TEST_F(VTPluginFoldersTest, FirstMatchWinsWhenFoldersCoincide)
-{
-    // A home that is the system root gives every user folder the path of
-    // the all-users folder before it.
-    m_sandbox.environment().set("HOME", m_sandbox.root());
-    const VTPluginFolders folders = VTPluginFolders::build();
-    ASSERT_EQ(folders.path(QStringLiteral("userVST")), folders.path(QStringLiteral("localVST")));
-    const auto found = folders.match(sys("/Library/Audio/Plug-Ins/VST/Verb.vst"));
-    ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(found->key, QStringLiteral("localVST"));
-    EXPECT_EQ(found->access, VTPluginKind::AllUsers);
 }
 
 TEST_F(VTPluginFoldersTest, TypeFilterFolderSets)
@@ -244,8 +210,8 @@ TEST_F(VTPluginFoldersTest, TypeFilterFolderSets)
         return result;
     };
     QStringList all;
-    for (const QString &key : kKeysInOrder)
-        all.append(folders.path(key));
+    for (const auto &folder : expectedFolders())
+        all.append(std::get<3>(folder));
 
     for (qint64 filter : {qint64(0), qint64(6), qint64(9), qint64(-1), qint64(1000)})
         EXPECT_EQ(folders.foldersForFilter(filter), all) << filter;

@@ -1,8 +1,5 @@
 #include "CatalogueTestSupport.h"
 
-#include "VTGroupItem.h"
-#include "VTPluginFolders.h"
-#include "VTPluginItem.h"
 #include "VTPluginKind.h"
 
 #include <atomic>
@@ -11,11 +8,6 @@
 namespace {
 
 using namespace VTPluginKind;
-
-constexpr qint32 kI386 = 7;
-constexpr qint32 kX86_64 = 7 | 0x01000000;
-constexpr qint32 kPPC = 18;
-constexpr qint32 kPPC64 = 18 | 0x01000000;
 using Arch = VTMachOWriter::Arch;
 
 QVariantMap info(std::initializer_list<std::pair<const char *, QString>> pairs)
@@ -24,12 +16,6 @@ QVariantMap info(std::initializer_list<std::pair<const char *, QString>> pairs)
     for (const auto &[key, value] : pairs)
         map.insert(QString::fromLatin1(key), value);
     return map;
-}
-
-PluginPtr readNow(const PluginPtr &item)
-{
-    item->bundleProcessThread()->wait();
-    return item;
 }
 
 } // namespace
@@ -69,10 +55,8 @@ TEST_F(VTPluginItemPaths, EveryKindAndAccessEnabledAndDisabled)
             }
         }
     }
-}
 
-TEST_F(VTPluginItemPaths, DisabledGroupMemberMirrorsItsPathWithinTheSystem)
-{
+    // The same rule written out, for a disabled group member and an unknown kind.
     const PluginPtr item = VTPluginItem::createScanned(QStringLiteral("Blur.fxplug"), QStringLiteral("Blur"),
                                                        QStringLiteral("Color"), QString(), FxPlug, AllUsers, Disabled);
     EXPECT_EQ(item->pluginPath(),
@@ -83,15 +67,10 @@ TEST_F(VTPluginItemPaths, DisabledGroupMemberMirrorsItsPathWithinTheSystem)
     EXPECT_EQ(unknown->pluginBasePath(), QString());
     EXPECT_EQ(unknown->pluginPath(), QStringLiteral("x.vst"));
     EXPECT_EQ(unknown->pluginTypeName(), QStringLiteral("Unknown"));
-}
-
-TEST_F(VTPluginItemPaths, EmptySubfolderIsNone)
-{
-    const PluginPtr item = VTPluginItem::createScanned(QStringLiteral("A.fxplug"), QStringLiteral("A"), QString(),
-                                                       QString(), FxPlug, AllUsers, Enabled);
-    EXPECT_TRUE(item->subdir().isNull());
-    item->setSubdir(QStringLiteral(""));
-    EXPECT_TRUE(item->subdir().isNull());
+    // An empty subfolder is none.
+    EXPECT_TRUE(unknown->subdir().isNull());
+    unknown->setSubdir(QStringLiteral(""));
+    EXPECT_TRUE(unknown->subdir().isNull());
 }
 
 TEST_F(VTPluginItemPaths, ActualPathFollowsTheFile)
@@ -158,12 +137,14 @@ protected:
     }
     static PluginPtr scanned(const QString &fileName, const QString &name)
     {
-        return readNow(VTPluginItem::createScanned(fileName, name, QString(), QStringLiteral(""), AudioUnit, AllUsers,
-                                                   Enabled));
+        const PluginPtr item = VTPluginItem::createScanned(fileName, name, QString(), QStringLiteral(""), AudioUnit,
+                                                           AllUsers, Enabled);
+        item->bundleProcessThread()->wait();
+        return item;
     }
 };
 
-TEST_F(VTPluginItemBundle, ReadsLocalisedNameVersionAndArchitectures)
+TEST_F(VTPluginItemBundle, ReadsNameVersionAndArchitecturesWithTheirFallBacks)
 {
     const QString path = bundlePath(QStringLiteral("Verb.component"));
     writeBundle(path,
@@ -174,6 +155,15 @@ TEST_F(VTPluginItemBundle, ReadsLocalisedNameVersionAndArchitectures)
                 universalBinary({Arch::I386, Arch::X86_64}));
     writeFile(VTPath::join(path, QStringLiteral("Contents/Resources/en.lproj/InfoPlist.strings")),
               "\"CFBundleDisplayName\" = \"Verb (English)\";");
+    writeBundle(bundlePath(QStringLiteral("Old.component")),
+                info({{"CFBundleName", QStringLiteral("Old Verb")}, {"CFBundleVersion", QStringLiteral("1.0b")}}),
+                universalBinary({Arch::PPC}));
+    // A key that is present is found, empty or not: no fall-back then.
+    writeBundle(bundlePath(QStringLiteral("Blank.component")),
+                info({{"CFBundleDisplayName", QStringLiteral("")}, {"CFBundleName", QStringLiteral("Blank Verb")},
+                      {"CFBundleShortVersionString", QStringLiteral("")}, {"CFBundleVersion", QStringLiteral("3")}}));
+    writeBundle(bundlePath(QStringLiteral("Tpl.component")),
+                info({{"CFBundleDisplayName", QStringLiteral("${PRODUCT_NAME}")}, {"CFBundleName", QStringLiteral("Tpl")}}));
 
     const PluginPtr item = scanned(QStringLiteral("Verb.component"), QStringLiteral("scanned"));
     EXPECT_TRUE(item->bundleProcessThread()->isFinished());
@@ -184,33 +174,18 @@ TEST_F(VTPluginItemBundle, ReadsLocalisedNameVersionAndArchitectures)
     EXPECT_TRUE(item->is64BitAvailable());
     EXPECT_TRUE(item->isIntelAvailable());
     EXPECT_FALSE(item->isPPCAvailable());
-}
 
-TEST_F(VTPluginItemBundle, FallsBackToNameAndBundleVersion)
-{
-    writeBundle(bundlePath(QStringLiteral("Old.component")),
-                info({{"CFBundleName", QStringLiteral("Old Verb")}, {"CFBundleVersion", QStringLiteral("1.0b")}}),
-                universalBinary({Arch::PPC}));
-    const PluginPtr item = scanned(QStringLiteral("Old.component"), QStringLiteral("Old"));
-    EXPECT_EQ(item->shortName(), QStringLiteral("Old Verb"));
-    EXPECT_EQ(item->version(), QStringLiteral("1.0b"));
-    EXPECT_EQ(item->architectures(), QStringList{QStringLiteral("32-bit (PowerPC)")});
-    EXPECT_FALSE(item->is64BitAvailable());
-    EXPECT_TRUE(item->isPPCAvailable());
+    const PluginPtr old = scanned(QStringLiteral("Old.component"), QStringLiteral("Old"));
+    EXPECT_EQ(old->shortName(), QStringLiteral("Old Verb"));
+    EXPECT_EQ(old->version(), QStringLiteral("1.0b"));
+    EXPECT_EQ(old->architectures(), QStringList{QStringLiteral("32-bit (PowerPC)")});
+    EXPECT_FALSE(old->is64BitAvailable());
+    EXPECT_TRUE(old->isPPCAvailable());
 
-    // A key that is present is found, empty or not: no fall-back then.
-    writeBundle(bundlePath(QStringLiteral("Blank.component")),
-                info({{"CFBundleDisplayName", QStringLiteral("")}, {"CFBundleName", QStringLiteral("Blank Verb")},
-                      {"CFBundleShortVersionString", QStringLiteral("")}, {"CFBundleVersion", QStringLiteral("3")}}));
     const PluginPtr blank = scanned(QStringLiteral("Blank.component"), QStringLiteral("Blank"));
     EXPECT_EQ(blank->shortName(), QStringLiteral(""));
     EXPECT_EQ(blank->version(), QStringLiteral(""));
-}
-
-TEST_F(VTPluginItemBundle, PlaceholderNameKeepsTheScannedName)
-{
-    writeBundle(bundlePath(QStringLiteral("Tpl.component")),
-                info({{"CFBundleDisplayName", QStringLiteral("${PRODUCT_NAME}")}, {"CFBundleName", QStringLiteral("Tpl")}}));
+    // A placeholder name keeps the scanned one.
     EXPECT_EQ(scanned(QStringLiteral("Tpl.component"), QStringLiteral("Scanned Tpl"))->shortName(),
               QStringLiteral("Scanned Tpl"));
 }
@@ -241,106 +216,28 @@ TEST_F(VTPluginItemBundle, DamagedBundlesLeaveTheScannedFields)
     }
 }
 
-TEST(VTPluginItemRecord, ArchitectureTexts)
-{
-    const QList<VTMachO::Architecture> archs{{kX86_64, 3}, {kPPC, 0}, {12 | 0x01000000, 0}, {kPPC64, 0}, {kI386, 3}};
-    EXPECT_EQ(VTPluginItem::architectureTexts(archs),
-              (QStringList{QStringLiteral("64-bit (Intel)"), QStringLiteral("32-bit (PowerPC)"),
-                           QStringLiteral("64-bit (PowerPC)"), QStringLiteral("32-bit (Intel)")}));
-}
-
-TEST(VTPluginItemRecord, ComparatorsAgainstPluginsAndGroups)
-{
-    VTPluginItem::ArchivedFields fields;
-    fields.shortName = QStringLiteral("blur");
-    fields.version = QStringLiteral("10.0");
-    fields.pluginEnabled = Enabled;
-    fields.pluginType = FxPlug;
-    const PluginPtr ten = VTPluginItem::fromArchivedFields(fields);
-    fields.shortName = QStringLiteral("Aura");
-    fields.version = QStringLiteral("9.0");
-    fields.pluginEnabled = Disabled;
-    fields.pluginType = AudioUnit;
-    const PluginPtr nine = VTPluginItem::fromArchivedFields(fields);
-    const GroupPtr group = VTGroupItem::create(QStringLiteral("Blur"), QString(), QStringLiteral("Blur"));
-
-    EXPECT_EQ(ten->versionCompare(*nine), VTOrder::Ascending); // text order: "10.0" < "9.0"
-    EXPECT_EQ(nine->versionCompare(*ten), VTOrder::Descending);
-    EXPECT_EQ(nine->versionCompare(*group), VTOrder::Ascending);
-    EXPECT_EQ(nine->statusCompare(*ten), VTOrder::Ascending);
-    EXPECT_EQ(ten->statusCompare(*group), VTOrder::Ascending);
-    EXPECT_EQ(ten->nameCompare(*nine), VTOrder::Descending);
-    EXPECT_EQ(ten->nameCompare(*group), VTOrder::Same); // "blur" and "Blur" ignoring case
-    EXPECT_EQ(nine->typeCompare(*ten), VTOrder::Ascending); // "Audio Unit" < "FxPlug"
-    EXPECT_EQ(ten->typeCompare(*group), VTOrder::Ascending); // "FxPlug" < "Group"
-    ten->setPluginType(VST);
-    EXPECT_EQ(ten->typeCompare(*group), VTOrder::Descending);
-}
-
-TEST_F(VTPluginItemPaths, CopySharesFieldsButNotPlace)
-{
-    const GroupPtr group = VTGroupItem::create(QStringLiteral("Color"), QString(), QStringLiteral("Color"));
-    const PluginPtr item = VTPluginItem::createScanned(QStringLiteral("Blur.fxplug"), QStringLiteral("Blur"),
-                                                       QStringLiteral("Color"), QStringLiteral("1.2"), FxPlug,
-                                                       CurrentUser, Disabled);
-    group->addChild(item);
-    item->setItemSelection(3);
-    item->setArchitectures(QStringList{QStringLiteral("64-bit (Intel)")});
-
-    const PluginPtr copy = item->copy();
-    EXPECT_NE(copy, item);
-    EXPECT_EQ(copy->shortName(), item->shortName());
-    EXPECT_EQ(copy->fileName(), item->fileName());
-    EXPECT_EQ(copy->subdir(), item->subdir());
-    EXPECT_EQ(copy->version(), item->version());
-    EXPECT_EQ(copy->pluginEnabled(), Disabled);
-    EXPECT_EQ(copy->itemSelection(), 3);
-    EXPECT_EQ(copy->architectures(), item->architectures());
-    EXPECT_EQ(copy->pluginType(), FxPlug);
-    EXPECT_EQ(copy->pluginAccess(), CurrentUser);
-    EXPECT_TRUE(copy->actualPath().isEmpty());
-    EXPECT_EQ(copy->parent(), nullptr);
-    EXPECT_EQ(copy->bundleProcessThread(), nullptr);
-    EXPECT_EQ(item->parent(), group);
-}
-
-TEST_F(VTPluginItemBundle, ReleasedRecordsCancelTheirReads)
-{
-    writeBundle(bundlePath(QStringLiteral("Many.component")), info({{"CFBundleName", QStringLiteral("Many")}}),
-                universalBinary({Arch::I386}));
-    std::vector<std::shared_ptr<VTBundleInfoRequest>> requests;
-    for (int i = 0; i < 2000; ++i) {
-        auto item = VTPluginItem::create(QStringLiteral("Many.component"), AudioUnit, AllUsers, Enabled);
-        requests.push_back(item->bundleProcessThread());
-        // The record goes at once, most often while its read is queued.
-    }
-    VTBundleInfoReader::shared().waitForAll();
-    EXPECT_EQ(VTBundleInfoReader::shared().pendingCount(), 0);
-    for (const auto &request : requests) {
-        EXPECT_TRUE(request->isCancelled());
-        EXPECT_TRUE(request->isFinished());
-    }
-}
-
-TEST_F(VTPluginItemBundle, ReadsRaceWithReadersAndReleases)
+TEST_F(VTPluginItemBundle, ReadsRaceWithReadersAndReleasedRecordsCancelTheirReads)
 {
     writeBundle(bundlePath(QStringLiteral("Race.component")),
                 info({{"CFBundleName", QStringLiteral("Race")}, {"CFBundleVersion", QStringLiteral("7")}}),
                 universalBinary({Arch::I386, Arch::X86_64}));
     std::atomic<bool> done{false};
     std::vector<PluginPtr> kept;
+    std::vector<std::shared_ptr<VTBundleInfoRequest>> released;
     std::mutex keptMutex;
     // Threads make and drop records while others read the fields the
-    // bundle reader writes.
+    // bundle reader writes. A dropped record goes at once, most often while
+    // its read is queued.
     std::vector<std::thread> makers;
     for (int t = 0; t < 3; ++t) {
         makers.emplace_back([&] {
             for (int i = 0; i < 400; ++i) {
                 auto item = VTPluginItem::create(QStringLiteral("Race.component"), AudioUnit, AllUsers, Enabled);
-                if (i % 4 == 0) {
-                    std::lock_guard lock(keptMutex);
+                std::lock_guard lock(keptMutex);
+                if (i % 4 == 0)
                     kept.push_back(std::move(item));
-                }
+                else
+                    released.push_back(item->bundleProcessThread());
             }
         });
     }
@@ -364,6 +261,11 @@ TEST_F(VTPluginItemBundle, ReadsRaceWithReadersAndReleases)
     done = true;
     watcher.join();
 
+    EXPECT_EQ(VTBundleInfoReader::shared().pendingCount(), 0);
+    for (const auto &request : released) {
+        EXPECT_TRUE(request->isCancelled());
+        EXPECT_TRUE(request->isFinished());
+    }
     ASSERT_EQ(kept.size(), 300u);
     for (const PluginPtr &item : kept) {
         EXPECT_EQ(item->shortName(), QStringLiteral("Race"));

@@ -9,6 +9,7 @@
 #include <QFile>
 
 #include <memory>
+#include <string>
 
 // A sandboxed system (root and home) for end-to-end runs, and the way the
 // program is run against it: as the current user (root in CI) or as the
@@ -29,8 +30,7 @@ public:
                                                     | QFileDevice::ReadGroup | QFileDevice::ExeGroup
                                                     | QFileDevice::ReadOther | QFileDevice::ExeOther);
         QDir(m_sandbox.path()).mkpath(QStringLiteral("scratch"));
-        m_builder = std::make_unique<VTSandboxBuilder>(m_sandbox.root(), m_sandbox.home());
-        m_builder->createAllFolders();
+        m_builder.createAllFolders();
         if (runner == Runner::Unprivileged && !FsTest::isRoot())
             m_whyNotReady = QStringLiteral("the unprivileged runs need root to set up the test account");
         else if (runner == Runner::Unprivileged && !FsTest::testUser().valid())
@@ -45,26 +45,28 @@ public:
 
     [[nodiscard]] bool ready() const { return m_whyNotReady.isEmpty(); }
     [[nodiscard]] QString whyNotReady() const { return m_whyNotReady; }
-    [[nodiscard]] VTSandboxBuilder &builder() { return *m_builder; }
-    [[nodiscard]] QString root() const { return m_builder->root(); }
-    [[nodiscard]] QString home() const { return m_builder->home(); }
+    [[nodiscard]] VTSandboxBuilder &builder() { return m_builder; }
+    [[nodiscard]] QString root() const { return m_builder.root(); }
+    [[nodiscard]] QString home() const { return m_builder.home(); }
     // A folder for install sources.
     [[nodiscard]] QString scratch() const { return m_sandbox.path() + QStringLiteral("/scratch"); }
 
     // Hands the sandbox to the runner: an unprivileged run gets the home and
     // the install sources, while the system root stays root's and read-only
-    // to it.
-    void finishBuilding()
+    // to it. Answers what the builder could not make (empty when all is there).
+    [[nodiscard]] std::string finishBuilding()
     {
-        if (m_runner != Runner::Unprivileged)
-            return;
-        for (const QString &path : {home(), scratch()})
-            VTTest::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("tessary-test:"), path});
-        VTTest::execute(QStringLiteral("chmod"), {QStringLiteral("-R"), QStringLiteral("go-w"), root()});
+        if (m_runner == Runner::Unprivileged) {
+            for (const QString &path : {home(), scratch()})
+                VTTest::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("tessary-test:"), path});
+            VTTest::execute(QStringLiteral("chmod"), {QStringLiteral("-R"), QStringLiteral("go-w"), root()});
+        }
+        return m_builder.errors().join(u'\n').toStdString();
     }
 
-    // Runs the program with the arguments after its name.
-    [[nodiscard]] Run run(const QStringList &arguments, const QString &escalate = QStringLiteral("sudo -n")) const
+    // Runs the program with the arguments after its name, on the system root
+    // or on `movedRoot` where the test moved it.
+    [[nodiscard]] Run run(const QStringList &arguments, const QString &movedRoot = QString()) const
     {
         QStringList command;
         if (m_runner == Runner::Unprivileged) {
@@ -72,7 +74,8 @@ public:
                        QStringLiteral("--regid=tessary-test"), QStringLiteral("--clear-groups")};
         }
         command += {QStringLiteral("env"), QStringLiteral("-i"), QStringLiteral("HOME=") + home(),
-                    QStringLiteral("TESSARY_SYSTEM_ROOT=") + root(), QStringLiteral("TESSARY_ESCALATE=") + escalate,
+                    QStringLiteral("TESSARY_SYSTEM_ROOT=") + (movedRoot.isEmpty() ? root() : movedRoot),
+                    QStringLiteral("TESSARY_ESCALATE=sudo -n"),
                     QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin")};
         for (const char *name : {"TSAN_OPTIONS", "ASAN_OPTIONS", "UBSAN_OPTIONS", "LANG"}) {
             if (qEnvironmentVariableIsSet(name))
@@ -142,6 +145,6 @@ public:
 private:
     Runner m_runner;
     VTTestSandbox m_sandbox;
-    std::unique_ptr<VTSandboxBuilder> m_builder;
+    VTSandboxBuilder m_builder{m_sandbox.root(), m_sandbox.home()};
     QString m_whyNotReady;
 };

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -134,53 +133,19 @@ TEST(VTSandboxPresets, DemoHasEveryKindAndCase)
     EXPECT_GE(manifest.disabledCount(), 8);
     EXPECT_GE(disabledInGroups, 3);
 
-    QSet<QString> subdirs;
+    // Groups three deep. What the catalogue tests assert of the demo (the
+    // numeric folder, the FxFactory pack, the managed bundle) is not repeated
+    // here; the folder tests make their own applications and Adobe folders.
     int deepest = 0;
-    for (const VTSandboxGroup &group : manifest.groups) {
-        subdirs.insert(group.subdir);
+    for (const VTSandboxGroup &group : manifest.groups)
         deepest = std::max(deepest, group.depth());
-    }
     EXPECT_EQ(deepest, 3);
-    EXPECT_TRUE(subdirs.contains(QStringLiteral("Film/2.0")));
-    EXPECT_TRUE(subdirs.contains(QStringLiteral("Favorites.localized")));
-    EXPECT_TRUE(std::any_of(manifest.groups.cbegin(), manifest.groups.cend(), [](const VTSandboxGroup &g) { return g.fxFactory; }));
-    EXPECT_TRUE(std::any_of(manifest.plugins.cbegin(), manifest.plugins.cend(), [](const VTSandboxPlugin &p) { return p.locked; }));
     for (const QString &ignored : manifest.ignored)
         EXPECT_TRUE(QFileInfo::exists(ignored)) << ignored.toStdString();
-
-    QStringList identifiers;
-    for (const VTSandboxApplication &application : manifest.applications)
-        identifiers.append(application.identifier);
-    EXPECT_TRUE(identifiers.contains(QStringLiteral("com.avid.symphony")));
-    EXPECT_TRUE(identifiers.contains(QStringLiteral("com.adobe.AdobePremierePro")));
-    const QString adobe = builder.root() + QStringLiteral("/Library/Application Support/Adobe/Common/Plug-ins/");
-    EXPECT_TRUE(QFileInfo(adobe + QStringLiteral("CS5/MediaCore")).isDir());
-    EXPECT_TRUE(QFileInfo(adobe + QStringLiteral("7.0/MediaCore/Sharpen Plus.bundle")).isDir());
 
     const QJsonObject check = verifyWithPython(builder, dir.filePath(QStringLiteral("manifest.json")));
     EXPECT_EQ(check.value(QStringLiteral("problems")).toArray(), QJsonArray());
     EXPECT_EQ(check.value(QStringLiteral("disabledOnDisk")).toInteger(), manifest.disabledCount());
-}
-
-// The one literal check of where the builder puts a disabled plug-in: the
-// builder and the catalogue share the mirror rule, so this breaks the circle.
-TEST(VTSandboxPresets, DisabledPluginsMirrorTheirPathWithinTheManagedSystem)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    VTSandboxBuilder builder(dir.filePath(QStringLiteral("root")), dir.filePath(QStringLiteral("home")));
-    const QString disabledRoot = builder.root() + QStringLiteral("/Library/Application Support/Vantorel/Hearthkit/Tessary Disabled Plugins");
-    VTBundleOptions options;
-    options.group = QStringLiteral("Color");
-    options.enabled = false;
-    EXPECT_EQ(builder.addBundle(FxPlug, AllUsers, QStringLiteral("Blur"), options),
-              disabledRoot + QStringLiteral("/Library/Plug-Ins/FxPlug/Color/Blur.fxplug"));
-    const QString enabled = builder.addBundle(FxPlug, CurrentUser, QStringLiteral("Vignette"));
-    EXPECT_EQ(enabled, builder.home() + QStringLiteral("/Library/Plug-Ins/FxPlug/Vignette.fxplug"));
-    // The home lies outside the root: its whole path is kept.
-    EXPECT_EQ(builder.disable(enabled), disabledRoot + enabled);
-    EXPECT_FALSE(QFileInfo::exists(enabled));
-    EXPECT_TRUE(builder.ok()) << builder.errors().join(u'\n').toStdString();
 }
 
 TEST(VTSandboxPresets, TenThousandPlugins)
@@ -194,12 +159,7 @@ TEST(VTSandboxPresets, TenThousandPlugins)
     QTemporaryDir dir(memory ? shm + QStringLiteral("/tst_VTSandboxPresets-XXXXXX") : QString());
     ASSERT_TRUE(dir.isValid());
     VTSandboxBuilder builder(dir.filePath(QStringLiteral("root")), dir.filePath(QStringLiteral("home")));
-
-    QElapsedTimer timer;
-    timer.start();
     builder.scaled(10000, 11);
-    const double seconds = static_cast<double>(timer.elapsed()) / 1000.0;
-    std::printf("[ TIMING   ] 10000 plug-ins made in %.2f s on %s\n", seconds, memory ? "tmpfs" : "the temporary folder's disk");
     ASSERT_TRUE(builder.ok()) << builder.errors().join(u'\n').toStdString();
 
     const VTSandboxManifest &manifest = builder.manifest();
