@@ -266,18 +266,18 @@ protected:
         const quint32 seed = QRandomGenerator::global()->generate();
         QRandomGenerator random(seed);
         bool disable = true;
+        const auto left = [&] {
+            return disable ? m_enabledCount - staysEnabled : int(m_entries.size()) - m_enabledCount - staysDisabled;
+        };
         for (int i = 0; i < kills && !HasFatalFailure(); ++i) {
             // A run after a kill has only part of the work left: aim within
             // the time that part takes, turning round when nothing is left.
-            int left = disable ? m_enabledCount - staysEnabled : int(m_entries.size()) - m_enabledCount - staysDisabled;
-            if (left <= movable / 20) {
+            if (left() <= movable / 20)
                 disable = !disable;
-                left = disable ? m_enabledCount - staysEnabled : int(m_entries.size()) - m_enabledCount - staysDisabled;
-            }
             // Aimed at the first half of that time, so that a run faster than
             // the measured one (warm caches, a quieter machine) is still hit
             // while it works; later runs start where this one stopped.
-            const double length = (disable ? disableSeconds : enableSeconds) * left / movable / 2;
+            const double length = (disable ? disableSeconds : enableSeconds) * left() / movable / 2;
             const bool aimed = aimAtCopies && i % 3 == 2;
             killBatch(disable, aimed ? random.bounded(0.002) : random.bounded(length), aimed);
             inspectAfterKill();
