@@ -5,20 +5,11 @@
 
 #include "OperationsTestSupport.h"
 
-#include "VTAccessOperation.h"
 #include "VTGuardedMove.h"
 
 using namespace VTSandboxKind;
 
-namespace {
-
-class AccessOperationTest : public OpsTest::OperationsTest
-{
-protected:
-    VTAccessOperation &access() { return operations().access(); }
-};
-
-} // namespace
+using AccessOperationTest = OpsTest::OperationsTest;
 
 TEST_F(AccessOperationTest, APluginMovesToTheOtherFolderKeepingItsGroupAndState)
 {

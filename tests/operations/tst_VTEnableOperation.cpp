@@ -6,7 +6,6 @@
 
 #include "VTCatalogueModel.h"
 #include "VTFileManager.h"
-#include "VTFolderCleanup.h"
 #include "VTGuardedMove.h"
 
 using namespace VTSandboxKind;
@@ -128,7 +127,7 @@ TEST_F(EnableOperationTest, ImmutableFlagsAlongBothPathsAreClearedUpToTheFirstMi
 
     // A destination that does not exist yet: its existing folders are
     // cleared, the walk ends at the first missing one.
-    operations().cleanup().unlockItemsInPath(VTPath::join(inner, QStringLiteral("Missing/Deeper/X.fxplug")));
+    cleanup().unlockItemsInPath(VTPath::join(inner, QStringLiteral("Missing/Deeper/X.fxplug")));
     EXPECT_FALSE(VTFileManager::isFileLocked(outer));
     EXPECT_FALSE(VTFileManager::isFileLocked(inner));
     EXPECT_TRUE(VTFileManager::isFileLocked(bundle)) << "not on the path";

@@ -6,7 +6,6 @@
 
 #include "VTExpandedItems.h"
 #include "VTGroupDragAndDrop.h"
-#include "VTGroupOperation.h"
 #include "VTItemArchiver.h"
 #include "VTUserDefaults.h"
 
@@ -168,7 +167,7 @@ TEST_F(DragAndDropTest, AGroupDroppedOntoAnotherTakesItsContentAndLeavesNoEmptyF
     const QList<ItemPtr> children = dst->children();
     EXPECT_TRUE(std::any_of(children.cbegin(), children.cend(),
                             [](const ItemPtr &child) { return child->subdir() == QLatin1String("Dst/Src"); }));
-    EXPECT_FALSE(operations().groups().moveChildrenOfItem(dst, dst)) << "never into itself";
+    EXPECT_FALSE(groups().moveChildrenOfItem(dst, dst)) << "never into itself";
 
     // An empty group's folder moves itself; at the top level.
     ASSERT_TRUE(VTTestSandbox::makeFolder(fxPlug(QStringLiteral("Dst/Empty"))));

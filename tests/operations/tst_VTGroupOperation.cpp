@@ -4,21 +4,12 @@
 
 #include "OperationsTestSupport.h"
 
-#include "VTGroupOperation.h"
 #include "VTGroupPlaces.h"
 #include "VTPlainFiles.h"
 
 using namespace VTSandboxKind;
 
-namespace {
-
-class GroupOperationTest : public OpsTest::OperationsTest
-{
-protected:
-    VTGroupOperation &groups() { return operations().groups(); }
-};
-
-} // namespace
+using GroupOperationTest = OpsTest::OperationsTest;
 
 TEST_F(GroupOperationTest, ProposedNamesTakeTheFirstFreeNumberAndTypedNamesAreCleaned)
 {

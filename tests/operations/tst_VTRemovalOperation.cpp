@@ -4,21 +4,9 @@
 
 #include "OperationsTestSupport.h"
 
-#include "VTFolderCleanup.h"
-#include "VTRemovalOperation.h"
-
 using namespace VTSandboxKind;
 
-namespace {
-
-class RemovalTest : public OpsTest::OperationsTest
-{
-protected:
-    VTRemovalOperation &removal() { return operations().removal(); }
-    VTFolderCleanup &cleanup() { return operations().cleanup(); }
-};
-
-} // namespace
+using RemovalTest = OpsTest::OperationsTest;
 
 TEST_F(RemovalTest, AGroupSelectedWithOneOfItsPluginsIsRemovedOnce)
 {
