@@ -9,6 +9,7 @@
 #include "VTEnableOperation.h"
 #include "VTFolderCleanup.h"
 #include "VTGroupOperation.h"
+#include "VTGuardedMove.h"
 #include "VTOperationContext.h"
 #include "VTOperationFrame.h"
 #include "VTOperationThreads.h"

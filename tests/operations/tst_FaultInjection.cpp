@@ -220,7 +220,6 @@ protected:
     {
         const FsTest::Run run = FsTest::run(OpsTest::driverPath(), {QStringLiteral("list")});
         ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-        const QByteArray &listing = run.out;
         m_enabledCount = 0;
         EXPECT_TRUE(VTMoveRecovery::foldersWithLeftovers(m_roots).isEmpty())
             << "leftovers of interrupted moves survived the next run";
@@ -231,8 +230,8 @@ protected:
             EXPECT_TRUE(once) << entry.enabledPath.toStdString() << " enabled " << enabled << " disabled " << disabled;
             m_enabledCount += enabled ? 1 : 0;
         }
-        const QStringList lines = QString::fromUtf8(listing).split(u'\n', Qt::SkipEmptyParts);
-        EXPECT_EQ(lines.size(), m_entries.size()) << "one record per plug-in:\n" << listing.toStdString();
+        const QStringList lines = QString::fromUtf8(run.out).split(u'\n', Qt::SkipEmptyParts);
+        EXPECT_EQ(lines.size(), m_entries.size()) << "one record per plug-in:\n" << run.out.toStdString();
         for (const QString &line : lines) {
             const QString flag = line.section(u'\t', 0, 0);
             const QString path = line.section(u'\t', 1);

@@ -5,8 +5,6 @@
 
 #include "OperationsTestSupport.h"
 
-#include "VTGuardedMove.h"
-
 using namespace VTSandboxKind;
 
 using AccessOperationTest = OpsTest::OperationsTest;

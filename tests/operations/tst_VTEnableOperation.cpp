@@ -6,7 +6,6 @@
 
 #include "VTCatalogueModel.h"
 #include "VTFileManager.h"
-#include "VTGuardedMove.h"
 
 using namespace VTSandboxKind;
 

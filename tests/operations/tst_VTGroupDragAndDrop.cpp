@@ -30,13 +30,6 @@ protected:
         waitForOperations();
         return accepted;
     }
-    QList<ItemPtr> plugins(std::initializer_list<const char *> names)
-    {
-        QList<ItemPtr> found;
-        for (const char *name : names)
-            found << plugin(QString::fromUtf8(name));
-        return found;
-    }
 };
 
 } // namespace
@@ -101,7 +94,8 @@ TEST_F(DragAndDropTest, PluginsDroppedOntoAGroupMoveIntoItAndTheFirstFailureStop
     const GroupPtr g = group(QStringLiteral("G"));
     view().selection = {g};
 
-    EXPECT_TRUE(dragAndDrop(plugins({"A.fxplug", "B.fxplug", "C.fxplug"}), g));
+    EXPECT_TRUE(dragAndDrop(
+        {plugin(QStringLiteral("A.fxplug")), plugin(QStringLiteral("B.fxplug")), plugin(QStringLiteral("C.fxplug"))}, g));
     EXPECT_FALSE(exists(a));
     EXPECT_FALSE(exists(b));
     EXPECT_TRUE(exists(fxPlug(QStringLiteral("G/A.fxplug"))));

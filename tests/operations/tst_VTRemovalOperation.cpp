@@ -116,9 +116,8 @@ TEST_F(RemovalTest, DeleteAllDisabledEmptiesTheDisabledTreeAfterAsking)
     EXPECT_EQ(ui().steps(QStringLiteral("alert:")),
               (QStringList{question, question,
                            QStringLiteral("alert:Plugin trash successful|All disabled plugins were trashed.|")}));
-    // The disabled tree went as whole folders, each listed once.
-    // The disabled tree records paths within the managed system, so its one
-    // top folder is its Library.
+    // The disabled tree went as whole folders, each listed once: it records
+    // paths within the managed system, so its one top folder is its Library.
     EXPECT_EQ(trashList(), QStringList{disabledRoot() + QStringLiteral("/Library")});
 
     ASSERT_TRUE(QDir(disabledRoot()).removeRecursively());
