@@ -5,11 +5,16 @@
 
 #include "../catalogue/CatalogueTestSupport.h"
 #include "../filesystem/FsTestSupport.h"
+#include "VTAccessOperation.h"
 #include "VTEnableOperation.h"
+#include "VTFolderCleanup.h"
+#include "VTGroupOperation.h"
+#include "VTGuardedMove.h"
 #include "VTOperationContext.h"
 #include "VTOperationFrame.h"
 #include "VTOperationThreads.h"
 #include "VTOperations.h"
+#include "VTRemovalOperation.h"
 #include "VTSafeFs.h"
 #include "VTSandboxLayout.h"
 #include "VTTestLog.h"
@@ -78,6 +83,10 @@ protected:
 
     VTOperations &operations() { return *m_operations; }
     VTEnableOperation &enabling() { return m_operations->enabling(); }
+    VTAccessOperation &access() { return m_operations->access(); }
+    VTGroupOperation &groups() { return m_operations->groups(); }
+    VTRemovalOperation &removal() { return m_operations->removal(); }
+    VTFolderCleanup &cleanup() { return m_operations->cleanup(); }
     VTOperationFrame &frame() { return m_operations->frame(); }
     RecordingInterface &ui() { return m_ui; }
     RecordingView &view() { return m_view; }

@@ -49,9 +49,7 @@ protected:
 TEST_F(CrossDeviceOperationsTest, ABundleKeepsEverythingItHoldsBothWays)
 {
     mountDisabledTree("mode=0755");
-    VTBundleOptions options;
-    options.group = QStringLiteral("Color");
-    const QString bundle = builder().addBundle(FxPlug, AllUsers, QStringLiteral("Glow"), options);
+    const QString bundle = this->bundle(QStringLiteral("Glow"), QStringLiteral("Color"));
     ASSERT_TRUE(builder().ok());
     const QString executable = VTPath::join(bundle, QStringLiteral("Contents/MacOS/Current"));
     ASSERT_EQ(::symlink("Glow", VTPath::toNative(executable).constData()), 0);

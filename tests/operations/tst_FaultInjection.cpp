@@ -220,7 +220,6 @@ protected:
     {
         const FsTest::Run run = FsTest::run(OpsTest::driverPath(), {QStringLiteral("list")});
         ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-        const QByteArray &listing = run.out;
         m_enabledCount = 0;
         EXPECT_TRUE(VTMoveRecovery::foldersWithLeftovers(m_roots).isEmpty())
             << "leftovers of interrupted moves survived the next run";
@@ -231,8 +230,8 @@ protected:
             EXPECT_TRUE(once) << entry.enabledPath.toStdString() << " enabled " << enabled << " disabled " << disabled;
             m_enabledCount += enabled ? 1 : 0;
         }
-        const QStringList lines = QString::fromUtf8(listing).split(u'\n', Qt::SkipEmptyParts);
-        EXPECT_EQ(lines.size(), m_entries.size()) << "one record per plug-in:\n" << listing.toStdString();
+        const QStringList lines = QString::fromUtf8(run.out).split(u'\n', Qt::SkipEmptyParts);
+        EXPECT_EQ(lines.size(), m_entries.size()) << "one record per plug-in:\n" << run.out.toStdString();
         for (const QString &line : lines) {
             const QString flag = line.section(u'\t', 0, 0);
             const QString path = line.section(u'\t', 1);
@@ -266,18 +265,18 @@ protected:
         const quint32 seed = QRandomGenerator::global()->generate();
         QRandomGenerator random(seed);
         bool disable = true;
+        const auto left = [&] {
+            return disable ? m_enabledCount - staysEnabled : int(m_entries.size()) - m_enabledCount - staysDisabled;
+        };
         for (int i = 0; i < kills && !HasFatalFailure(); ++i) {
             // A run after a kill has only part of the work left: aim within
             // the time that part takes, turning round when nothing is left.
-            int left = disable ? m_enabledCount - staysEnabled : int(m_entries.size()) - m_enabledCount - staysDisabled;
-            if (left <= movable / 20) {
+            if (left() <= movable / 20)
                 disable = !disable;
-                left = disable ? m_enabledCount - staysEnabled : int(m_entries.size()) - m_enabledCount - staysDisabled;
-            }
             // Aimed at the first half of that time, so that a run faster than
             // the measured one (warm caches, a quieter machine) is still hit
             // while it works; later runs start where this one stopped.
-            const double length = (disable ? disableSeconds : enableSeconds) * left / movable / 2;
+            const double length = (disable ? disableSeconds : enableSeconds) * left() / movable / 2;
             const bool aimed = aimAtCopies && i % 3 == 2;
             killBatch(disable, aimed ? random.bounded(0.002) : random.bounded(length), aimed);
             inspectAfterKill();

@@ -49,11 +49,12 @@ protected:
         ASSERT_TRUE(FsTest::chmodPath(folder, 0755));
     }
 
-    QString bundle(const QString &name, const QString &group = QString())
+    QString bundle(const QString &name, const QString &group = QString(), bool enabled = true, qint64 access = AllUsers)
     {
         VTBundleOptions options;
         options.group = group;
-        return m_builder->addBundle(FxPlug, AllUsers, name, options);
+        options.enabled = enabled;
+        return m_builder->addBundle(FxPlug, access, name, options);
     }
     QString mirror(const QString &path) const { return m_builder->layout().mirror(path); }
 
@@ -242,10 +243,7 @@ TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledFor
     QStringList disabled;
     for (const QString &group : cases) {
         hosts << VTPath::removeLastComponent(bundle(QStringLiteral("In") + group, group));
-        VTBundleOptions options;
-        options.group = group;
-        options.enabled = false;
-        disabled << m_builder->addBundle(FxPlug, AllUsers, group, options);
+        disabled << bundle(group, group, false);
     }
     handOver();
     for (const QString &host : hosts) {
@@ -288,9 +286,7 @@ TEST_F(OperationsAsUserTest, WhatAnotherAccountCouldHaveChangedIsNeverEnabledFor
 TEST_F(OperationsAsUserTest, WhatAnotherAccountPlantedInAnOpenDisabledFolderDeletesAndEnablesNothing)
 {
     const QString a = bundle(QStringLiteral("A"), QStringLiteral("Shared"));
-    VTBundleOptions mine;
-    mine.group = QStringLiteral("Mine");
-    const QString own = m_builder->addBundle(FxPlug, CurrentUser, QStringLiteral("Own"), mine);
+    const QString own = bundle(QStringLiteral("Own"), QStringLiteral("Mine"), true, CurrentUser);
     handOver();
     const QString shared = mirror(VTPath::removeLastComponent(a));
     const QString disabledFolder = mirror(VTPath::removeLastComponent(own));

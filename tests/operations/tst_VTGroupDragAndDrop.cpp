@@ -6,7 +6,6 @@
 
 #include "VTExpandedItems.h"
 #include "VTGroupDragAndDrop.h"
-#include "VTGroupOperation.h"
 #include "VTItemArchiver.h"
 #include "VTUserDefaults.h"
 
@@ -30,13 +29,6 @@ protected:
         const bool accepted = dnd().acceptDrop(*data, target, -1);
         waitForOperations();
         return accepted;
-    }
-    QList<ItemPtr> plugins(std::initializer_list<const char *> names)
-    {
-        QList<ItemPtr> found;
-        for (const char *name : names)
-            found << plugin(QString::fromUtf8(name));
-        return found;
     }
 };
 
@@ -102,7 +94,8 @@ TEST_F(DragAndDropTest, PluginsDroppedOntoAGroupMoveIntoItAndTheFirstFailureStop
     const GroupPtr g = group(QStringLiteral("G"));
     view().selection = {g};
 
-    EXPECT_TRUE(dragAndDrop(plugins({"A.fxplug", "B.fxplug", "C.fxplug"}), g));
+    EXPECT_TRUE(dragAndDrop(
+        {plugin(QStringLiteral("A.fxplug")), plugin(QStringLiteral("B.fxplug")), plugin(QStringLiteral("C.fxplug"))}, g));
     EXPECT_FALSE(exists(a));
     EXPECT_FALSE(exists(b));
     EXPECT_TRUE(exists(fxPlug(QStringLiteral("G/A.fxplug"))));
@@ -168,7 +161,7 @@ TEST_F(DragAndDropTest, AGroupDroppedOntoAnotherTakesItsContentAndLeavesNoEmptyF
     const QList<ItemPtr> children = dst->children();
     EXPECT_TRUE(std::any_of(children.cbegin(), children.cend(),
                             [](const ItemPtr &child) { return child->subdir() == QLatin1String("Dst/Src"); }));
-    EXPECT_FALSE(operations().groups().moveChildrenOfItem(dst, dst)) << "never into itself";
+    EXPECT_FALSE(groups().moveChildrenOfItem(dst, dst)) << "never into itself";
 
     // An empty group's folder moves itself; at the top level.
     ASSERT_TRUE(VTTestSandbox::makeFolder(fxPlug(QStringLiteral("Dst/Empty"))));

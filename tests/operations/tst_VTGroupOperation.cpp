@@ -4,21 +4,12 @@
 
 #include "OperationsTestSupport.h"
 
-#include "VTGroupOperation.h"
 #include "VTGroupPlaces.h"
 #include "VTPlainFiles.h"
 
 using namespace VTSandboxKind;
 
-namespace {
-
-class GroupOperationTest : public OpsTest::OperationsTest
-{
-protected:
-    VTGroupOperation &groups() { return operations().groups(); }
-};
-
-} // namespace
+using GroupOperationTest = OpsTest::OperationsTest;
 
 TEST_F(GroupOperationTest, ProposedNamesTakeTheFirstFreeNumberAndTypedNamesAreCleaned)
 {
@@ -98,8 +89,6 @@ TEST_F(GroupOperationTest, ASelectedPluginAddsTheGroupBesideItAndTenLevelsAreThe
     EXPECT_EQ(added->parent(), color);
     EXPECT_TRUE(color->children().contains(added));
 
-    EXPECT_EQ(VTGroupOperation::levelForItem(tenth), 9);
-    EXPECT_EQ(VTGroupOperation::levelForItem(deep), 10);
     EXPECT_EQ(VTGroupOperation::levelForItem(nullptr), -1);
 
     EXPECT_FALSE(groups().addGroup(deep));
@@ -291,12 +280,10 @@ TEST_F(GroupOperationTest, ASameNamedPluginInTheTargetIsReplacedOnlyWhenTheUserS
     // Tell the two copies apart by a file only the top-level one has.
     ASSERT_TRUE(VTTestSandbox::makeFile(VTPath::join(top, QStringLiteral("Contents/marker")), "top"));
     reload();
-    PluginPtr topA;
-    for (const PluginPtr &each : catalogue().allPlugins()) {
-        if (each->fileName() == QLatin1String("A.fxplug") && !each->parent())
-            topA = each;
-    }
-    ASSERT_TRUE(topA);
+    QList<ItemPtr> topLevel = catalogue().dataArray();
+    topLevel.removeIf([](const ItemPtr &item) { return item->isGroup(); });
+    ASSERT_EQ(topLevel.size(), 1);
+    const ItemPtr topA = topLevel.first();
     const GroupPtr g = group(QStringLiteral("G"));
     const QString question = QStringLiteral("alert:The plugin A already exists at this location. Do you wish to "
                                             "overwrite it?||Overwrite,Cancel");

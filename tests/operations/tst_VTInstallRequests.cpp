@@ -36,9 +36,7 @@ protected:
 
 TEST_F(InstallRequestsTest, ADropOnAGroupRowInstallsIntoThatGroupAndOneBelowTheRowsAtTheTopLevel)
 {
-    VTBundleOptions inColor;
-    inColor.group = QStringLiteral("Color");
-    builder().addBundle(FxPlug, CurrentUser, QStringLiteral("Inside"), inColor);
+    bundle(QStringLiteral("Inside"), QStringLiteral("Color"), true, FxPlug, CurrentUser);
     reload();
     const GroupPtr color = group(QStringLiteral("Color"));
     ASSERT_TRUE(color);

@@ -38,7 +38,6 @@ ThreadState threadState(pid_t thread)
 
 } // namespace
 
-// Showing or closing the sheet clears the cancel flag.
 TEST(VTOperationFrame, TheSheetClearsTheCancelFlag)
 {
     VTRecordingInterface ui(false);

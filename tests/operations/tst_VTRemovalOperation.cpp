@@ -4,22 +4,9 @@
 
 #include "OperationsTestSupport.h"
 
-#include "VTFileManager.h"
-#include "VTFolderCleanup.h"
-#include "VTRemovalOperation.h"
-
 using namespace VTSandboxKind;
 
-namespace {
-
-class RemovalTest : public OpsTest::OperationsTest
-{
-protected:
-    VTRemovalOperation &removal() { return operations().removal(); }
-    VTFolderCleanup &cleanup() { return operations().cleanup(); }
-};
-
-} // namespace
+using RemovalTest = OpsTest::OperationsTest;
 
 TEST_F(RemovalTest, AGroupSelectedWithOneOfItsPluginsIsRemovedOnce)
 {
@@ -31,7 +18,6 @@ TEST_F(RemovalTest, AGroupSelectedWithOneOfItsPluginsIsRemovedOnce)
     const GroupPtr g = group(QStringLiteral("G"));
     ASSERT_TRUE(g);
     const QList<ItemPtr> selection{g, plugin(QStringLiteral("A.fxplug"))};
-    EXPECT_EQ(VTRemovalOperation::withoutDescendants(selection), QList<ItemPtr>{g});
 
     removal().remove(selection);
     waitForOperations();
@@ -58,15 +44,12 @@ TEST_F(RemovalTest, AGroupSelectedWithOneOfItsPluginsIsRemovedOnce)
 // Three plug-ins show no sheet (the group case above); four show one.
 TEST_F(RemovalTest, FourPluginsShowProgress)
 {
-    QList<ItemPtr> plugins;
     QStringList paths;
     for (int i = 0; i < 4; ++i)
         paths << bundle(QStringLiteral("P%1").arg(i));
     reload();
-    for (int i = 0; i < 4; ++i)
-        plugins << plugin(QStringLiteral("P%1.fxplug").arg(i));
 
-    removal().remove(plugins);
+    removal().remove(catalogue().dataArray());
     waitForOperations();
     EXPECT_EQ(ui().steps(QStringLiteral("sheet")).size(), 1);
     EXPECT_EQ(ui().steps(QStringLiteral("max:")), QStringList{QStringLiteral("max:4")});
@@ -133,9 +116,8 @@ TEST_F(RemovalTest, DeleteAllDisabledEmptiesTheDisabledTreeAfterAsking)
     EXPECT_EQ(ui().steps(QStringLiteral("alert:")),
               (QStringList{question, question,
                            QStringLiteral("alert:Plugin trash successful|All disabled plugins were trashed.|")}));
-    // The disabled tree went as whole folders, each listed once.
-    // The disabled tree records paths within the managed system, so its one
-    // top folder is its Library.
+    // The disabled tree went as whole folders, each listed once: it records
+    // paths within the managed system, so its one top folder is its Library.
     EXPECT_EQ(trashList(), QStringList{disabledRoot() + QStringLiteral("/Library")});
 
     ASSERT_TRUE(QDir(disabledRoot()).removeRecursively());
@@ -202,31 +184,6 @@ TEST_F(RemovalTest, KindFoldersAndSystemFoldersAreNeverRemoved)
     const QString kindMirror = mirror(kindFolder);
     ASSERT_TRUE(exists(kindMirror));
     EXPECT_TRUE(cleanup().removeEmptyFolder(kindMirror, false));
-}
-
-TEST_F(RemovalTest, UnlockingStopsAtTheFirstMissingComponent)
-{
-    if (!FsTest::isRoot())
-        GTEST_SKIP() << "setting the immutable attribute needs root";
-    const QString outer = fxPlug(QStringLiteral("Outer"));
-    const QString inner = VTPath::join(outer, QStringLiteral("Inner"));
-    const QString file = VTPath::join(inner, QStringLiteral("Item.txt"));
-    ASSERT_TRUE(VTTestSandbox::makeFile(file, "x"));
-    for (const QString &path : {file, inner, outer}) {
-        if (!VTFileManager::lockFile(path) || !VTFileManager::isFileLocked(path))
-            GTEST_SKIP() << "this file system has no immutable attribute";
-    }
-
-    // A destination that does not exist yet: its existing folders are
-    // cleared, the walk ends at the first missing one.
-    cleanup().unlockItemsInPath(VTPath::join(inner, QStringLiteral("Missing/Deeper/X.fxplug")));
-    EXPECT_FALSE(VTFileManager::isFileLocked(outer));
-    EXPECT_FALSE(VTFileManager::isFileLocked(inner));
-    EXPECT_TRUE(VTFileManager::isFileLocked(file)) << "not on the path";
-
-    cleanup().unlockItemsInPath(file);
-    EXPECT_FALSE(VTFileManager::isFileLocked(file));
-    EXPECT_TRUE(posted().isEmpty());
 }
 
 TEST_F(RemovalTest, AStartClearsWhatAnInterruptedTrashLeftInTheTrash)
