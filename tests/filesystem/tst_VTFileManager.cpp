@@ -3,8 +3,6 @@
 
 #include "FsTestSupport.h"
 #include "VTFileManager.h"
-#include "VTLog.h"
-#include "VTTestSandbox.h"
 
 #include <QElapsedTimer>
 
@@ -18,27 +16,10 @@ using namespace std::chrono_literals;
 
 namespace {
 
-class FileManagerTest : public ::testing::Test
+class FileManagerTest : public FsTest::SandboxTest
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(m_sandbox.isValid());
-        VTLog::createNewLog(QStringLiteral("tst_VTFileManager"));
-    }
-    void TearDown() override
-    {
-        VTLog::finishWriting();
-    }
-
     QString path(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library"), relative)); }
-    static QByteArray log()
-    {
-        VTLog::finishWriting();
-        return FsTest::readFile(VTLog::currentLogPath());
-    }
-
-    VTTestSandbox m_sandbox;
 };
 
 TEST_F(FileManagerTest, WildcardsMatchAnyRunOfCharactersAndListOneFolderSortedByName)

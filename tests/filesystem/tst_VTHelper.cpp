@@ -3,6 +3,7 @@
 // client, and attacked by an unprivileged process racing it.
 
 #include "FsTestSupport.h"
+#include "VTFileManager.h"
 #include "VTHelperClient.h"
 
 #include <QElapsedTimer>
@@ -17,6 +18,8 @@
 #include <csignal>
 #include <thread>
 #include <sys/stat.h>
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -258,21 +261,12 @@ TEST(HelperLifetime, EndsWhenItsParentEnds)
     const QByteArray sleeper = shell.readLine(10000);
     const QByteArray pid = shell.readLine(10000);
     ASSERT_FALSE(pid.isEmpty());
-    const QString proc = QStringLiteral("/proc/") + QString::fromLatin1(pid);
     QThread::msleep(200);
-    ASSERT_TRUE(FsTest::exists(proc));
+    ASSERT_FALSE(FsTest::processIsGone(pid.toLongLong()));
     ::kill(shell.pid(), SIGKILL);
     (void)shell.finish(5000);
 
-    auto gone = [&proc] {
-        const QByteArray stat = FsTest::readFile(proc + QStringLiteral("/stat"));
-        return stat.isEmpty() || stat.contains(") Z ");
-    };
-    QElapsedTimer timer;
-    timer.start();
-    while (!gone() && timer.elapsed() < 5000)
-        QThread::msleep(20);
-    EXPECT_TRUE(gone());
+    EXPECT_TRUE(VTFileManager::waitUntil([&pid] { return FsTest::processIsGone(pid.toLongLong()); }, 30s));
     ::kill(static_cast<pid_t>(sleeper.toInt()), SIGKILL);
 }
 

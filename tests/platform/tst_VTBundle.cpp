@@ -176,9 +176,7 @@ TEST(VTBundleStrings, GrammarAndMalformedText)
 
 TEST(VTBundleStrings, PropertyListForm)
 {
-    QVariantMap map;
-    map.insert(QStringLiteral("CFBundleDisplayName"), QStringLiteral("Glow"));
-    map.insert(QStringLiteral("Count"), qint64(3));
+    const QVariantMap map = info({{"CFBundleDisplayName", QStringLiteral("Glow")}, {"Count", qint64(3)}});
     const auto parsed = VTBundle::parseStrings(VTPropertyList::toData(map, VTPropertyList::Format::Binary));
     ASSERT_TRUE(parsed.has_value());
     EXPECT_EQ(parsed->value(QStringLiteral("CFBundleDisplayName")), QStringLiteral("Glow"));
