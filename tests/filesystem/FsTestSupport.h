@@ -254,6 +254,7 @@ protected:
     }
 
     [[nodiscard]] QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
+    [[nodiscard]] QString path(const char *relative) const { return path(QString::fromUtf8(relative)); }
     [[nodiscard]] QString home(const QString &relative = QString()) const
     {
         return VTPath::join(path(QStringLiteral("home")), relative);

@@ -295,7 +295,8 @@ TEST_F(UserTest, ARepairOverAnotherAccountsDeepTreeFailsInsteadOfCrashingOrPrete
     const QString tooDeep = plant(QStringLiteral("tooDeep"), 300);
     for (const QStringList &repair : {QStringList{QStringLiteral("/usr/sbin/chown"), QStringLiteral("-R"), m_user.name},
                                       QStringList{QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("a+rw")}}) {
-        EXPECT_TRUE(answers(QByteArray::number(ELOOP), QStringList{QStringLiteral("exec")} + repair + QStringList{VTPath::join(vendor, QStringLiteral("tooDeep"))}));
+        EXPECT_TRUE(answers(QByteArray::number(ELOOP),
+                            QStringList{QStringLiteral("exec")} + repair + QStringList{VTPath::join(vendor, QStringLiteral("tooDeep"))}));
     }
     EXPECT_EQ(FsTest::statOf(VTPath::join(tooDeep, QStringLiteral("file"))).st_uid, planter.uid);
 
