@@ -250,9 +250,9 @@ TEST(HelperLifetime, EndsWhenItsParentEnds)
     if (!FsTest::isRoot())
         GTEST_SKIP() << "needs root";
     QTemporaryDir dir;
-    // The helper's input stays open (a sleeping writer holds the pipe), so
-    // only the parent's death can end it.
-    const QString script = QStringLiteral("mkfifo \"$1/in\"; sleep 30 > \"$1/in\" & echo $!; \"$0\" < \"$1/in\" > /dev/null & echo $!; wait");
+    // The helper's input stays open (a sleeping writer holds the pipe far
+    // longer than the wait below), so only the parent's death can end it.
+    const QString script = QStringLiteral("mkfifo \"$1/in\"; sleep 300 > \"$1/in\" & echo $!; \"$0\" < \"$1/in\" > /dev/null & echo $!; wait");
     FsTest::Process shell;
     ASSERT_TRUE(shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, FsTest::helperPath(), dir.path()}));
     const QByteArray sleeper = shell.readLine(10000);
