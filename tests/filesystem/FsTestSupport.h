@@ -255,10 +255,7 @@ protected:
 
     [[nodiscard]] QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
     [[nodiscard]] QString path(const char *relative) const { return path(QString::fromUtf8(relative)); }
-    [[nodiscard]] QString home(const QString &relative = QString()) const
-    {
-        return VTPath::join(path(QStringLiteral("home")), relative);
-    }
+    [[nodiscard]] QString home(const QString &relative = QString()) const { return VTPath::join(path("home"), relative); }
     // The program's environment as the user starts it on this system.
     [[nodiscard]] QStringList environment(const QString &escalate = QStringLiteral("sudo -n")) const
     {

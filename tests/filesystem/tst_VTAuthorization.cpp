@@ -29,10 +29,7 @@ protected:
         SandboxTest::SetUp();
     }
     QString path(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library/Plug-Ins"), relative)); }
-    QString trashFiles(const QString &name = QString()) const
-    {
-        return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash/files")), name);
-    }
+    QString trashFiles(const QString &name = QString()) const { return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash/files")), name); }
 
     VTAuthorization *auth = VTAuthorization::sharedController(true);
 };
@@ -325,10 +322,19 @@ TEST_F(UserTest, TheHelperEndsWithTheProgram)
     // the kernel then gives its /proc entries to root.
     EXPECT_EQ(FsTest::statOf(QStringLiteral("/proc/%1/environ").arg(driver.pid())).st_uid, 0u);
 
+    // Only the helpers this program started: other tests may run their own.
+    const auto startedByDriver = [&driver](qint64 pid) {
+        while (pid > 1 && pid != driver.pid()) {
+            const QByteArray stat = FsTest::readFile(QStringLiteral("/proc/%1/stat").arg(pid));
+            pid = stat.mid(stat.lastIndexOf(')') + 2).split(' ').value(1).toLongLong();
+        }
+        return pid == driver.pid();
+    };
     QList<qint64> helpers;
     const QString helper = QFileInfo(FsTest::helperPath()).canonicalFilePath();
     for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        if (QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).symLinkTarget() == helper && !FsTest::processIsGone(pid.toLongLong()))
+        if (QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).symLinkTarget() == helper && !FsTest::processIsGone(pid.toLongLong())
+            && startedByDriver(pid.toLongLong()))
             helpers << pid.toLongLong();
     }
     ASSERT_FALSE(helpers.isEmpty());

@@ -14,10 +14,7 @@ namespace {
 class TrashTest : public FsTest::SandboxTest
 {
 protected:
-    QString trash(const QString &relative = QString()) const
-    {
-        return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash")), relative);
-    }
+    QString trash(const QString &relative = QString()) const { return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash")), relative); }
     QString item(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library/Plug-Ins"), relative)); }
 };
 
