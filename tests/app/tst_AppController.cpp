@@ -16,18 +16,6 @@
 
 using namespace VTSandboxKind;
 
-namespace {
-
-QStringList titles(const QList<ItemPtr> &items)
-{
-    QStringList names;
-    for (const ItemPtr &item : items)
-        names.append(item->displayTitle());
-    return names;
-}
-
-} // namespace
-
 class AppControllerTest : public CatalogueSandbox
 {
 protected:
@@ -50,7 +38,7 @@ protected:
     AppController &windowController()
     {
         VTMainThread::setEventLoopRunning(true);
-        m_controller = std::make_unique<AppController>(std::make_unique<RecordingInterface>(), true);
+        m_controller = std::make_unique<AppController>(std::make_unique<VTRecordingInterface>(), true);
         m_view = std::make_unique<ScriptedCatalogueView>(m_controller->outlineViewController());
         m_view->didExpand = [this](const ItemPtr &item) { m_controller->outlineViewItemDidExpand(item); };
         m_controller->setCatalogueView(m_view.get());
@@ -84,16 +72,16 @@ TEST_F(AppControllerTest, WindowReloadKeepsSortingExpansionAndSelection)
                          pluginNamed(tree.allPlugins(), QStringLiteral("Synth One.vst")),
                          tree.groupMatchingSubdir(QStringLiteral("Color/Warm"))});
     ASSERT_EQ(m_view->selectedItems().size(), 3);
-    const QStringList topLevel = titles(tree.dataArray());
+    const QStringList topLevel = displayTitles(tree.dataArray());
 
     reloadAndWait(controller);
     EXPECT_NE(tree.groupMatchingSubdir(QStringLiteral("Color")), color) << "a reload makes new records";
-    EXPECT_EQ(titles(tree.dataArray()), topLevel);
+    EXPECT_EQ(displayTitles(tree.dataArray()), topLevel);
     EXPECT_EQ(m_view->indicator, std::make_pair(QStringLiteral("colName"), true));
     EXPECT_TRUE(m_view->isExpanded(tree.groupMatchingSubdir(QStringLiteral("Color"))));
-    EXPECT_EQ(titles(m_view->selectedItems()), (QStringList{QStringLiteral("Warm"), QStringLiteral("Tint")}))
+    EXPECT_EQ(displayTitles(m_view->selectedItems()), (QStringList{QStringLiteral("Warm"), QStringLiteral("Tint")}))
         << "the top-level plug-in is deliberately not selected again";
-    const QStringList statistics = static_cast<RecordingInterface &>(controller.userInterface()).statistics();
+    const QStringList statistics = static_cast<VTRecordingInterface &>(controller.userInterface()).statistics();
     EXPECT_EQ(statistics.last(), QStringLiteral("%1 plugins, %2 enabled")
                                      .arg(builder().manifest().plugins.size())
                                      .arg(builder().manifest().enabledCount()));

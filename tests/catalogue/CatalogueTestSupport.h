@@ -19,10 +19,10 @@
 #include "VTPluginItem.h"
 #include "VTPropertyList.h"
 #include "VTSandboxBuilder.h"
+#include "VTTestLog.h"
 #include "VTTestSandbox.h"
 #include "VTRecordingInterface.h"
 
-#include <QFile>
 #include <QSet>
 
 #include <gtest/gtest.h>
@@ -205,13 +205,6 @@ protected:
         VTBundleInfoReader::shared().waitForAll();
     }
 
-    QString logText() const
-    {
-        VTLog::finishWriting();
-        QFile file(VTLog::currentLogPath());
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
-
     // The tree as text, one record a line, children indented: groups as
     // "title/ (subdir)", plug-ins as "fileName kind access enabled".
     static QString outline(const QList<ItemPtr> &items, int depth = 0)
@@ -245,7 +238,7 @@ protected:
 
     VTTestSandbox m_env;
     VTSandboxBuilder m_builder{m_env.root(), m_env.home()};
-    RecordingInterface m_ui;
+    VTRecordingInterface m_ui;
     std::unique_ptr<OutlineViewController> m_catalogue;
     std::unique_ptr<VTCatalogueLoader> m_loader;
 };

@@ -257,7 +257,7 @@ TEST_F(CatalogueScan, HostileNamesLinksAndDepthStillGiveAConsistentTree)
     ASSERT_TRUE(bottom);
     EXPECT_EQ(bottom->children().size(), 1);
     expectConsistent(catalogue().dataArray());
-    EXPECT_TRUE(logText().contains(QStringLiteral("whose name is not valid UTF-8")));
+    EXPECT_TRUE(VTTest::logText().contains(QStringLiteral("whose name is not valid UTF-8")));
     ::rmdir(badName.constData()); // the temporary folder's clean-up skips such names
 }
 
@@ -284,7 +284,7 @@ TEST_F(CatalogueScan, UnreadableFoldersAreLoggedAndTheReloadGoesOn)
     if (asRoot)
         expected.prepend(QStringLiteral("Hidden.component"));
     EXPECT_EQ(found, expected);
-    const QString log = logText();
+    const QString log = VTTest::logText();
     EXPECT_TRUE(log.contains(QStringLiteral("Error getting contents of directory %1 - Not a directory").arg(notAFolder)));
     if (!asRoot) {
         EXPECT_TRUE(log.contains(QStringLiteral("Error getting contents of directory %1 - Permission denied").arg(closed)));

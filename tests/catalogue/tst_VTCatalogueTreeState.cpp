@@ -107,7 +107,7 @@ TEST_F(TreeState, StoredSortingIsAppliedAndAFailedSortChangesNothing)
     view().failRedisplay = false;
     EXPECT_EQ(outline(catalogue().dataArray()), before);
     EXPECT_TRUE(VTUserDefaults::value(QStringLiteral("sortedColumn")).toString().isEmpty());
-    EXPECT_TRUE(logText().contains(QStringLiteral("Exception in outlineView:didClickTableColumn:")));
+    EXPECT_TRUE(VTTest::logText().contains(QStringLiteral("Exception in outlineView:didClickTableColumn:")));
 }
 
 TEST_F(TreeState, ExpandedGroupsAreRememberedAndRestored)
@@ -134,7 +134,7 @@ TEST_F(TreeState, ExpandedGroupsAreRememberedAndRestored)
     EXPECT_FALSE(view().isExpanded(newWarm));
     expanded.loadExpandedItems();
     EXPECT_TRUE(view().isExpanded(catalogue().groupMatchingSubdir(QStringLiteral("Color"))));
-    EXPECT_TRUE(logText().contains(QStringLiteral("Loading expanded items...")));
+    EXPECT_TRUE(VTTest::logText().contains(QStringLiteral("Loading expanded items...")));
 }
 
 TEST_F(TreeState, ArchitectureSelectionsPickPluginsLackingTheOther)

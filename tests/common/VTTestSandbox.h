@@ -5,7 +5,10 @@
 
 #include <QByteArray>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
+#include <QMap>
 #include <QTemporaryDir>
 #include <QVariantMap>
 
@@ -105,6 +108,21 @@ public:
     {
         QFile file(path);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    // The bytes of every file below `path` (hidden ones too) by relative
+    // path; a plain file is the one entry "".
+    static QMap<QString, QByteArray> readTree(const QString &path)
+    {
+        if (QFileInfo(path).isFile())
+            return {{QString(), readFile(path)}};
+        QMap<QString, QByteArray> files;
+        QDirIterator it(path, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            it.next();
+            files.insert(it.filePath().mid(path.size()), readFile(it.filePath()));
+        }
+        return files;
     }
 
     // Writes a file with exactly these permissions (making its folders) and

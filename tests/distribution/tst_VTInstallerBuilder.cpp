@@ -12,7 +12,6 @@
 #include "VTTestProcess.h"
 #include "VTUserDefaults.h"
 
-#include <QDirIterator>
 #include <QJsonObject>
 #include <QTemporaryDir>
 
@@ -48,27 +47,15 @@ private:
     QStringList m_steps;
 };
 
-// Every file below `folder` by relative path, with its bytes.
-QMap<QString, QByteArray> tree(const QString &folder)
-{
-    QMap<QString, QByteArray> files;
-    QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        QFile file(it.next());
-        files.insert(QDir(folder).relativeFilePath(file.fileName()), file.open(QIODevice::ReadOnly) ? file.readAll() : "?");
-    }
-    return files;
-}
-
 // Each original's files stand at its copy, byte for byte; answers how many
 // files that is.
 qsizetype expectCopies(const QMap<QString, QString> &copies)
 {
     qsizetype files = 0;
     for (auto it = copies.begin(); it != copies.end(); ++it) {
-        const auto original = tree(it.key());
+        const auto original = VTTestSandbox::readTree(it.key());
         EXPECT_FALSE(original.isEmpty());
-        EXPECT_EQ(tree(it.value()), original) << it.value().toStdString();
+        EXPECT_EQ(VTTestSandbox::readTree(it.value()), original) << it.value().toStdString();
         files += original.size();
     }
     return files;
@@ -150,7 +137,7 @@ TEST_F(InstallerBuildTest, LaysOutSelectionWritesSettingsAndSigns)
     EXPECT_FALSE(QFile::exists(destination + QStringLiteral("/old")));
 
     const QString structure = destination + QStringLiteral("/Contents/Resources/PluginStructure");
-    EXPECT_EQ(tree(structure).size(),
+    EXPECT_EQ(VTTestSandbox::readTree(structure).size(),
               expectCopies({{m_warm, structure + QStringLiteral("/Users/user/Library/Plug-Ins/FxPlug/Color/Warm.fxplug")},
                             {m_cool, structure + QStringLiteral("/Users/user/Library/Plug-Ins/FxPlug/Color/Cool.fxplug")},
                             {m_synth, structure + QStringLiteral("/Library/Audio/Plug-Ins/VST/Synth.vst")}}))

@@ -126,22 +126,6 @@ public:
         return entries;
     }
 
-    // The bytes of every file below a plug-in, by relative path.
-    [[nodiscard]] static QMap<QString, QByteArray> contents(const QString &path)
-    {
-        QMap<QString, QByteArray> files;
-        if (QFileInfo(path).isFile()) {
-            files.insert(QString(), VTTestSandbox::readFile(path));
-            return files;
-        }
-        QDirIterator it(path, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-        while (it.hasNext()) {
-            it.next();
-            files.insert(it.filePath().mid(path.size()), VTTestSandbox::readFile(it.filePath()));
-        }
-        return files;
-    }
-
 private:
     Runner m_runner;
     VTTestSandbox m_sandbox;

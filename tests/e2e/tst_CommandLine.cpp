@@ -27,7 +27,7 @@ protected:
     std::unique_ptr<E2ESystem> m_system;
 };
 
-TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTreeAndLogsTheSystemVersion)
+TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTree)
 {
     const QString blur = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"));
     const QString verb = builder().addBundle(Kind::VST, Kind::AllUsers, QStringLiteral("Verb"));
@@ -35,7 +35,6 @@ TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTreeAndLogsTh
     const QString disabledVerb = builder().disable(verb);
     const QString grouped =
         builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Warm"), {{QStringLiteral("Color/Warm")}});
-    builder().addSystemVersion(QStringLiteral("10.14.6"));
     ASSERT_EQ(system().finishBuilding(), "");
 
     const E2ESystem::Run plain = system().run({QStringLiteral("-allplugins")});
@@ -49,10 +48,6 @@ TEST_P(CommandLine, AllPluginsListsEnabledPathsFirstThenTheDisabledTreeAndLogsTh
     // The disabled tree comes after every enabled folder.
     EXPECT_EQ(lines.last(), disabledVerb);
     EXPECT_EQ(lines.size(), 4);
-    // The log header names the managed system's version.
-    const QStringList log = system().taskLog().split(u'\n');
-    ASSERT_GT(log.size(), 4);
-    EXPECT_TRUE(log.at(3).startsWith(QStringLiteral("System: OS X 10.14.6, "))) << log.at(3).toStdString();
 
     // Any other word after -allplugins lists the same way.
     EXPECT_EQ(system().run({QStringLiteral("-allplugins"), QStringLiteral("-anything")}).lines(), lines);
@@ -64,8 +59,8 @@ TEST_P(CommandLine, DisableByNameDisablesTheAllUsersAndTheCurrentUserCopy)
     const QString own = builder().addBundle(Kind::FxPlug, Kind::CurrentUser, QStringLiteral("Blur"));
     const QString other = builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Glow"));
     ASSERT_EQ(system().finishBuilding(), "");
-    const auto sharedBytes = E2ESystem::contents(shared);
-    const auto ownBytes = E2ESystem::contents(own);
+    const auto sharedBytes = VTTestSandbox::readTree(shared);
+    const auto ownBytes = VTTestSandbox::readTree(own);
 
     // Any folder in the argument is ignored: only the name matches.
     const E2ESystem::Run run = system().run({QStringLiteral("-disable"), QStringLiteral("/any/where/Blur.fxplug")});
@@ -75,8 +70,8 @@ TEST_P(CommandLine, DisableByNameDisablesTheAllUsersAndTheCurrentUserCopy)
     // The disabled tree records paths within the managed system; the home
     // lies outside the sandbox's root and keeps its whole path.
     const QString disabledRoot = builder().disabledRoot();
-    EXPECT_EQ(E2ESystem::contents(disabledRoot + QStringLiteral("/Library/Plug-Ins/FxPlug/Blur.fxplug")), sharedBytes);
-    EXPECT_EQ(E2ESystem::contents(disabledRoot + own), ownBytes);
+    EXPECT_EQ(VTTestSandbox::readTree(disabledRoot + QStringLiteral("/Library/Plug-Ins/FxPlug/Blur.fxplug")), sharedBytes);
+    EXPECT_EQ(VTTestSandbox::readTree(disabledRoot + own), ownBytes);
     EXPECT_TRUE(QFileInfo::exists(other));
 }
 
@@ -195,7 +190,7 @@ TEST_P(CommandLine, InstallPutsThePluginForAllUsersOrTheCurrentUser)
     EXPECT_TRUE(system().taskLog().contains(QStringLiteral("Installing plugins for all users: %1").arg(blur)));
     EXPECT_EQ(system().run({QStringLiteral("-install"), QStringLiteral("-user"), glow}).exitCode, 0);
 
-    EXPECT_EQ(E2ESystem::contents(allUsers + QStringLiteral("/Blur.fxplug")), E2ESystem::contents(blur));
+    EXPECT_EQ(VTTestSandbox::readTree(allUsers + QStringLiteral("/Blur.fxplug")), VTTestSandbox::readTree(blur));
     EXPECT_TRUE(QFileInfo::exists(currentUser + QStringLiteral("/Glow.fxplug")));
     EXPECT_FALSE(QFileInfo::exists(allUsers + QStringLiteral("/Glow.fxplug")));
     // Installation copies: the sources stay.
@@ -228,7 +223,7 @@ TEST(CommandLineOnAMovedSystem, EnablesWhatWasDisabledBeforeTheMove)
         system.builder().addBundle(Kind::FxPlug, Kind::AllUsers, QStringLiteral("Blur"), {{QStringLiteral("Soft")}});
     const QString own = system.builder().addBundle(Kind::VST, Kind::CurrentUser, QStringLiteral("Blur"));
     ASSERT_EQ(system.finishBuilding(), "");
-    const auto sharedBytes = E2ESystem::contents(shared);
+    const auto sharedBytes = VTTestSandbox::readTree(shared);
     ASSERT_EQ(system.run({QStringLiteral("-disable"), QStringLiteral("Blur.fxplug")}).exitCode, 0);
     ASSERT_EQ(system.run({QStringLiteral("-disable"), QStringLiteral("Blur.vst")}).exitCode, 0);
     ASSERT_FALSE(QFileInfo::exists(shared));
@@ -240,7 +235,7 @@ TEST(CommandLineOnAMovedSystem, EnablesWhatWasDisabledBeforeTheMove)
         const E2ESystem::Run run = system.run({QStringLiteral("-enable"), QString::fromLatin1(name)}, moved);
         EXPECT_EQ(run.exitCode, 0) << name << run.err.toStdString();
     }
-    EXPECT_EQ(E2ESystem::contents(moved + QStringLiteral("/Library/Plug-Ins/FxPlug/Soft/Blur.fxplug")), sharedBytes);
+    EXPECT_EQ(VTTestSandbox::readTree(moved + QStringLiteral("/Library/Plug-Ins/FxPlug/Soft/Blur.fxplug")), sharedBytes);
     EXPECT_TRUE(QFileInfo::exists(own)) << "the home did not move and keeps its whole path";
     ASSERT_TRUE(QDir().rename(moved, system.root()));
 }

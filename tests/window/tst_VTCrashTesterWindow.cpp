@@ -16,19 +16,16 @@
 #include <QComboBox>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
 #include <csignal>
 
 
-using namespace std::chrono_literals;
 using namespace VTPluginKind;
 
 namespace {

@@ -45,6 +45,16 @@ using namespace std::chrono_literals;
 using VTWidgetTest::answerNextWith;
 using VTWidgetTest::waitUntil;
 
+namespace {
+
+void clickHeaderSection(QHeaderView *header, int section)
+{
+    const int x = header->sectionViewportPosition(section) + header->sectionSize(section) / 2;
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(x, header->height() / 2));
+}
+
+} // namespace
+
 class MainWindowTest : public CatalogueSandbox
 {
 protected:
@@ -132,10 +142,6 @@ TEST_F(MainWindowTest, ClearingTheStatusBoxMovesThePluginIntoTheDisabledTree)
 TEST_F(MainWindowTest, HeaderClickSortsAndStoresThePreference)
 {
     QHeaderView *header = m_window->tree()->header();
-    const auto clickSection = [header](int section) {
-        const int x = header->sectionViewportPosition(section) + header->sectionSize(section) / 2;
-        QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(x, header->height() / 2));
-    };
     const auto topLevelVersions = [this] {
         QStringList versions;
         for (const ItemPtr &item : m_controller->outlineViewController().dataArray())
@@ -143,19 +149,17 @@ TEST_F(MainWindowTest, HeaderClickSortsAndStoresThePreference)
         return versions;
     };
 
-    clickSection(VTCatalogueModel::ColVersion);
+    clickHeaderSection(header, VTCatalogueModel::ColVersion);
     EXPECT_EQ(VTUserDefaults::value(QStringLiteral("sortedColumn")).toString(), QStringLiteral("colVersion"));
     EXPECT_FALSE(VTUserDefaults::value(QStringLiteral("sortedDescending")).toBool());
     EXPECT_EQ(header->sortIndicatorSection(), int(VTCatalogueModel::ColVersion));
     EXPECT_EQ(header->sortIndicatorOrder(), Qt::AscendingOrder);
     const QStringList ascending = topLevelVersions();
 
-    clickSection(VTCatalogueModel::ColVersion);
+    clickHeaderSection(header, VTCatalogueModel::ColVersion);
     EXPECT_TRUE(VTUserDefaults::value(QStringLiteral("sortedDescending")).toBool());
     EXPECT_EQ(header->sortIndicatorOrder(), Qt::DescendingOrder);
-    QStringList reversed = ascending;
-    std::reverse(reversed.begin(), reversed.end());
-    EXPECT_EQ(topLevelVersions(), reversed);
+    EXPECT_EQ(topLevelVersions(), QStringList(ascending.rbegin(), ascending.rend()));
 }
 
 TEST_F(MainWindowTest, AnAlertFromAWorkerIsAWindowModalSheet)
@@ -367,10 +371,6 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
 
     // The table's own header: a click sorts ascending, a second one toggles.
     QHeaderView *header = validation.table()->horizontalHeader();
-    const auto clickStatusHeader = [header] {
-        const int x = header->sectionViewportPosition(VTAUValTableModel::ColStatus) + header->sectionSize(VTAUValTableModel::ColStatus) / 2;
-        QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(x, header->height() / 2));
-    };
     const auto shownStatuses = [&validation] {
         QStringList shown;
         for (int row = 0; row < validation.model().rowCount(); ++row)
@@ -378,10 +378,10 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
         return shown;
     };
     std::sort(statuses.begin(), statuses.end(), [](const QString &a, const QString &b) { return a.compare(b, Qt::CaseInsensitive) < 0; });
-    clickStatusHeader();
+    clickHeaderSection(header, VTAUValTableModel::ColStatus);
     EXPECT_EQ(shownStatuses(), statuses);
     EXPECT_EQ(header->sortIndicatorOrder(), Qt::AscendingOrder);
-    clickStatusHeader();
+    clickHeaderSection(header, VTAUValTableModel::ColStatus);
     std::reverse(statuses.begin(), statuses.end());
     EXPECT_EQ(shownStatuses(), statuses);
     EXPECT_EQ(header->sortIndicatorSection(), int(VTAUValTableModel::ColStatus));
@@ -416,7 +416,7 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
     const auto inspect = std::find_if(buttons.begin(), buttons.end(), [](QPushButton *b) { return b->text() == QStringLiteral("Inspect..."); });
     ASSERT_NE(inspect, buttons.end());
     EXPECT_TRUE((*inspect)->isEnabled());
-    clickStatusHeader();
+    clickHeaderSection(header, VTAUValTableModel::ColStatus);
     EXPECT_FALSE((*inspect)->isEnabled());
 }
 

@@ -131,10 +131,8 @@ TEST_F(VTPremiereTest, SuiteRuleShortensBundleVersions)
     ASSERT_TRUE(VTTestSandbox::makeApplication(
         VTPath::join(folder, QStringLiteral("Adobe Premiere Pro CC 2015/Adobe Premiere Pro CC 2015.3.app")),
         QStringLiteral("com.adobe.other"), version(QStringLiteral("9.0.1"))));
-    ASSERT_TRUE(VTTestSandbox::makeApplication(VTPath::join(folder, QStringLiteral("Adobe Premiere Pro CS6/Adobe Premiere Pro CS6.app")),
-                                               QStringLiteral("com.adobe.other"), version(QStringLiteral("6.5"))));
-    ASSERT_TRUE(VTTestSandbox::makeApplication(VTPath::join(folder, QStringLiteral("Adobe Premiere Pro X/Adobe Premiere Pro X.app")),
-                                               QStringLiteral("com.adobe.other"), version(QStringLiteral("1.2.3.4"))));
+    makeInstallation(folder, QStringLiteral("Adobe Premiere Pro CS6"), version(QStringLiteral("6.5")), QStringLiteral("com.adobe.other"));
+    makeInstallation(folder, QStringLiteral("Adobe Premiere Pro X"), version(QStringLiteral("1.2.3.4")), QStringLiteral("com.adobe.other"));
     // Only "Adobe Premiere Pro *.app" bundles count.
     ASSERT_TRUE(VTTestSandbox::makeApplication(VTPath::join(folder, QStringLiteral("Adobe Premiere Elements/Elements.app")),
                                                QStringLiteral("com.adobe.other"), version(QStringLiteral("11.0.0"))));
