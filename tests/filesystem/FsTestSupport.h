@@ -3,6 +3,7 @@
 // Shared parts of the file-system tests: real processes, the unprivileged
 // test account, extended attributes and small file helpers.
 
+#include "VTLog.h"
 #include "VTPath.h"
 #include "VTSafeFs.h"
 #include "VTTestProcess.h"
@@ -18,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstring>
 
 #include <fcntl.h>
@@ -57,6 +59,28 @@ inline Run run(const QString &program, const QStringList &arguments, const QByte
 inline bool isRoot()
 {
     return ::geteuid() == 0;
+}
+
+// True once no process with that id is left to run (a zombie has finished).
+inline bool processIsGone(qint64 pid)
+{
+    if (pid <= 0)
+        return false;
+    if (::kill(static_cast<pid_t>(pid), 0) != 0)
+        return errno == ESRCH;
+    const QByteArray stat = VTTestSandbox::readFile(QStringLiteral("/proc/%1/stat").arg(pid));
+    const qsizetype close = stat.lastIndexOf(')');
+    return close > 0 && stat.mid(close + 2, 1) == "Z";
+}
+
+// Runs a trash-cli tool for the user whose home is `home`.
+inline Run trashCli(const QString &home, const QString &tool, const QStringList &arguments = {},
+                    const QByteArray &input = QByteArray())
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), home);
+    environment.remove(QStringLiteral("XDG_DATA_HOME"));
+    return run(tool, arguments, input, environment);
 }
 
 // Moves this test process into a private mount namespace (once), so that it
@@ -190,6 +214,27 @@ inline bool sameTree(const QString &a, const QString &b)
     return dirA.valid() && dirB.valid() && VTTreeCopy::sameTree(dirA.get(), leafA, dirB.get(), leafB);
 }
 
+// A test in a sandbox (see VTTestSandbox) with a log of its own, so that it
+// can read what the code under test logged.
+class SandboxTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_sandbox.isValid());
+        VTLog::createNewLog(QStringLiteral("tst_filesystem"));
+    }
+    void TearDown() override { VTLog::finishWriting(); }
+
+    static QByteArray log()
+    {
+        VTLog::finishWriting();
+        return readFile(VTLog::currentLogPath());
+    }
+
+    VTTestSandbox m_sandbox;
+};
+
 // A test acting as the unprivileged test accounts: m_user, whom "sudo -n"
 // lets start the helper, and m_other, a second one. Both may pass through
 // m_dir, which holds home/, the user's own. Skipped without root.
@@ -209,10 +254,8 @@ protected:
     }
 
     [[nodiscard]] QString path(const QString &relative) const { return VTPath::join(m_dir.path(), relative); }
-    [[nodiscard]] QString home(const QString &relative = QString()) const
-    {
-        return VTPath::join(path(QStringLiteral("home")), relative);
-    }
+    [[nodiscard]] QString path(const char *relative) const { return path(QString::fromUtf8(relative)); }
+    [[nodiscard]] QString home(const QString &relative = QString()) const { return VTPath::join(path("home"), relative); }
     // The program's environment as the user starts it on this system.
     [[nodiscard]] QStringList environment(const QString &escalate = QStringLiteral("sudo -n")) const
     {

@@ -5,40 +5,33 @@
 #include "FsTestSupport.h"
 #include "VTAuthorization.h"
 #include "VTFileManager.h"
-#include "VTTestSandbox.h"
 
 #include <QDateTime>
-#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
 #include <csignal>
-#include <fcntl.h>
 #include <sys/resource.h>
 
 using namespace std::chrono_literals;
 
 namespace {
 
-class SuperuserTest : public ::testing::Test
+class SuperuserTest : public FsTest::SandboxTest
 {
 protected:
     void SetUp() override
     {
         if (!FsTest::isRoot())
             GTEST_SKIP() << "these are the superuser's paths; run the tests as root";
-        ASSERT_TRUE(m_sandbox.isValid());
+        SandboxTest::SetUp();
     }
     QString path(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library/Plug-Ins"), relative)); }
-    QString trashFiles(const QString &name = QString()) const
-    {
-        return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash/files")), name);
-    }
+    QString trashFiles(const QString &name = QString()) const { return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash/files")), name); }
 
     VTAuthorization *auth = VTAuthorization::sharedController(true);
-    VTTestSandbox m_sandbox;
 };
 
 TEST_F(SuperuserTest, TheSingletonKeepsItsFirstForm)
@@ -135,6 +128,16 @@ TEST_F(SuperuserTest, DeleteOnRootRemovesTheDestinationNotTheSource)
 class UserTest : public FsTest::AccountsTest
 {
 protected:
+    // The driver, run with these words, answers `expected`; a failure shows
+    // what it answered and what it wrote on standard error.
+    [[nodiscard]] testing::AssertionResult answers(const QByteArray &expected, const QStringList &arguments,
+                                                   const QString &escalate = QStringLiteral("sudo -n"), const FsTest::User *as = nullptr) const
+    {
+        const FsTest::Run run = drive(arguments, escalate, as);
+        if (run.out.trimmed() == expected)
+            return testing::AssertionSuccess();
+        return testing::AssertionFailure() << "answered " << run.out.trimmed().toStdString() << ": " << run.err.toStdString();
+    }
     // Every driver run starts a new log and shifts the older ones along.
     QString log() const
     {
@@ -152,17 +155,15 @@ TEST_F(UserTest, MovesCopiesFoldersAndTrashFallBackToTheHelper)
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(folder, QStringLiteral("Old.fxplug")), "old"));
     const QString disabled = path(QStringLiteral("Library/Disabled/Library/Plug-Ins/FxPlug"));
 
-    FsTest::Run run = drive({QStringLiteral("mkdir"), disabled});
-    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_TRUE(answers("YES", {QStringLiteral("mkdir"), disabled}));
     EXPECT_TRUE(FsTest::exists(disabled));
-    run = drive({QStringLiteral("move"), VTPath::join(folder, QStringLiteral("Glow.fxplug")), VTPath::join(disabled, QStringLiteral("Glow.fxplug"))});
-    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_TRUE(answers("YES", {QStringLiteral("move"), VTPath::join(folder, QStringLiteral("Glow.fxplug")),
+                                VTPath::join(disabled, QStringLiteral("Glow.fxplug"))}));
     EXPECT_EQ(FsTest::getXattr(VTPath::join(disabled, QStringLiteral("Glow.fxplug")), "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
-    run = drive({QStringLiteral("copy"), VTPath::join(disabled, QStringLiteral("Glow.fxplug")), VTPath::join(folder, QStringLiteral("Glow.fxplug"))});
-    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_TRUE(answers("YES", {QStringLiteral("copy"), VTPath::join(disabled, QStringLiteral("Glow.fxplug")),
+                                VTPath::join(folder, QStringLiteral("Glow.fxplug"))}));
     EXPECT_TRUE(FsTest::exists(VTPath::join(folder, QStringLiteral("Glow.fxplug/Contents/MacOS/Glow"))));
-    run = drive({QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Old.fxplug"))});
-    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_TRUE(answers("YES", {QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Old.fxplug"))}));
     EXPECT_FALSE(FsTest::exists(VTPath::join(folder, QStringLiteral("Old.fxplug"))));
 
     const QString text = log();
@@ -186,18 +187,15 @@ TEST_F(UserTest, ThePrivilegedTrashKeepsTheTrashRules)
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(folder, QStringLiteral("Glow.fxplug")), "one"));
 
     // Refused rights: the item stays and no record is left behind.
-    FsTest::Run run = drive({QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Glow.fxplug"))}, QStringLiteral("false"));
-    EXPECT_EQ(run.out.trimmed(), "NO") << run.err.toStdString();
+    EXPECT_TRUE(answers("NO", {QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Glow.fxplug"))}, QStringLiteral("false")));
     EXPECT_EQ(FsTest::readFile(VTPath::join(folder, QStringLiteral("Glow.fxplug"))), "one");
     EXPECT_EQ(infos(), QStringList());
 
     // Two items of one name within a second: the second takes the next
     // free name and replaces nothing.
-    run = drive({QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Glow.fxplug"))});
-    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_TRUE(answers("YES", {QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Glow.fxplug"))}));
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(folder, QStringLiteral("Glow.fxplug")), "two"));
-    run = drive({QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Glow.fxplug"))});
-    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
+    EXPECT_TRUE(answers("YES", {QStringLiteral("trash"), VTPath::join(folder, QStringLiteral("Glow.fxplug"))}));
     EXPECT_EQ(FsTest::readFile(VTPath::join(trash, QStringLiteral("files/Glow.fxplug"))), "one");
     EXPECT_EQ(FsTest::readFile(VTPath::join(trash, QStringLiteral("files/Glow 2.fxplug"))), "two");
     EXPECT_EQ(infos(), (QStringList{QStringLiteral("Glow 2.fxplug.trashinfo"), QStringLiteral("Glow.fxplug.trashinfo")}));
@@ -209,17 +207,14 @@ TEST_F(UserTest, RefusedOrImpossibleAuthorizationAnswersNo)
     const QString source = path(QStringLiteral("Library/Plug-Ins/FxPlug/Glow.fxplug"));
     ASSERT_TRUE(FsTest::writeFile(source, "x"));
     const QString target = path(QStringLiteral("Library/Plug-Ins/Glow.fxplug"));
-    for (const QString &escalate : {QStringLiteral("false"), QStringLiteral("/no/such/escalation")}) {
-        const FsTest::Run run = drive({QStringLiteral("move"), source, target}, escalate);
-        EXPECT_EQ(run.out.trimmed(), "NO") << escalate.toStdString();
-    }
+    for (const QString &escalate : {QStringLiteral("false"), QStringLiteral("/no/such/escalation")})
+        EXPECT_TRUE(answers("NO", {QStringLiteral("move"), source, target}, escalate)) << escalate.toStdString();
     // Without a window an escalation that may ask for a password is refused.
     FsTest::Run run = drive({QStringLiteral("no-gui-move"), source, target}, QStringLiteral("pkexec"));
     EXPECT_EQ(run.out.trimmed(), "NO");
     EXPECT_TRUE(run.err.contains("Unable to authorize"));
     // A user sudo does not know for this helper.
-    run = drive({QStringLiteral("move"), source, target}, QStringLiteral("sudo -n"), &m_other);
-    EXPECT_EQ(run.out.trimmed(), "NO");
+    EXPECT_TRUE(answers("NO", {QStringLiteral("move"), source, target}, QStringLiteral("sudo -n"), &m_other));
     EXPECT_TRUE(FsTest::exists(source));
     EXPECT_FALSE(FsTest::exists(target));
 }
@@ -227,9 +222,9 @@ TEST_F(UserTest, RefusedOrImpossibleAuthorizationAnswersNo)
 TEST_F(UserTest, APasswordAuthorizesThroughSudo)
 {
     ASSERT_TRUE(FsTest::chownPath(home(), m_other));
-    FsTest::Run run = drive({QStringLiteral("authorize-user"), m_other.name, QStringLiteral("tessary-secret-1")}, QStringLiteral("false"), &m_other);
-    EXPECT_EQ(run.out.trimmed(), "YES") << run.err.toStdString();
-    run = drive({QStringLiteral("authorize-user"), QStringLiteral("root"), QStringLiteral("tessary-secret-1")}, QStringLiteral("false"), &m_other);
+    EXPECT_TRUE(answers("YES", {QStringLiteral("authorize-user"), m_other.name, QStringLiteral("tessary-secret-1")}, QStringLiteral("false"),
+                        &m_other));
+    FsTest::Run run = drive({QStringLiteral("authorize-user"), QStringLiteral("root"), QStringLiteral("tessary-secret-1")}, QStringLiteral("false"), &m_other);
     EXPECT_EQ(run.out.trimmed(), "NO");
     EXPECT_TRUE(run.err.contains("Authorization failed. Invalid username or password"));
     run = drive({QStringLiteral("authorize-user"), m_other.name, QStringLiteral("wrong password")}, QStringLiteral("false"), &m_other);
@@ -252,11 +247,10 @@ TEST_F(UserTest, TheHelperKnowsWhoAsks)
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), m_other.name, otherHome}).exitCode, 0);
     ASSERT_TRUE(FsTest::chmodPath(otherHome, 0755));
 
-    FsTest::Run run = drive({QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("go-rx"), mine});
-    EXPECT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
+    EXPECT_TRUE(answers("0", {QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("go-rx"), mine}));
     EXPECT_EQ(FsTest::statOf(VTPath::join(mine, QStringLiteral("file"))).st_mode & 07777, 0600u);
-    run = drive({QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("go-rx"), theirs});
-    EXPECT_EQ(run.out.trimmed(), QByteArray::number(EPERM)) << run.err.toStdString();
+    EXPECT_TRUE(answers(QByteArray::number(EPERM),
+                        {QStringLiteral("exec"), QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("go-rx"), theirs}));
     EXPECT_EQ(FsTest::statOf(VTPath::join(theirs, QStringLiteral("file"))).st_mode & 07777, 0644u);
 }
 
@@ -298,8 +292,8 @@ TEST_F(UserTest, ARepairOverAnotherAccountsDeepTreeFailsInsteadOfCrashingOrPrete
     const QString tooDeep = plant(QStringLiteral("tooDeep"), 300);
     for (const QStringList &repair : {QStringList{QStringLiteral("/usr/sbin/chown"), QStringLiteral("-R"), m_user.name},
                                       QStringList{QStringLiteral("/bin/chmod"), QStringLiteral("-R"), QStringLiteral("a+rw")}}) {
-        const FsTest::Run run = drive(QStringList{QStringLiteral("exec")} + repair + QStringList{VTPath::join(vendor, QStringLiteral("tooDeep"))});
-        EXPECT_EQ(run.out.trimmed(), QByteArray::number(ELOOP)) << run.err.toStdString();
+        EXPECT_TRUE(answers(QByteArray::number(ELOOP),
+                            QStringList{QStringLiteral("exec")} + repair + QStringList{VTPath::join(vendor, QStringLiteral("tooDeep"))}));
     }
     EXPECT_EQ(FsTest::statOf(VTPath::join(tooDeep, QStringLiteral("file"))).st_uid, planter.uid);
 
@@ -328,27 +322,27 @@ TEST_F(UserTest, TheHelperEndsWithTheProgram)
     // the kernel then gives its /proc entries to root.
     EXPECT_EQ(FsTest::statOf(QStringLiteral("/proc/%1/environ").arg(driver.pid())).st_uid, 0u);
 
-    auto helpers = [] {
-        QStringList found;
-        const QString helper = QFileInfo(FsTest::helperPath()).canonicalFilePath();
-        for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-            if (QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).symLinkTarget() == helper
-                && !FsTest::readFile(QStringLiteral("/proc/%1/stat").arg(pid)).contains(") Z "))
-                found << pid;
+    // Only the helpers this program started: other tests may run their own.
+    const auto startedByDriver = [&driver](qint64 pid) {
+        while (pid > 1 && pid != driver.pid()) {
+            const QByteArray stat = FsTest::readFile(QStringLiteral("/proc/%1/stat").arg(pid));
+            pid = stat.mid(stat.lastIndexOf(')') + 2).split(' ').value(1).toLongLong();
         }
-        return found;
+        return pid == driver.pid();
     };
-    const QStringList before = helpers();
-    ASSERT_FALSE(before.isEmpty());
+    QList<qint64> helpers;
+    const QString helper = QFileInfo(FsTest::helperPath()).canonicalFilePath();
+    for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        if (QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).symLinkTarget() == helper && !FsTest::processIsGone(pid.toLongLong())
+            && startedByDriver(pid.toLongLong()))
+            helpers << pid.toLongLong();
+    }
+    ASSERT_FALSE(helpers.isEmpty());
     ::kill(driver.pid(), SIGKILL);
     (void)driver.finish(5000);
-    EXPECT_TRUE(VTFileManager::waitUntil([&] {
-        const QStringList now = helpers();
-        for (const QString &pid : before)
-            if (now.contains(pid))
-                return false;
-        return true;
-    }, 5s));
+    // Well inside the helper's own 30-second fallback: the end of its input ends it.
+    for (const qint64 pid : helpers)
+        EXPECT_TRUE(VTFileManager::waitUntil([pid] { return FsTest::processIsGone(pid); }, 5s)) << pid;
 }
 
 } // namespace

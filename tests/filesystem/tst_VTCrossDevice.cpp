@@ -4,10 +4,7 @@
 #include "FsTestSupport.h"
 #include "VTFileManager.h"
 #include "VTHelperClient.h"
-#include "VTSafeFs.h"
-#include "VTTestSandbox.h"
 #include "VTTrash.h"
-#include "VTTreeCopy.h"
 
 #include <QScopeGuard>
 #include <QTemporaryDir>
@@ -19,14 +16,14 @@
 
 namespace {
 
-class CrossDeviceTest : public ::testing::Test
+class CrossDeviceTest : public FsTest::SandboxTest
 {
 protected:
     void SetUp() override
     {
         if (const QString problem = FsTest::privateMountNamespace(); !problem.isEmpty())
             GTEST_SKIP() << problem.toStdString();
-        ASSERT_TRUE(m_sandbox.isValid());
+        SandboxTest::SetUp();
         ASSERT_TRUE(m_volume.isValid());
         ASSERT_EQ(::mount("tessary-test", VTPath::toNative(m_volume.path()).constData(), "tmpfs", 0, "mode=0755"), 0)
             << std::strerror(errno);
@@ -37,6 +34,7 @@ protected:
     {
         if (m_mounted)
             ::umount2(VTPath::toNative(m_volume.path()).constData(), MNT_DETACH);
+        SandboxTest::TearDown();
     }
 
     QString disk(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library"), relative)); }
@@ -47,7 +45,6 @@ protected:
         return QDir(folder).entryList({QStringLiteral(".vtmove.*")}, QDir::AllEntries | QDir::Hidden | QDir::System);
     }
 
-    VTTestSandbox m_sandbox;
     QTemporaryDir m_volume;
     bool m_mounted = false;
 };
@@ -110,9 +107,7 @@ TEST_F(CrossDeviceTest, ItemsOnAnotherFileSystemUseThatFileSystemsTrash)
     EXPECT_EQ(FsTest::statOf(volume(QStringLiteral(".Trash-0"))).st_mode & 07777, 0700u);
     EXPECT_FALSE(FsTest::exists(m_sandbox.homePath(QStringLiteral(".local/share/Trash/files/Glow.fxplug"))));
 
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), m_sandbox.home());
-    const FsTest::Run list = FsTest::run(QStringLiteral("trash-list"), {}, {}, environment);
+    const FsTest::Run list = FsTest::trashCli(m_sandbox.home(), QStringLiteral("trash-list"));
     EXPECT_TRUE(list.out.contains(item.toUtf8())) << list.out.toStdString() << list.err.toStdString();
 
     // A shared, sticky .Trash is used through a folder of the user's own.

@@ -3,8 +3,6 @@
 
 #include "FsTestSupport.h"
 #include "VTFileManager.h"
-#include "VTLog.h"
-#include "VTTestSandbox.h"
 
 #include <QElapsedTimer>
 
@@ -18,27 +16,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
-class FileManagerTest : public ::testing::Test
+class FileManagerTest : public FsTest::SandboxTest
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(m_sandbox.isValid());
-        VTLog::createNewLog(QStringLiteral("tst_VTFileManager"));
-    }
-    void TearDown() override
-    {
-        VTLog::finishWriting();
-    }
-
     QString path(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library"), relative)); }
-    static QByteArray log()
-    {
-        VTLog::finishWriting();
-        return FsTest::readFile(VTLog::currentLogPath());
-    }
-
-    VTTestSandbox m_sandbox;
+    QString path(const char *relative) const { return path(QString::fromUtf8(relative)); }
 };
 
 TEST_F(FileManagerTest, WildcardsMatchAnyRunOfCharactersAndListOneFolderSortedByName)
@@ -55,20 +37,19 @@ TEST_F(FileManagerTest, WildcardsMatchAnyRunOfCharactersAndListOneFolderSortedBy
 
     for (const char *name : {"Host 9.app", "Host 10.app", "Host.app", "Other 1.app", "Host 2.app.bak"})
         ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("Apps/") + QLatin1String(name))));
-    EXPECT_EQ(VTFileManager::filesMatchingWildcardPath(path(QStringLiteral("Apps/Host *.app"))),
-              QStringList({path(QStringLiteral("Apps/Host 10.app")), path(QStringLiteral("Apps/Host 9.app"))}));
-    EXPECT_TRUE(VTFileManager::filesMatchingWildcardPath(path(QStringLiteral("Missing/Host *.app"))).isEmpty());
-    EXPECT_EQ(VTFileManager::filesMatchingWildcardPath(path(QStringLiteral("Apps/*"))).size(), 5);
+    EXPECT_EQ(VTFileManager::filesMatchingWildcardPath(path("Apps/Host *.app")), QStringList({path("Apps/Host 10.app"), path("Apps/Host 9.app")}));
+    EXPECT_TRUE(VTFileManager::filesMatchingWildcardPath(path("Missing/Host *.app")).isEmpty());
+    EXPECT_EQ(VTFileManager::filesMatchingWildcardPath(path("Apps/*")).size(), 5);
 }
 
 TEST_F(FileManagerTest, UniqueAndValidatedNames)
 {
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Glow.fxplug")), ""));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Glow 2.fxplug")), ""));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Plain")), ""));
-    EXPECT_EQ(VTFileManager::uniqueFilename(path(QStringLiteral("Free.fxplug"))), path(QStringLiteral("Free.fxplug")));
-    EXPECT_EQ(VTFileManager::uniqueFilename(path(QStringLiteral("Glow.fxplug"))), path(QStringLiteral("Glow 3.fxplug")));
-    EXPECT_EQ(VTFileManager::uniqueFilename(path(QStringLiteral("Plain"))), path(QStringLiteral("Plain 2")));
+    ASSERT_TRUE(FsTest::writeFile(path("Glow.fxplug"), ""));
+    ASSERT_TRUE(FsTest::writeFile(path("Glow 2.fxplug"), ""));
+    ASSERT_TRUE(FsTest::writeFile(path("Plain"), ""));
+    EXPECT_EQ(VTFileManager::uniqueFilename(path("Free.fxplug")), path("Free.fxplug"));
+    EXPECT_EQ(VTFileManager::uniqueFilename(path("Glow.fxplug")), path("Glow 3.fxplug"));
+    EXPECT_EQ(VTFileManager::uniqueFilename(path("Plain")), path("Plain 2"));
 
     EXPECT_EQ(VTFileManager::validateFilename(QStringLiteral(".hidden")), QStringLiteral("hidden"));
     EXPECT_EQ(VTFileManager::validateFilename(QStringLiteral(".")), QStringLiteral("."));
@@ -79,56 +60,48 @@ TEST_F(FileManagerTest, UniqueAndValidatedNames)
 
 TEST_F(FileManagerTest, EmptyFoldersMayHoldFinderLeftoversAndEmptyFolders)
 {
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("E/.DS_Store")), "x"));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("E/Icon\r")), "x"));
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("E/sub/deeper"))));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("E/sub/.DS_Store")), "x"));
-    EXPECT_TRUE(VTFileManager::isFolderEmpty(path(QStringLiteral("E"))));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("E/sub/deeper/file")), ""));
-    EXPECT_FALSE(VTFileManager::isFolderEmpty(path(QStringLiteral("E"))));
-    EXPECT_FALSE(VTFileManager::removeFolderIfEmpty(path(QStringLiteral("E"))));
+    ASSERT_TRUE(FsTest::writeFile(path("E/.DS_Store"), "x"));
+    ASSERT_TRUE(FsTest::writeFile(path("E/Icon\r"), "x"));
+    ASSERT_TRUE(QDir().mkpath(path("E/sub/deeper")));
+    ASSERT_TRUE(FsTest::writeFile(path("E/sub/.DS_Store"), "x"));
+    EXPECT_TRUE(VTFileManager::isFolderEmpty(path("E")));
+    ASSERT_TRUE(FsTest::writeFile(path("E/sub/deeper/file"), ""));
+    EXPECT_FALSE(VTFileManager::isFolderEmpty(path("E")));
+    EXPECT_FALSE(VTFileManager::removeFolderIfEmpty(path("E")));
     for (const char *kept : {"E/sub/deeper/file", "E/sub/.DS_Store", "E/.DS_Store", "E/Icon\r"})
-        EXPECT_TRUE(FsTest::exists(path(QString::fromLatin1(kept)))) << kept << " is removed nowhere in a folder that is not empty";
-    ASSERT_TRUE(QFile::remove(path(QStringLiteral("E/sub/deeper/file"))));
-    EXPECT_TRUE(VTFileManager::removeFolderIfEmpty(path(QStringLiteral("E"))));
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("E"))));
+        EXPECT_TRUE(FsTest::exists(path(kept))) << kept << " is removed nowhere in a folder that is not empty";
+    ASSERT_TRUE(QFile::remove(path("E/sub/deeper/file")));
+    EXPECT_TRUE(VTFileManager::removeFolderIfEmpty(path("E")));
+    EXPECT_FALSE(FsTest::exists(path("E")));
 }
 
 TEST_F(FileManagerTest, PackagesAreBundleFoldersOrHoldAnInfoList)
 {
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("Glow.FXPLUG"))));
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("Tool.aaxplugin"))));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Odd.thing/Contents/Info.plist")), "<plist/>"));
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("Plain folder.v2"))));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("file.plugin")), ""));
-    EXPECT_TRUE(VTFileManager::isPackageAtPath(path(QStringLiteral("Glow.FXPLUG"))));
-    EXPECT_TRUE(VTFileManager::isPackageAtPath(path(QStringLiteral("Tool.aaxplugin"))));
-    EXPECT_TRUE(VTFileManager::isPackageAtPath(path(QStringLiteral("Odd.thing"))));
-    EXPECT_FALSE(VTFileManager::isPackageAtPath(path(QStringLiteral("Plain folder.v2"))));
-    EXPECT_FALSE(VTFileManager::isPackageAtPath(path(QStringLiteral("file.plugin"))));
-    EXPECT_FALSE(VTFileManager::isPackageAtPath(path(QStringLiteral("missing.plugin"))));
+    ASSERT_TRUE(QDir().mkpath(path("Glow.FXPLUG")));
+    ASSERT_TRUE(QDir().mkpath(path("Tool.aaxplugin")));
+    ASSERT_TRUE(FsTest::writeFile(path("Odd.thing/Contents/Info.plist"), "<plist/>"));
+    ASSERT_TRUE(QDir().mkpath(path("Plain folder.v2")));
+    ASSERT_TRUE(FsTest::writeFile(path("file.plugin"), ""));
+    EXPECT_TRUE(VTFileManager::isPackageAtPath(path("Glow.FXPLUG")));
+    EXPECT_TRUE(VTFileManager::isPackageAtPath(path("Tool.aaxplugin")));
+    EXPECT_TRUE(VTFileManager::isPackageAtPath(path("Odd.thing")));
+    EXPECT_FALSE(VTFileManager::isPackageAtPath(path("Plain folder.v2")));
+    EXPECT_FALSE(VTFileManager::isPackageAtPath(path("file.plugin")));
+    EXPECT_FALSE(VTFileManager::isPackageAtPath(path("missing.plugin")));
 }
 
-TEST_F(FileManagerTest, MissingItemsCountAsTrashedAndRemoved)
+TEST_F(FileManagerTest, MovesCopiesAndRemovalsOfWholeBundlesAndOfWhatIsGone)
 {
-    EXPECT_TRUE(VTFileManager::trashFile(path(QStringLiteral("nothing")), false));
-    EXPECT_TRUE(VTFileManager::removeFile(path(QStringLiteral("nothing")), false));
-    EXPECT_TRUE(VTFileManager::trashFile(path(QStringLiteral("nothing")), 1s));
-    EXPECT_TRUE(VTFileManager::trashDirectoryContents(path(QStringLiteral("missing folder"))));
-}
-
-TEST_F(FileManagerTest, MovesCopiesAndRemovalsOfWholeBundles)
-{
-    const QString bundle = path(QStringLiteral("Plug-Ins/FxPlug/Glow.fxplug"));
+    const QString bundle = path("Plug-Ins/FxPlug/Glow.fxplug");
     ASSERT_TRUE(FsTest::makeBundle(bundle));
-    const QString disabled = path(QStringLiteral("Disabled/Plug-Ins/FxPlug/Glow.fxplug"));
+    const QString disabled = path("Disabled/Plug-Ins/FxPlug/Glow.fxplug");
     ASSERT_TRUE(VTFileManager::createDirectory(VTPath::removeLastComponent(disabled), 2s));
     ASSERT_TRUE(VTFileManager::moveFile(bundle, disabled, 2s));
     EXPECT_FALSE(FsTest::exists(bundle));
     EXPECT_EQ(FsTest::getXattr(disabled, "user.com.apple.FinderInfo"), QByteArray("FCSCxxxx", 8));
 
-    const QString copy = path(QStringLiteral("Copy/Glow.fxplug"));
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("Copy"))));
+    const QString copy = path("Copy/Glow.fxplug");
+    ASSERT_TRUE(QDir().mkpath(path("Copy")));
     ASSERT_TRUE(VTFileManager::copyFile(disabled, copy, 2s));
     EXPECT_EQ(FsTest::readFile(VTPath::join(copy, QStringLiteral("Contents/MacOS/Glow"))), QByteArray(70000, 'x'));
     // Neither a move nor a copy replaces what is there.
@@ -140,6 +113,11 @@ TEST_F(FileManagerTest, MovesCopiesAndRemovalsOfWholeBundles)
 
     EXPECT_TRUE(VTFileManager::removeFile(copy, 2s));
     EXPECT_FALSE(FsTest::exists(copy));
+    // What is gone counts as removed and as trashed.
+    EXPECT_TRUE(VTFileManager::removeFile(copy, false));
+    EXPECT_TRUE(VTFileManager::trashFile(copy, false));
+    EXPECT_TRUE(VTFileManager::trashFile(copy, 1s));
+    EXPECT_TRUE(VTFileManager::trashDirectoryContents(copy));
     EXPECT_FALSE(VTFileManager::copyFile(QString(), copy));
     EXPECT_FALSE(VTFileManager::copyFile(disabled, QString()));
     const QByteArray text = log();
@@ -149,13 +127,13 @@ TEST_F(FileManagerTest, MovesCopiesAndRemovalsOfWholeBundles)
 
 TEST_F(FileManagerTest, CaseOnlyRenamesPassThroughAFreeName)
 {
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("glow.plugin/Contents/Info.plist")), "mine"));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Glow 2.plugin")), "someone else's"));
-    EXPECT_TRUE(VTFileManager::moveFile(path(QStringLiteral("glow.plugin")), path(QStringLiteral("Glow.plugin")), 2s));
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("Glow.plugin/Contents/Info.plist"))), "mine");
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("glow.plugin"))));
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("Glow 2.plugin"))), "someone else's");
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("Glow 3.plugin"))));
+    ASSERT_TRUE(FsTest::writeFile(path("glow.plugin/Contents/Info.plist"), "mine"));
+    ASSERT_TRUE(FsTest::writeFile(path("Glow 2.plugin"), "someone else's"));
+    EXPECT_TRUE(VTFileManager::moveFile(path("glow.plugin"), path("Glow.plugin"), 2s));
+    EXPECT_EQ(FsTest::readFile(path("Glow.plugin/Contents/Info.plist")), "mine");
+    EXPECT_FALSE(FsTest::exists(path("glow.plugin")));
+    EXPECT_EQ(FsTest::readFile(path("Glow 2.plugin")), "someone else's");
+    EXPECT_FALSE(FsTest::exists(path("Glow 3.plugin")));
 }
 
 TEST_F(FileManagerTest, FoldersOnAMissingVolumeAreNotCreated)
@@ -164,7 +142,7 @@ TEST_F(FileManagerTest, FoldersOnAMissingVolumeAreNotCreated)
     EXPECT_TRUE(VTFileManager::isDriveMountedForPath(m_sandbox.systemPath(QStringLiteral("/Volumes/Disk/Library"))));
     EXPECT_FALSE(VTFileManager::isDriveMountedForPath(m_sandbox.systemPath(QStringLiteral("/Volumes/Gone/Library"))));
     EXPECT_TRUE(VTFileManager::isDriveMountedForPath(m_sandbox.systemPath(QStringLiteral("/Volumes"))));
-    EXPECT_TRUE(VTFileManager::isDriveMountedForPath(path(QStringLiteral("anything"))));
+    EXPECT_TRUE(VTFileManager::isDriveMountedForPath(path("anything")));
     EXPECT_FALSE(VTFileManager::createDirectory(m_sandbox.systemPath(QStringLiteral("/Volumes/Gone/Library/x")), false));
     EXPECT_FALSE(FsTest::exists(m_sandbox.systemPath(QStringLiteral("/Volumes/Gone"))));
     EXPECT_TRUE(log().contains(QByteArray("mountpoint: " + m_sandbox.systemPath(QStringLiteral("/Volumes/Gone")).toUtf8())));
@@ -172,7 +150,7 @@ TEST_F(FileManagerTest, FoldersOnAMissingVolumeAreNotCreated)
 
 TEST_F(FileManagerTest, NamesThatAreNotUtf8AreLeftAloneNotLost)
 {
-    const QString folder = path(QStringLiteral("Mixed"));
+    const QString folder = path("Mixed");
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(folder, QStringLiteral("good.plugin")), "good"));
     const QByteArray bad = VTPath::toNative(folder) + "/bad\xff\xfe.plugin";
     const int fd = ::open(bad.constData(), O_CREAT | O_WRONLY, 0644);
@@ -190,9 +168,9 @@ TEST_F(FileManagerTest, NamesThatAreNotUtf8AreLeftAloneNotLost)
 
 TEST_F(FileManagerTest, CompressionUsesTheSystemsDittoAndFailsCleanlyWithout)
 {
-    const QString source = path(QStringLiteral("Glow.fxplug"));
+    const QString source = path("Glow.fxplug");
     ASSERT_TRUE(FsTest::makeBundle(source));
-    const QString archive = path(QStringLiteral("Glow.zip"));
+    const QString archive = path("Glow.zip");
     EXPECT_FALSE(VTFileManager::compressFile(source, archive));
 
     const QString ditto = m_sandbox.systemPath(QStringLiteral("/usr/bin/ditto"));
@@ -209,7 +187,7 @@ TEST_F(FileManagerTest, CompressionUsesTheSystemsDittoAndFailsCleanlyWithout)
 
 TEST_F(FileManagerTest, TouchRenewsTheModificationTime)
 {
-    const QString file = path(QStringLiteral("touched"));
+    const QString file = path("touched");
     ASSERT_TRUE(FsTest::writeFile(file, ""));
     const timespec old[2] = {{1000000000, 0}, {1000000000, 0}};
     ASSERT_EQ(::utimensat(AT_FDCWD, VTPath::toNative(file).constData(), old, 0), 0);
@@ -245,16 +223,16 @@ protected:
         FileManagerTest::SetUp();
         if (!FsTest::isRoot())
             GTEST_SKIP() << "the immutable attribute needs root";
-        ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("probe")), ""));
-        if (!VTFileManager::lockFile(path(QStringLiteral("probe"))))
+        ASSERT_TRUE(FsTest::writeFile(path("probe"), ""));
+        if (!VTFileManager::lockFile(path("probe")))
             GTEST_SKIP() << "this file system has no immutable attribute";
-        ASSERT_TRUE(VTFileManager::unlockFile(path(QStringLiteral("probe"))));
+        ASSERT_TRUE(VTFileManager::unlockFile(path("probe")));
     }
 };
 
 TEST_F(LockTest, LockedItemsAreUnlockedBeforeTheyAreMovedOrRemoved)
 {
-    const QString bundle = path(QStringLiteral("Glow.fxplug"));
+    const QString bundle = path("Glow.fxplug");
     ASSERT_TRUE(FsTest::makeBundle(bundle));
     const QString executable = VTPath::join(bundle, QStringLiteral("Contents/MacOS/Glow"));
     VTFileManager::lockFolder(bundle);
@@ -263,7 +241,7 @@ TEST_F(LockTest, LockedItemsAreUnlockedBeforeTheyAreMovedOrRemoved)
     VTFileManager::unlockFolder(bundle);
     EXPECT_FALSE(VTFileManager::isFileLocked(executable));
 
-    const QString locked = path(QStringLiteral("locked.plugin"));
+    const QString locked = path("locked.plugin");
     ASSERT_TRUE(FsTest::writeFile(locked, "x"));
     ASSERT_TRUE(VTFileManager::lockFile(locked));
     EXPECT_EQ(FsTest::run(QStringLiteral("/bin/rm"), {QStringLiteral("-f"), locked}).exitCode, 1);
@@ -276,11 +254,11 @@ TEST_F(LockTest, LockedItemsAreUnlockedBeforeTheyAreMovedOrRemoved)
     EXPECT_FALSE(FsTest::exists(locked));
 
     // A move unlocks what lies inside the destination's would-be item.
-    const QString target = path(QStringLiteral("Target"));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Target/Glow.fxplug/inner")), "in"));
-    ASSERT_TRUE(VTFileManager::lockFile(path(QStringLiteral("Target/Glow.fxplug/inner"))));
+    const QString target = path("Target");
+    ASSERT_TRUE(FsTest::writeFile(path("Target/Glow.fxplug/inner"), "in"));
+    ASSERT_TRUE(VTFileManager::lockFile(path("Target/Glow.fxplug/inner")));
     (void)VTFileManager::moveFile(bundle, target, false);
-    EXPECT_FALSE(VTFileManager::isFileLocked(path(QStringLiteral("Target/Glow.fxplug/inner"))));
+    EXPECT_FALSE(VTFileManager::isFileLocked(path("Target/Glow.fxplug/inner")));
 }
 
 TEST_F(FileManagerTest, WritableAndDeletableFollowPermissionsAndStickyFolders)
@@ -289,12 +267,12 @@ TEST_F(FileManagerTest, WritableAndDeletableFollowPermissionsAndStickyFolders)
     if (!user.valid())
         GTEST_SKIP() << "needs root and the unprivileged test account";
     ASSERT_TRUE(FsTest::chmodPath(m_sandbox.root(), 0755));
-    const QString shared = path(QStringLiteral("Shared"));
+    const QString shared = path("Shared");
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(shared, QStringLiteral("roots")), ""));
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(shared, QStringLiteral("mine")), ""));
     ASSERT_TRUE(FsTest::chownPath(VTPath::join(shared, QStringLiteral("mine")), user));
     ASSERT_TRUE(FsTest::chmodPath(shared, 01777));
-    const QString closed = path(QStringLiteral("Closed"));
+    const QString closed = path("Closed");
     ASSERT_TRUE(FsTest::writeFile(VTPath::join(closed, QStringLiteral("open")), ""));
     ASSERT_TRUE(FsTest::chmodPath(VTPath::join(closed, QStringLiteral("open")), 0666));
     for (const QString &folder : {path(QString()), m_sandbox.systemPath(QString())})
@@ -318,14 +296,12 @@ TEST_F(FileManagerTest, ASuperuserFollowsNoLinkPlantedInAPath)
     if (!FsTest::isRoot())
         GTEST_SKIP() << "the link rule differs for the superuser only";
     // Another user's link where a folder of the path should be.
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("Glow.fxplug")), "glow"));
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("victim"))));
-    ASSERT_EQ(::symlink(VTPath::toNative(path(QStringLiteral("victim"))).constData(),
-                        VTPath::toNative(path(QStringLiteral("trap"))).constData()),
-              0);
+    ASSERT_TRUE(FsTest::writeFile(path("Glow.fxplug"), "glow"));
+    ASSERT_TRUE(QDir().mkpath(path("victim")));
+    ASSERT_EQ(::symlink(VTPath::toNative(path("victim")).constData(), VTPath::toNative(path("trap")).constData()), 0);
     // Neither the plain move nor the privileged one behind it goes through.
-    (void)VTFileManager::moveFile(path(QStringLiteral("Glow.fxplug")), path(QStringLiteral("trap/Glow.fxplug")), true);
-    (void)VTFileManager::copyFile(path(QStringLiteral("Glow.fxplug")), path(QStringLiteral("trap/Copy.fxplug")), true);
-    EXPECT_TRUE(QDir(path(QStringLiteral("victim"))).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("Glow.fxplug"))), "glow");
+    (void)VTFileManager::moveFile(path("Glow.fxplug"), path("trap/Glow.fxplug"), true);
+    (void)VTFileManager::copyFile(path("Glow.fxplug"), path("trap/Copy.fxplug"), true);
+    EXPECT_TRUE(QDir(path("victim")).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    EXPECT_EQ(FsTest::readFile(path("Glow.fxplug")), "glow");
 }

@@ -3,6 +3,7 @@
 // client, and attacked by an unprivileged process racing it.
 
 #include "FsTestSupport.h"
+#include "VTFileManager.h"
 #include "VTHelperClient.h"
 
 #include <QElapsedTimer>
@@ -17,6 +18,8 @@
 #include <csignal>
 #include <thread>
 #include <sys/stat.h>
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -42,6 +45,7 @@ protected:
     int exec(const QString &tool, const QStringList &arguments) { return m_client.execute(QStringList{tool} + arguments, true); }
     // Inside a Library folder, where recursive actions are allowed.
     QString path(const QString &relative) const { return VTPath::join(m_dir.path(), QStringLiteral("Library/Tests/") + relative); }
+    QString path(const char *relative) const { return path(QString::fromUtf8(relative)); }
 
     QTemporaryDir m_dir;
     VTHelperClient m_client;
@@ -49,37 +53,37 @@ protected:
 
 TEST_F(HelperTest, PerformsEachAllowListedActionAndEndsAtEndOfInput)
 {
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("a/file")), "data"));
-    EXPECT_EQ(exec(Mkdir, {QStringLiteral("-p"), path(QStringLiteral("b/c/d"))}), 0);
-    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("b/c/d"))).st_mode & 07777, 0755u);
+    ASSERT_TRUE(FsTest::writeFile(path("a/file"), "data"));
+    EXPECT_EQ(exec(Mkdir, {QStringLiteral("-p"), path("b/c/d")}), 0);
+    EXPECT_EQ(FsTest::statOf(path("b/c/d")).st_mode & 07777, 0755u);
 
-    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("a/file")), path(QStringLiteral("b/moved"))}), 0);
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("b/moved"))), "data");
-    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path(QStringLiteral("b/moved")), path(QStringLiteral("b/c/moved"))}), 0);
-    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("b/c/moved"))));
+    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path("a/file"), path("b/moved")}), 0);
+    EXPECT_EQ(FsTest::readFile(path("b/moved")), "data");
+    EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), path("b/moved"), path("b/c/moved")}), 0);
+    EXPECT_TRUE(FsTest::exists(path("b/c/moved")));
 
-    EXPECT_EQ(exec(Cp, {QStringLiteral("-f"), QStringLiteral("-p"), QStringLiteral("-R"), path(QStringLiteral("b/c")), path(QStringLiteral("copy"))}), 0);
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("copy/moved"))), "data");
-    EXPECT_EQ(exec(Cp, {path(QStringLiteral("b/c")), path(QStringLiteral("copy2"))}), EISDIR);
+    EXPECT_EQ(exec(Cp, {QStringLiteral("-f"), QStringLiteral("-p"), QStringLiteral("-R"), path("b/c"), path("copy")}), 0);
+    EXPECT_EQ(FsTest::readFile(path("copy/moved")), "data");
+    EXPECT_EQ(exec(Cp, {path("b/c"), path("copy2")}), EISDIR);
 
     const FsTest::User nobody = FsTest::lookUpUser(QStringLiteral("nobody"));
     ASSERT_TRUE(nobody.valid());
-    EXPECT_EQ(exec(Chown, {QStringLiteral("-R"), QStringLiteral("nobody"), path(QStringLiteral("copy"))}), 0);
-    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("copy/moved"))).st_uid, nobody.uid);
-    EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), path(QStringLiteral("copy"))}), 0);
-    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("copy"))).st_mode & 07777, 01777u);
-    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("copy/moved"))).st_mode & 0666, 0666u);
+    EXPECT_EQ(exec(Chown, {QStringLiteral("-R"), QStringLiteral("nobody"), path("copy")}), 0);
+    EXPECT_EQ(FsTest::statOf(path("copy/moved")).st_uid, nobody.uid);
+    EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), path("copy")}), 0);
+    EXPECT_EQ(FsTest::statOf(path("copy")).st_mode & 07777, 01777u);
+    EXPECT_EQ(FsTest::statOf(path("copy/moved")).st_mode & 0666, 0666u);
 
-    EXPECT_EQ(exec(Touch, {QStringLiteral("-c"), path(QStringLiteral("never"))}), 0);
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("never"))));
-    EXPECT_EQ(exec(Touch, {path(QStringLiteral("made"))}), 0);
-    EXPECT_TRUE(FsTest::exists(path(QStringLiteral("made"))));
+    EXPECT_EQ(exec(Touch, {QStringLiteral("-c"), path("never")}), 0);
+    EXPECT_FALSE(FsTest::exists(path("never")));
+    EXPECT_EQ(exec(Touch, {path("made")}), 0);
+    EXPECT_TRUE(FsTest::exists(path("made")));
 
-    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path(QStringLiteral("copy"))}), 0);
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("copy"))));
-    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path(QStringLiteral("copy"))}), 0);
-    EXPECT_EQ(exec(Rm, {path(QStringLiteral("copy"))}), ENOENT);
-    EXPECT_EQ(exec(Mv, {path(QStringLiteral("missing")), path(QStringLiteral("x"))}), ENOENT);
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path("copy")}), 0);
+    EXPECT_FALSE(FsTest::exists(path("copy")));
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path("copy")}), 0);
+    EXPECT_EQ(exec(Rm, {path("copy")}), ENOENT);
+    EXPECT_EQ(exec(Mv, {path("missing"), path("x")}), ENOENT);
 
     // It ends at end of input, and a request after that is answered as gone.
     QElapsedTimer timer;
@@ -88,7 +92,7 @@ TEST_F(HelperTest, PerformsEachAllowListedActionAndEndsAtEndOfInput)
     EXPECT_FALSE(m_client.isRunning());
     EXPECT_EQ(m_client.exitStatus(), 0);
     EXPECT_LT(timer.elapsed(), 5000);
-    EXPECT_EQ(m_client.execute({Touch, path(QStringLiteral("late"))}, true), VTHelperClient::StatusHelperGone);
+    EXPECT_EQ(m_client.execute({Touch, path("late")}, true), VTHelperClient::StatusHelperGone);
 }
 
 TEST_F(HelperTest, LockedFoldersAreLiftedForAStepAndLockedItemsInsideATreeAreNeverRemoved)
@@ -99,18 +103,15 @@ TEST_F(HelperTest, LockedFoldersAreLiftedForAStepAndLockedItemsInsideATreeAreNev
     const auto locked = [](const QString &target) {
         return FsTest::run(QStringLiteral("lsattr"), {QStringLiteral("-d"), target}).out.split(' ').value(0).contains('i');
     };
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("a/file")), "data"));
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("b"))));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("t/x/kept")), "locked"));
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("t/other")), "other"));
+    ASSERT_TRUE(FsTest::writeFile(path("a/file"), "data"));
+    ASSERT_TRUE(QDir().mkpath(path("b")));
+    ASSERT_TRUE(FsTest::writeFile(path("t/x/kept"), "locked"));
+    ASSERT_TRUE(FsTest::writeFile(path("t/other"), "other"));
     // A locked file with a second name elsewhere.
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("system")), "system"));
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("links"))));
-    ASSERT_EQ(::link(VTPath::toNative(path(QStringLiteral("system"))).constData(),
-                     VTPath::toNative(path(QStringLiteral("links/second"))).constData()),
-              0);
-    ASSERT_TRUE(chattr("+i", path(QStringLiteral("a"))) && chattr("+i", path(QStringLiteral("b")))
-                && chattr("+i", path(QStringLiteral("t/x/kept"))) && chattr("+i", path(QStringLiteral("system"))))
+    ASSERT_TRUE(FsTest::writeFile(path("system"), "system"));
+    ASSERT_TRUE(QDir().mkpath(path("links")));
+    ASSERT_EQ(::link(VTPath::toNative(path("system")).constData(), VTPath::toNative(path("links/second")).constData()), 0);
+    ASSERT_TRUE(chattr("+i", path("a")) && chattr("+i", path("b")) && chattr("+i", path("t/x/kept")) && chattr("+i", path("system")))
         << "chattr +i needs a file system with the immutable attribute and CAP_LINUX_IMMUTABLE";
     const auto unlockAll = qScopeGuard([&] {
         for (const char *item : {"a", "b", "t/x/kept", "system"})
@@ -118,38 +119,38 @@ TEST_F(HelperTest, LockedFoldersAreLiftedForAStepAndLockedItemsInsideATreeAreNev
     });
 
     // Both folders whose entries change are locked; each is locked again after.
-    EXPECT_EQ(exec(Mv, {path(QStringLiteral("a/file")), path(QStringLiteral("b/file"))}), 0);
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("b/file"))), "data");
-    EXPECT_EQ(exec(Cp, {path(QStringLiteral("b/file")), path(QStringLiteral("b/copy"))}), 0);
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("b/copy"))), "data");
-    EXPECT_TRUE(locked(path(QStringLiteral("a"))));
-    EXPECT_TRUE(locked(path(QStringLiteral("b"))));
+    EXPECT_EQ(exec(Mv, {path("a/file"), path("b/file")}), 0);
+    EXPECT_EQ(FsTest::readFile(path("b/file")), "data");
+    EXPECT_EQ(exec(Cp, {path("b/file"), path("b/copy")}), 0);
+    EXPECT_EQ(FsTest::readFile(path("b/copy")), "data");
+    EXPECT_TRUE(locked(path("a")));
+    EXPECT_TRUE(locked(path("b")));
 
     // A tree holding a locked item is refused whole, and the lock stays.
-    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path(QStringLiteral("t"))}), EPERM);
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("t/other"))), "other");
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("t/x/kept"))), "locked");
-    EXPECT_TRUE(locked(path(QStringLiteral("t/x/kept"))));
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rdf"), path("t")}), EPERM);
+    EXPECT_EQ(FsTest::readFile(path("t/other")), "other");
+    EXPECT_EQ(FsTest::readFile(path("t/x/kept")), "locked");
+    EXPECT_TRUE(locked(path("t/x/kept")));
 
     // Removing the second name never unlocks the file for its first.
-    EXPECT_EQ(exec(Rm, {QStringLiteral("-f"), path(QStringLiteral("links/second"))}), EPERM);
-    EXPECT_TRUE(locked(path(QStringLiteral("system"))));
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-f"), path("links/second")}), EPERM);
+    EXPECT_TRUE(locked(path("system")));
 }
 
 TEST_F(HelperTest, RefusesEverythingOutsideTheAllowList)
 {
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("f")), "x"));
-    const QString f = path(QStringLiteral("f"));
+    ASSERT_TRUE(FsTest::writeFile(path("f"), "x"));
+    const QString f = path("f");
     EXPECT_EQ(exec(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("true")}), EPERM);
-    EXPECT_EQ(exec(QStringLiteral("/tmp/mv"), {f, path(QStringLiteral("g"))}), EPERM);
-    EXPECT_EQ(exec(QStringLiteral("mv"), {f, path(QStringLiteral("g"))}), EPERM);
+    EXPECT_EQ(exec(QStringLiteral("/tmp/mv"), {f, path("g")}), EPERM);
+    EXPECT_EQ(exec(QStringLiteral("mv"), {f, path("g")}), EPERM);
     EXPECT_EQ(m_client.execute({}, true), EPERM);
     // Options a tool has but the helper does not take.
-    EXPECT_EQ(exec(Mv, {QStringLiteral("-t"), path(QStringLiteral("d")), f}), EINVAL);
+    EXPECT_EQ(exec(Mv, {QStringLiteral("-t"), path("d"), f}), EINVAL);
     EXPECT_EQ(exec(Rm, {QStringLiteral("--no-preserve-root"), QStringLiteral("-rf"), f}), EINVAL);
     // Relative, unclean and top-level operands.
-    EXPECT_EQ(exec(Mv, {QStringLiteral("f"), path(QStringLiteral("g"))}), EINVAL);
-    EXPECT_EQ(exec(Mv, {path(QStringLiteral("x/../f")), path(QStringLiteral("g"))}), EINVAL);
+    EXPECT_EQ(exec(Mv, {QStringLiteral("f"), path("g")}), EINVAL);
+    EXPECT_EQ(exec(Mv, {path("x/../f"), path("g")}), EINVAL);
     EXPECT_EQ(exec(Rm, {QStringLiteral("-Rf"), QStringLiteral("/nonexistent-top-level")}), EINVAL);
     EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), QStringLiteral("/nonexistent-top-level")}), EINVAL);
     // Recursive actions only below a Library folder or in a Trash, whose
@@ -186,7 +187,7 @@ TEST_F(HelperTest, HostileNamesAreOnlyEverNames)
         QStringLiteral("-rf"),          QStringLiteral("--help"),       QStringLiteral("-"),
         QStringLiteral("--"),           QStringLiteral("*"),            QStringLiteral("back\\slash"),
     };
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("dst"))));
+    ASSERT_TRUE(QDir().mkpath(path("dst")));
     const FsTest::User nobody = FsTest::lookUpUser(QStringLiteral("nobody"));
     for (const QString &name : names) {
         SCOPED_TRACE(name.toStdString());
@@ -194,7 +195,7 @@ TEST_F(HelperTest, HostileNamesAreOnlyEverNames)
         const QString moved = path(QStringLiteral("dst/") + name);
         const QString copied = path(QStringLiteral("copies/") + name);
         ASSERT_TRUE(FsTest::writeFile(source, name.toUtf8()));
-        ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("copies"))));
+        ASSERT_TRUE(QDir().mkpath(path("copies")));
 
         EXPECT_EQ(exec(Mv, {QStringLiteral("-f"), QStringLiteral("--"), source, moved}), 0);
         EXPECT_EQ(FsTest::readFile(moved), name.toUtf8());
@@ -215,34 +216,33 @@ TEST_F(HelperTest, HostileNamesAreOnlyEverNames)
         // never a file it acts on.
         EXPECT_NE(exec(Rm, {QStringLiteral("-f"), name}), 0);
     }
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("PWNED"))));
+    EXPECT_FALSE(FsTest::exists(path("PWNED")));
     EXPECT_FALSE(FsTest::exists(QStringLiteral("/PWNED")));
-    EXPECT_EQ(QDir(path(QStringLiteral("dst"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size(), names.size());
+    EXPECT_EQ(QDir(path("dst")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size(), names.size());
 }
 
 TEST_F(HelperTest, NeverWalksThroughASymbolicLink)
 {
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("canary/file")), "keep"));
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("vendor"))));
-    ASSERT_EQ(::symlink(VTPath::toNative(path(QStringLiteral("canary"))).constData(),
-                        VTPath::toNative(path(QStringLiteral("vendor/sub"))).constData()), 0);
+    ASSERT_TRUE(FsTest::writeFile(path("canary/file"), "keep"));
+    ASSERT_TRUE(QDir().mkpath(path("vendor")));
+    ASSERT_EQ(::symlink(VTPath::toNative(path("canary")).constData(), VTPath::toNative(path("vendor/sub")).constData()), 0);
 
     // The kernel names the refusal ELOOP or, for a link where a folder must
     // be, ENOTDIR.
     const QList<int> refused = {ELOOP, ENOTDIR};
-    EXPECT_TRUE(refused.contains(exec(Rm, {QStringLiteral("-Rf"), path(QStringLiteral("vendor/sub/file"))})));
-    EXPECT_TRUE(refused.contains(exec(Chmod, {QStringLiteral("777"), path(QStringLiteral("vendor/sub/file"))})));
-    EXPECT_TRUE(refused.contains(exec(Mv, {path(QStringLiteral("vendor/sub/file")), path(QStringLiteral("stolen"))})));
-    EXPECT_TRUE(refused.contains(exec(Mkdir, {QStringLiteral("-p"), path(QStringLiteral("vendor/sub/new"))})));
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("canary/new"))));
-    EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), path(QStringLiteral("vendor"))}), 0);
-    EXPECT_EQ(exec(Chown, {QStringLiteral("-R"), QStringLiteral("nobody"), path(QStringLiteral("vendor"))}), 0);
-    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("canary/file"))).st_mode & 07777, 0644u);
-    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("canary/file"))).st_uid, 0u);
+    EXPECT_TRUE(refused.contains(exec(Rm, {QStringLiteral("-Rf"), path("vendor/sub/file")})));
+    EXPECT_TRUE(refused.contains(exec(Chmod, {QStringLiteral("777"), path("vendor/sub/file")})));
+    EXPECT_TRUE(refused.contains(exec(Mv, {path("vendor/sub/file"), path("stolen")})));
+    EXPECT_TRUE(refused.contains(exec(Mkdir, {QStringLiteral("-p"), path("vendor/sub/new")})));
+    EXPECT_FALSE(FsTest::exists(path("canary/new")));
+    EXPECT_EQ(exec(Chmod, {QStringLiteral("-R"), QStringLiteral("a+rw"), path("vendor")}), 0);
+    EXPECT_EQ(exec(Chown, {QStringLiteral("-R"), QStringLiteral("nobody"), path("vendor")}), 0);
+    EXPECT_EQ(FsTest::statOf(path("canary/file")).st_mode & 07777, 0644u);
+    EXPECT_EQ(FsTest::statOf(path("canary/file")).st_uid, 0u);
     // The link itself is an item like any other: removing it leaves its target.
-    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rf"), path(QStringLiteral("vendor/sub"))}), 0);
-    EXPECT_FALSE(FsTest::exists(path(QStringLiteral("vendor/sub"))));
-    EXPECT_EQ(FsTest::readFile(path(QStringLiteral("canary/file"))), "keep");
+    EXPECT_EQ(exec(Rm, {QStringLiteral("-Rf"), path("vendor/sub")}), 0);
+    EXPECT_FALSE(FsTest::exists(path("vendor/sub")));
+    EXPECT_EQ(FsTest::readFile(path("canary/file")), "keep");
 }
 
 TEST(HelperLifetime, EndsWhenItsParentEnds)
@@ -250,29 +250,20 @@ TEST(HelperLifetime, EndsWhenItsParentEnds)
     if (!FsTest::isRoot())
         GTEST_SKIP() << "needs root";
     QTemporaryDir dir;
-    // The helper's input stays open (a sleeping writer holds the pipe), so
-    // only the parent's death can end it.
-    const QString script = QStringLiteral("mkfifo \"$1/in\"; sleep 30 > \"$1/in\" & echo $!; \"$0\" < \"$1/in\" > /dev/null & echo $!; wait");
+    // The helper's input stays open (a sleeping writer holds the pipe far
+    // longer than the wait below), so only the parent's death can end it.
+    const QString script = QStringLiteral("mkfifo \"$1/in\"; sleep 300 > \"$1/in\" & echo $!; \"$0\" < \"$1/in\" > /dev/null & echo $!; wait");
     FsTest::Process shell;
     ASSERT_TRUE(shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script, FsTest::helperPath(), dir.path()}));
     const QByteArray sleeper = shell.readLine(10000);
     const QByteArray pid = shell.readLine(10000);
     ASSERT_FALSE(pid.isEmpty());
-    const QString proc = QStringLiteral("/proc/") + QString::fromLatin1(pid);
     QThread::msleep(200);
-    ASSERT_TRUE(FsTest::exists(proc));
+    ASSERT_FALSE(FsTest::processIsGone(pid.toLongLong()));
     ::kill(shell.pid(), SIGKILL);
     (void)shell.finish(5000);
 
-    auto gone = [&proc] {
-        const QByteArray stat = FsTest::readFile(proc + QStringLiteral("/stat"));
-        return stat.isEmpty() || stat.contains(") Z ");
-    };
-    QElapsedTimer timer;
-    timer.start();
-    while (!gone() && timer.elapsed() < 5000)
-        QThread::msleep(20);
-    EXPECT_TRUE(gone());
+    EXPECT_TRUE(VTFileManager::waitUntil([&pid] { return FsTest::processIsGone(pid.toLongLong()); }, 30s));
     ::kill(static_cast<pid_t>(sleeper.toInt()), SIGKILL);
 }
 
@@ -351,15 +342,13 @@ TEST_F(TwoAccountsTest, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
         ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("canary/f%1").arg(i)), "canary"));
     for (int i = 0; i < fileCount; ++i)
         ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("vendor/sub/file%1").arg(i)), "payload"));
-    ASSERT_TRUE(QDir().mkpath(path(QStringLiteral("dest"))));
-    const mode_t canaryMode = FsTest::statOf(path(QStringLiteral("canary"))).st_mode & 07777;
+    ASSERT_TRUE(QDir().mkpath(path("dest")));
+    const mode_t canaryMode = FsTest::statOf(path("canary")).st_mode & 07777;
     // vendor/sub and a link to the canary folder change places all the time.
-    ASSERT_EQ(::symlink(VTPath::toNative(path(QStringLiteral("canary"))).constData(),
-                        VTPath::toNative(path(QStringLiteral("vendor/sub.link"))).constData()),
-              0);
-    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), attacker.name, path(QStringLiteral("vendor"))}).exitCode, 0);
+    ASSERT_EQ(::symlink(VTPath::toNative(path("canary")).constData(), VTPath::toNative(path("vendor/sub.link")).constData()), 0);
+    ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), attacker.name, path("vendor")}).exitCode, 0);
     FsTest::Process attack;
-    ASSERT_TRUE(startExchanging(attack, attacker, m_dir.path(), path(QStringLiteral("vendor/sub")), path(QStringLiteral("vendor/sub.link"))));
+    ASSERT_TRUE(startExchanging(attack, attacker, m_dir.path(), path("vendor/sub"), path("vendor/sub.link")));
     QThread::msleep(200);
 
     VTHelperClient helper;
@@ -374,14 +363,14 @@ TEST_F(TwoAccountsTest, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
             ++answered;
         if (i % 100 == 0) {
             // The permission repair and the other whole-tree actions, racing too.
-            (void)helper.execute({Chmod, QStringLiteral("-R"), QStringLiteral("a+rw"), path(QStringLiteral("vendor"))}, true);
-            (void)helper.execute({Chown, QStringLiteral("-R"), attacker.name, path(QStringLiteral("vendor"))}, true);
+            (void)helper.execute({Chmod, QStringLiteral("-R"), QStringLiteral("a+rw"), path("vendor")}, true);
+            (void)helper.execute({Chown, QStringLiteral("-R"), attacker.name, path("vendor")}, true);
             (void)helper.execute({Rm, QStringLiteral("-f"), path(QStringLiteral("vendor/sub/f%1").arg(i % 10))}, true);
             (void)helper.execute({Touch, path(QStringLiteral("vendor/sub/new%1").arg(i))}, true);
         }
         // A whole-tree copy flushes every file, so only a few of them.
         if (i % 1000 == 700)
-            (void)helper.execute({Cp, QStringLiteral("-R"), path(QStringLiteral("vendor/sub")), path(QStringLiteral("dest/copy%1").arg(i))}, true);
+            (void)helper.execute({Cp, QStringLiteral("-R"), path("vendor/sub"), path(QStringLiteral("dest/copy%1").arg(i))}, true);
     }
     ::kill(attack.pid(), SIGTERM);
     const int swaps = attack.finish(10000).out.trimmed().toInt();
@@ -389,9 +378,9 @@ TEST_F(TwoAccountsTest, AFolderSwappedForALinkNeverLetsTheHelperOutOfTheTree)
 
     EXPECT_GT(swaps, 100) << "the attacker barely ran; the race proves nothing";
     EXPECT_EQ(answered, fileCount) << "the helper stopped answering during the race";
-    const QStringList canary = QDir(path(QStringLiteral("canary"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+    const QStringList canary = QDir(path("canary")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
     EXPECT_EQ(canary.size(), 10) << canary.join(u' ').toStdString();
-    const struct stat folder = FsTest::statOf(path(QStringLiteral("canary")));
+    const struct stat folder = FsTest::statOf(path("canary"));
     EXPECT_EQ(folder.st_mode & 07777, canaryMode);
     EXPECT_EQ(folder.st_uid, 0u);
     for (int i = 0; i < 10; ++i) {
@@ -513,16 +502,15 @@ TEST_F(TwoAccountsTest, APipeSwappedIntoACopiedBundleNeverHoldsUpTheHelper)
 // folder mounted inside the tree is not entered.
 TEST_F(TwoAccountsTest, ChangesStayInsideTheTreeTheyName)
 {
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("secret/key")), "key"));
-    ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("secret/key")), 0600));
-    ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("secret")), 0700));
+    ASSERT_TRUE(FsTest::writeFile(path("secret/key"), "key"));
+    ASSERT_TRUE(FsTest::chmodPath(path("secret/key"), 0600));
+    ASSERT_TRUE(FsTest::chmodPath(path("secret"), 0700));
     // A root file anyone may write, which the kernel therefore lets anyone
     // link to.
-    ASSERT_TRUE(FsTest::writeFile(path(QStringLiteral("shared-file")), "shared"));
-    ASSERT_TRUE(FsTest::chmodPath(path(QStringLiteral("shared-file")), 0666));
+    ASSERT_TRUE(FsTest::writeFile(path("shared-file"), "shared"));
+    ASSERT_TRUE(FsTest::chmodPath(path("shared-file"), 0666));
     ASSERT_TRUE(asOther(QStringLiteral("ln -s \"$1\" \"$3\" && ln \"$2\" \"$4\""),
-                        {path(QStringLiteral("secret")), path(QStringLiteral("shared-file")), shared(QStringLiteral("link")),
-                         shared(QStringLiteral("hard"))}));
+                        {path("secret"), path("shared-file"), shared(QStringLiteral("link")), shared(QStringLiteral("hard"))}));
     const QString me = m_user.name;
     const QList<QStringList> refused = {
         {Chown, QStringLiteral("-R"), me, shared(QStringLiteral("link"))},
@@ -544,18 +532,18 @@ TEST_F(TwoAccountsTest, ChangesStayInsideTheTreeTheyName)
     ASSERT_EQ(FsTest::run(QStringLiteral("/bin/chown"), {QStringLiteral("-R"), me, tree}).exitCode, 0);
     QStringList command = {QStringLiteral("-m"), QStringLiteral("--propagation"), QStringLiteral("private"), QStringLiteral("/bin/sh"),
                            QStringLiteral("-c"), QStringLiteral("mount --bind \"$1\" \"$2\" && shift 2 && exec \"$@\""), QStringLiteral("sh"),
-                           path(QStringLiteral("secret")), VTPath::join(tree, QStringLiteral("mnt")), QStringLiteral("/usr/bin/setpriv")};
+                           path("secret"), VTPath::join(tree, QStringLiteral("mnt")), QStringLiteral("/usr/bin/setpriv")};
     command << FsTest::asUser(m_user, environment()) << FsTest::driverPath() << QStringLiteral("exec") << Chmod << QStringLiteral("-R")
             << QStringLiteral("a+rw") << tree;
     const FsTest::Run run = FsTest::run(QStringLiteral("/usr/bin/unshare"), command);
     ASSERT_EQ(run.out.trimmed(), "0") << run.err.toStdString();
     EXPECT_EQ(FsTest::statOf(VTPath::join(tree, QStringLiteral("own"))).st_mode & 0666, 0666u) << "the tree itself was opened";
 
-    const struct stat key = FsTest::statOf(path(QStringLiteral("secret/key")));
+    const struct stat key = FsTest::statOf(path("secret/key"));
     EXPECT_EQ(key.st_uid, 0u);
     EXPECT_EQ(key.st_mode & 07777, 0600u);
-    EXPECT_EQ(FsTest::statOf(path(QStringLiteral("secret"))).st_mode & 07777, 0700u);
-    const struct stat file = FsTest::statOf(path(QStringLiteral("shared-file")));
+    EXPECT_EQ(FsTest::statOf(path("secret")).st_mode & 07777, 0700u);
+    const struct stat file = FsTest::statOf(path("shared-file"));
     EXPECT_EQ(file.st_uid, 0u);
     EXPECT_EQ(file.st_mode & 07777, 0666u);
 }

@@ -9,7 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
+#include <algorithm>
+
 #include <sys/stat.h>
 
 using VTSafeFs::Fd;
@@ -30,11 +31,8 @@ protected:
     // A move journal as an interrupted move leaves it in dst/.
     bool journal(const char *token, const QString &source, const char *name) const
     {
-        std::string content = "VTMOVE1\n" + native(source);
-        content += '\0';
-        content += name;
-        content += '\0';
-        return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.%1.journal").arg(QLatin1String(token))), QByteArray::fromStdString(content));
+        const QByteArray content = "VTMOVE1\n" + VTPath::toNative(source) + '\0' + name + '\0';
+        return FsTest::writeFile(path(QStringLiteral("dst/.vtmove.%1.journal").arg(QLatin1String(token))), content);
     }
 
     QTemporaryDir m_dir;
@@ -213,11 +211,9 @@ TEST_F(SafeFsTest, CleanUpResolvesWhatInterruptedMovesLeft)
     };
     EXPECT_EQ(VTTreeCopy::cleanUpFolder(dst.get(), counterpart), 5);
 
-    QStringList left;
-    for (const std::string &name : VTSafeFs::listFolder(dst.get()))
-        left << QString::fromStdString(name);
-    left.sort();
-    EXPECT_EQ(left, QStringList({QStringLiteral("Differs.fxplug"), QStringLiteral("Done.fxplug"), QStringLiteral("Half.fxplug")}));
+    std::vector<std::string> left = VTSafeFs::listFolder(dst.get());
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, (std::vector<std::string>{"Differs.fxplug", "Done.fxplug", "Half.fxplug"}));
     EXPECT_FALSE(FsTest::exists(path(QStringLiteral("src/Half.fxplug"))));
     EXPECT_TRUE(FsTest::exists(path(QStringLiteral("dst/Half.fxplug/Contents/Resources/en.lproj/InfoPlist.strings"))));
     EXPECT_TRUE(FsTest::exists(path(QStringLiteral("src/Whole.fxplug/Contents/MacOS/Glow"))));

@@ -1,14 +1,13 @@
-#include "../platform/TestSandbox.h"
+#include "FsTestSupport.h"
 #include "VTFileManager.h"
-#include "VTLog.h"
 #include "VTTaskEx.h"
 
 #include <QElapsedTimer>
+#include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <csignal>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,40 +16,17 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// A sandbox with a log of its own, so that tests can read what the runner logged.
-class TaskExTest : public ::testing::Test
+class TaskExTest : public FsTest::SandboxTest
 {
 protected:
-    void SetUp() override { VTLog::createNewLog(QStringLiteral("TaskEx")); }
-
-    QByteArray logText()
-    {
-        VTLog::finishWriting();
-        return TestSandbox::readFile(VTLog::currentLogPath());
-    }
-
     QString file(const QString &name) const { return m_sandbox.path() + u'/' + name; }
-
-    TestSandbox m_sandbox;
 };
-
-// True once no process with that id is left to run (a zombie has finished).
-bool processIsGone(qint64 pid)
-{
-    if (pid <= 0)
-        return false;
-    if (::kill(static_cast<pid_t>(pid), 0) != 0)
-        return errno == ESRCH;
-    const QByteArray stat = TestSandbox::readFile(QStringLiteral("/proc/%1/stat").arg(pid));
-    const qsizetype close = stat.lastIndexOf(')');
-    return close > 0 && stat.mid(close + 2, 1) == "Z";
-}
 
 // The process whose id the file holds ends within a generous time.
 bool endsSoon(const QString &pidFile)
 {
-    const qint64 pid = TestSandbox::readFile(pidFile).trimmed().toLongLong();
-    return VTFileManager::waitUntil([pid] { return processIsGone(pid); }, 30s);
+    const qint64 pid = VTTestSandbox::readFile(pidFile).trimmed().toLongLong();
+    return VTFileManager::waitUntil([pid] { return FsTest::processIsGone(pid); }, 30s);
 }
 
 } // namespace
@@ -127,10 +103,10 @@ TEST_F(TaskExTest, MissingOrNonExecutableToolsFail)
                                                  QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     EXPECT_EQ(VTTaskEx::run(garbage, {}).outcome, VTTaskEx::Outcome::FailedToStart);
 
-    const QByteArray log = logText();
+    const QByteArray text = log();
     for (const QString &tool : {missing, plain, folder, garbage})
-        EXPECT_TRUE(log.contains((QStringLiteral(" - Error: %1 is not executable\n").arg(tool)).toUtf8()))
-            << tool.toStdString() << "\n" << log.toStdString();
+        EXPECT_TRUE(text.contains((QStringLiteral(" - Error: %1 is not executable\n").arg(tool)).toUtf8()))
+            << tool.toStdString() << "\n" << text.toStdString();
 }
 
 TEST_F(TaskExTest, TimeOutEndsTheToolAndWhatItStartedEvenWhenTheyIgnoreTermination)
@@ -152,7 +128,7 @@ TEST_F(TaskExTest, TimeOutEndsTheToolAndWhatItStartedEvenWhenTheyIgnoreTerminati
     EXPECT_EQ(result.standardOutput, "started\n");
     EXPECT_TRUE(endsSoon(pidFile)) << "the tool still runs";
     EXPECT_TRUE(endsSoon(childFile)) << "what the tool started still runs";
-    EXPECT_TRUE(logText().contains(QStringLiteral(" - Task %1 timed out. Terminating...\n").arg(script).toUtf8()));
+    EXPECT_TRUE(log().contains(QStringLiteral(" - Task %1 timed out. Terminating...\n").arg(script).toUtf8()));
 
     EXPECT_EQ(VTTaskEx::dataFromTask(script, {}, 1s), "started\n");
     EXPECT_FALSE(VTTaskEx::runTask(script, {}, 1s));
@@ -167,20 +143,15 @@ TEST_F(TaskExTest, ACrashIsNotAnExitStatus)
     EXPECT_EQ(result.standardOutput, "before\n");
     EXPECT_EQ(VTTaskEx::terminationCodeFromTask(script, {}), -1);
     EXPECT_FALSE(VTTaskEx::runTask(script, {}));
-    EXPECT_TRUE(logText().contains(QStringLiteral(" - Task %1 crashed.\n").arg(script).toUtf8()));
+    EXPECT_TRUE(log().contains(QStringLiteral(" - Task %1 crashed.\n").arg(script).toUtf8()));
 }
 
 TEST_F(TaskExTest, MissingSystemToolsFallBackToTheHostsOwn)
 {
     if (QFileInfo(QStringLiteral("/usr/sbin/chown")).isExecutable())
         GTEST_SKIP() << "this system has /usr/sbin/chown itself";
-    QString hostChown;
-    for (const char *candidate : {"/usr/bin/chown", "/bin/chown", "/sbin/chown"}) {
-        if (QFileInfo(QLatin1String(candidate)).isExecutable()) {
-            hostChown = QLatin1String(candidate);
-            break;
-        }
-    }
+    const QString hostChown = QStandardPaths::findExecutable(
+        QStringLiteral("chown"), {QStringLiteral("/usr/bin"), QStringLiteral("/bin"), QStringLiteral("/sbin")});
     ASSERT_FALSE(hostChown.isEmpty());
     EXPECT_EQ(VTTaskEx::resolveTool(QStringLiteral("/usr/sbin/chown")), hostChown);
 
@@ -191,7 +162,7 @@ TEST_F(TaskExTest, MissingSystemToolsFallBackToTheHostsOwn)
     struct stat info {};
     ASSERT_EQ(::stat(QFile::encodeName(target).constData(), &info), 0);
     EXPECT_EQ(info.st_uid, owner);
-    EXPECT_TRUE(logText().contains(
+    EXPECT_TRUE(log().contains(
         QStringLiteral(" - /usr/sbin/chown is not on this system; running %1\n").arg(hostChown).toUtf8()));
 
     // Only tools named in a system bin folder are looked for elsewhere.
@@ -210,7 +181,7 @@ TEST_F(TaskExTest, RunAndReturnDoesNotWait)
         {QStringLiteral("-c"), QStringLiteral("i=0; while [ ! -e '%1' ] && [ $i -lt 600 ]; do sleep 0.1; i=$((i+1)); done; "
                                               "echo done > '%2.part' && mv '%2.part' '%2'").arg(go, marker)}));
     EXPECT_FALSE(QFile::exists(marker));
-    ASSERT_TRUE(TestSandbox::makeFile(go));
+    ASSERT_TRUE(VTTestSandbox::makeFile(go));
     EXPECT_TRUE(VTFileManager::waitUntil([&marker] { return QFile::exists(marker); }, 60s));
-    EXPECT_EQ(TestSandbox::readFile(marker), "done\n");
+    EXPECT_EQ(VTTestSandbox::readFile(marker), "done\n");
 }

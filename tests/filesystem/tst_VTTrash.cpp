@@ -2,7 +2,6 @@
 // trash-cli, never overwrite anything, and leave no stray records behind.
 
 #include "FsTestSupport.h"
-#include "VTTestSandbox.h"
 #include "VTTrash.h"
 
 #include <QDateTime>
@@ -12,33 +11,14 @@
 
 namespace {
 
-class TrashTest : public ::testing::Test
+class TrashTest : public FsTest::SandboxTest
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(m_sandbox.isValid());
-    }
-
-    QString trash(const QString &relative = QString()) const
-    {
-        return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash")), relative);
-    }
+    QString trash(const QString &relative = QString()) const { return VTPath::join(m_sandbox.homePath(QStringLiteral(".local/share/Trash")), relative); }
     QString item(const QString &relative) const { return m_sandbox.systemPath(VTPath::join(QStringLiteral("/Library/Plug-Ins"), relative)); }
-
-    // Runs a trash-cli tool against the sandbox home.
-    FsTest::Run trashCli(const QString &tool, const QStringList &arguments, const QByteArray &input = QByteArray()) const
-    {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), m_sandbox.home());
-        environment.remove(QStringLiteral("XDG_DATA_HOME"));
-        return FsTest::run(tool, arguments, input, environment);
-    }
-
-    VTTestSandbox m_sandbox;
 };
 
-TEST_F(TrashTest, AnItemGoesToTheHomeTrashWithItsRecord)
+TEST_F(TrashTest, AnItemGoesToTheHomeTrashWithARecordThatTrashCliListsAndRestores)
 {
     const QString original = item(QStringLiteral("FxPlug/Glow.fxplug"));
     ASSERT_TRUE(FsTest::makeBundle(original));
@@ -59,6 +39,22 @@ TEST_F(TrashTest, AnItemGoesToTheHomeTrashWithItsRecord)
     ASSERT_TRUE(lines.at(2).startsWith("DeletionDate="));
     const QDateTime date = QDateTime::fromString(QString::fromLatin1(lines.at(2).mid(13)), Qt::ISODate);
     EXPECT_TRUE(date >= before && date <= QDateTime::currentDateTime().addSecs(1)) << lines.at(2).toStdString();
+
+    // trash-cli lists names that need quoting too, and puts the bundle back.
+    const QStringList odd = {QStringLiteral("semi;colon $(x) 100%.plugin"), QStringLiteral("-leading dash")};
+    for (const QString &name : odd) {
+        ASSERT_TRUE(FsTest::writeFile(item(QStringLiteral("FxPlug/") + name), name.toUtf8()));
+        ASSERT_TRUE(VTTrash::trashItem(item(QStringLiteral("FxPlug/") + name)));
+    }
+    const FsTest::Run list = FsTest::trashCli(m_sandbox.home(), QStringLiteral("trash-list"));
+    ASSERT_EQ(list.exitCode, 0) << list.err.toStdString();
+    for (const QString &name : odd + QStringList{QStringLiteral("Glow.fxplug")})
+        EXPECT_TRUE(list.out.contains(item(QStringLiteral("FxPlug/") + name).toUtf8())) << list.out.toStdString();
+    // trash-restore asks which entry to put back; there is one below this path.
+    const FsTest::Run restore = FsTest::trashCli(m_sandbox.home(), QStringLiteral("trash-restore"), {original}, "0\n");
+    EXPECT_EQ(restore.exitCode, 0) << restore.err.toStdString();
+    EXPECT_EQ(FsTest::readFile(VTPath::join(original, QStringLiteral("Contents/Info.plist"))), "<plist><dict/></plist>\n");
+    EXPECT_FALSE(FsTest::exists(trash(QStringLiteral("info/Glow.fxplug.trashinfo"))));
 }
 
 TEST_F(TrashTest, EqualNamesGetUniqueNamesAndNothingIsOverwritten)
@@ -79,27 +75,6 @@ TEST_F(TrashTest, EqualNamesGetUniqueNamesAndNothingIsOverwritten)
     EXPECT_EQ(FsTest::readFile(trash(QStringLiteral("files/Glow 2"))), "plain 2");
     const QStringList infos = QDir(trash(QStringLiteral("info"))).entryList(QDir::Files);
     EXPECT_EQ(infos.size(), 5);
-}
-
-TEST_F(TrashTest, TrashCliListsAndRestoresWhatWeTrashed)
-{
-    const QStringList names = {QStringLiteral("Glow.fxplug"), QStringLiteral("semi;colon $(x) 100%.plugin"),
-                               QStringLiteral("-leading dash")};
-    for (const QString &name : names) {
-        ASSERT_TRUE(FsTest::writeFile(item(QStringLiteral("FxPlug/") + name), name.toUtf8()));
-        ASSERT_TRUE(VTTrash::trashItem(item(QStringLiteral("FxPlug/") + name)));
-    }
-    const FsTest::Run list = trashCli(QStringLiteral("trash-list"), {});
-    ASSERT_EQ(list.exitCode, 0) << list.err.toStdString();
-    for (const QString &name : names)
-        EXPECT_TRUE(list.out.contains(item(QStringLiteral("FxPlug/") + name).toUtf8())) << list.out.toStdString();
-
-    // trash-restore asks which entry to put back; there is one below this path.
-    const QString glow = item(QStringLiteral("FxPlug/Glow.fxplug"));
-    const FsTest::Run restore = trashCli(QStringLiteral("trash-restore"), {glow}, "0\n");
-    EXPECT_EQ(restore.exitCode, 0) << restore.err.toStdString();
-    EXPECT_EQ(FsTest::readFile(glow), "Glow.fxplug");
-    EXPECT_FALSE(FsTest::exists(trash(QStringLiteral("info/Glow.fxplug.trashinfo"))));
 }
 
 TEST_F(TrashTest, LongNamesStayLegalInTheRecordFolder)

@@ -10,14 +10,8 @@ class VTApplicationLocatorTest : public ::testing::Test
 protected:
     void SetUp() override { ASSERT_TRUE(m_sandbox.isValid()); }
 
-    QString allUsersApp(const QString &relative) const
-    {
-        return m_sandbox.systemPath(QStringLiteral("/Applications/") + relative);
-    }
-    QString userApp(const QString &relative) const
-    {
-        return m_sandbox.homePath(QStringLiteral("Applications/") + relative);
-    }
+    QString allUsersApp(const QString &relative) const { return m_sandbox.systemPath(QStringLiteral("/Applications/") + relative); }
+    QString userApp(const QString &relative) const { return m_sandbox.homePath(QStringLiteral("Applications/") + relative); }
 
     VTTestSandbox m_sandbox;
 };

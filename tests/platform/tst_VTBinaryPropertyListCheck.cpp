@@ -56,40 +56,24 @@ TEST(VTBinaryPropertyListCheck, WellFormedListsPass)
 
 TEST(VTBinaryPropertyListCheck, KeysWithNulAreRejected)
 {
-    HandMade ascii;
-    ascii.key = QByteArray("\x53" "a\0b", 4);
+    const HandMade ascii{.key = QByteArray("\x53" "a\0b", 4)};
     EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(ascii.bytes()));
     // libplist keeps such a key cut short, or aborts the process on it.
     EXPECT_FALSE(VTPropertyList::fromData(ascii.bytes()).isValid());
 
-    HandMade utf16;
-    utf16.key = QByteArray("\x62" "\0a\0\0", 5);
-    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(utf16.bytes()));
-    utf16.key = QByteArray("\x62" "\0a\x01\0", 5); // U+0100 has a zero byte but is no NUL
-    EXPECT_TRUE(VTBinaryPropertyListCheck::isSafe(utf16.bytes()));
+    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(HandMade{.key = QByteArray("\x62" "\0a\0\0", 5)}.bytes()));
+    // U+0100 has a zero byte but is no NUL.
+    EXPECT_TRUE(VTBinaryPropertyListCheck::isSafe(HandMade{.key = QByteArray("\x62" "\0a\x01\0", 5)}.bytes()));
 }
 
 TEST(VTBinaryPropertyListCheck, BrokenStructureIsRejected)
 {
-    HandMade notString;
-    notString.key = QByteArray("\x10\x05", 2); // an integer as a key
-    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(notString.bytes()));
-
-    HandMade longKey;
-    longKey.key = QByteArray("\x5F\x10\x7F" "abc", 6); // claims 127 characters
-    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(longKey.bytes()));
-
-    HandMade badRef;
-    badRef.keyRef = 7;
-    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(badRef.bytes()));
-
-    HandMade manyObjects;
-    manyObjects.objectCount = 200;
-    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(manyObjects.bytes()));
-
-    HandMade shiftedTable;
-    shiftedTable.tableShift = 100;
-    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(shiftedTable.bytes()));
-
+    // An integer as a key, a key that claims 127 characters, a reference
+    // past the objects, more objects than the file holds, a moved table.
+    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(HandMade{.key = QByteArray("\x10\x05", 2)}.bytes()));
+    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(HandMade{.key = QByteArray("\x5F\x10\x7F" "abc", 6)}.bytes()));
+    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(HandMade{.keyRef = 7}.bytes()));
+    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(HandMade{.objectCount = 200}.bytes()));
+    EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(HandMade{.tableShift = 100}.bytes()));
     EXPECT_FALSE(VTBinaryPropertyListCheck::isSafe(HandMade().bytes().left(30)));
 }

@@ -145,7 +145,7 @@ TEST_F(BundleDir, MalformedStringsFileIsSkipped)
     EXPECT_EQ(read.localizedString(QStringLiteral("CFBundleName")), QStringLiteral("Flou"));
 }
 
-TEST(VTBundleStrings, GrammarAndMalformedText)
+TEST(VTBundleStrings, GrammarPropertyListFormAndMalformedText)
 {
     const auto parsed = VTBundle::parseStrings(QByteArray(
         "// line comment\n"
@@ -172,17 +172,13 @@ TEST(VTBundleStrings, GrammarAndMalformedText)
                              "a = b; }", "= \"x\";", "\"a\" = \"1\\"}) {
         EXPECT_FALSE(VTBundle::parseStrings(QByteArray(text)).has_value()) << text;
     }
-}
 
-TEST(VTBundleStrings, PropertyListForm)
-{
-    QVariantMap map;
-    map.insert(QStringLiteral("CFBundleDisplayName"), QStringLiteral("Glow"));
-    map.insert(QStringLiteral("Count"), qint64(3));
-    const auto parsed = VTBundle::parseStrings(VTPropertyList::toData(map, VTPropertyList::Format::Binary));
-    ASSERT_TRUE(parsed.has_value());
-    EXPECT_EQ(parsed->value(QStringLiteral("CFBundleDisplayName")), QStringLiteral("Glow"));
-    EXPECT_FALSE(parsed->contains(QStringLiteral("Count")));
+    // The property-list form: only its string values count.
+    const QVariantMap map = info({{"CFBundleDisplayName", QStringLiteral("Glow")}, {"Count", qint64(3)}});
+    const auto list = VTBundle::parseStrings(VTPropertyList::toData(map, VTPropertyList::Format::Binary));
+    ASSERT_TRUE(list.has_value());
+    EXPECT_EQ(list->value(QStringLiteral("CFBundleDisplayName")), QStringLiteral("Glow"));
+    EXPECT_FALSE(list->contains(QStringLiteral("Count")));
     EXPECT_FALSE(VTBundle::parseStrings("<?xml version=\"1.0\"?><plist><array/></plist>").has_value());
 }
 

@@ -1,5 +1,6 @@
 #include "VTFinderInfo.h"
 #include "VTPath.h"
+#include "VTTestSandbox.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -17,9 +18,7 @@ protected:
     {
         ASSERT_TRUE(m_dir.isValid());
         m_file = VTPath::join(m_dir.path(), QStringLiteral("Blur"));
-        QFile file(m_file);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("script");
+        ASSERT_TRUE(VTTestSandbox::makeFile(m_file, "script"));
     }
 
     // Writes the raw attribute, as another program would have left it.
@@ -70,9 +69,12 @@ TEST_F(VTFinderInfoTest, SetCodeIsReadBackFillsTheWholeFinderInfoAndKeepsCreator
     EXPECT_EQ(kept.size(), VTFinderInfo::FinderInfoLength);
 }
 
-TEST_F(VTFinderInfoTest, MissingShortOrLongAttributes)
+TEST_F(VTFinderInfoTest, WrongLengthsMissingAttributesAndMissingItems)
 {
     EXPECT_TRUE(VTFinderInfo::typeCode(m_file).isEmpty()) << "no attribute at all";
+    EXPECT_FALSE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCS")));
+    EXPECT_FALSE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSCX")));
+    EXPECT_TRUE(readRaw(m_file).isEmpty()) << "a refused code must not be written";
 
     writeRaw(m_file, QByteArrayLiteral("FCS"));
     EXPECT_TRUE(VTFinderInfo::typeCode(m_file).isEmpty()) << "three bytes are no type code";
@@ -89,13 +91,6 @@ TEST_F(VTFinderInfoTest, MissingShortOrLongAttributes)
     writeRaw(m_file, QByteArrayLiteral("ab"));
     ASSERT_TRUE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSC")));
     EXPECT_EQ(readRaw(m_file).size(), VTFinderInfo::FinderInfoLength);
-}
-
-TEST_F(VTFinderInfoTest, RejectsWrongLengthsAndMissingItems)
-{
-    EXPECT_FALSE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCS")));
-    EXPECT_FALSE(VTFinderInfo::setTypeCode(m_file, QByteArrayLiteral("FCSCX")));
-    EXPECT_TRUE(readRaw(m_file).isEmpty()) << "a refused code must not be written";
 
     const QString missing = VTPath::join(m_dir.path(), QStringLiteral("missing"));
     EXPECT_FALSE(VTFinderInfo::setTypeCode(missing, QByteArrayLiteral("FCSC")));

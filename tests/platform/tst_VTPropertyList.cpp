@@ -20,31 +20,24 @@ QDateTime utc(int year, int month, int day, int hour, int minute, int second, in
 // Every value type, with the integers at the edges of the signed range.
 QVariantMap sampleTree(bool withFractions)
 {
-    QVariantMap nested;
-    nested.insert(QStringLiteral("empty list"), QVariantList());
-    nested.insert(QStringLiteral("empty map"), QVariantMap());
-    nested.insert(QStringLiteral("deeper"), QVariantList{QVariantMap{{QStringLiteral("x"), qint64(1)}}});
-
-    QVariantMap tree;
-    tree.insert(QStringLiteral("true"), true);
-    tree.insert(QStringLiteral("false"), false);
-    tree.insert(QStringLiteral("zero"), qint64(0));
-    tree.insert(QStringLiteral("small"), qint64(42));
-    tree.insert(QStringLiteral("minus one"), qint64(-1));
-    tree.insert(QStringLiteral("below int32"), qint64(std::numeric_limits<qint32>::min()) - 1);
-    tree.insert(QStringLiteral("int64 min"), std::numeric_limits<qint64>::min());
-    tree.insert(QStringLiteral("int64 max"), std::numeric_limits<qint64>::max());
-    tree.insert(QStringLiteral("two to the forty"), qint64(1) << 40);
-    tree.insert(QStringLiteral("real"), 1.5);
-    tree.insert(QStringLiteral("negative real"), -0.25);
-    tree.insert(QStringLiteral("string"), QStringLiteral("Grüße ✓ <&> \"q\""));
-    tree.insert(QStringLiteral("empty string"), QString());
-    tree.insert(QStringLiteral("data"), QByteArray("\x00\x01\xff\xfe tail", 9));
-    tree.insert(QStringLiteral("date"), withFractions ? utc(2020, 1, 2, 3, 4, 5, 250) : utc(2020, 1, 2, 3, 4, 5));
-    tree.insert(QStringLiteral("old date"), withFractions ? utc(1990, 6, 1, 12, 0, 0, 500) : utc(1990, 6, 1, 12, 0, 0));
-    tree.insert(QStringLiteral("ключ"), QStringLiteral("значение"));
-    tree.insert(QStringLiteral("list"), QVariantList{qint64(-7), QStringLiteral("two"), nested});
-    return tree;
+    const QVariantMap nested{{QStringLiteral("empty list"), QVariantList()},
+                             {QStringLiteral("empty map"), QVariantMap()},
+                             {QStringLiteral("deeper"), QVariantList{QVariantMap{{QStringLiteral("x"), qint64(1)}}}}};
+    return {
+        {QStringLiteral("true"), true}, {QStringLiteral("false"), false},
+        {QStringLiteral("zero"), qint64(0)}, {QStringLiteral("small"), qint64(42)}, {QStringLiteral("minus one"), qint64(-1)},
+        {QStringLiteral("below int32"), qint64(std::numeric_limits<qint32>::min()) - 1},
+        {QStringLiteral("int64 min"), std::numeric_limits<qint64>::min()},
+        {QStringLiteral("int64 max"), std::numeric_limits<qint64>::max()},
+        {QStringLiteral("two to the forty"), qint64(1) << 40},
+        {QStringLiteral("real"), 1.5}, {QStringLiteral("negative real"), -0.25},
+        {QStringLiteral("string"), QStringLiteral("Grüße ✓ <&> \"q\"")}, {QStringLiteral("empty string"), QString()},
+        {QStringLiteral("data"), QByteArray("\x00\x01\xff\xfe tail", 9)},
+        {QStringLiteral("date"), withFractions ? utc(2020, 1, 2, 3, 4, 5, 250) : utc(2020, 1, 2, 3, 4, 5)},
+        {QStringLiteral("old date"), withFractions ? utc(1990, 6, 1, 12, 0, 0, 500) : utc(1990, 6, 1, 12, 0, 0)},
+        {QStringLiteral("ключ"), QStringLiteral("значение")},
+        {QStringLiteral("list"), QVariantList{qint64(-7), QStringLiteral("two"), nested}},
+    };
 }
 
 // The same tree as a Python literal, written independently of the C++ side.
