@@ -1,4 +1,4 @@
-#include "TestSandbox.h"
+#include "VTTestSandbox.h"
 #include "VTLocalPaths.h"
 
 #include <QSet>
@@ -31,7 +31,7 @@ void checkSystemFolders(const std::vector<SystemFolderCase> &cases)
 
 TEST(VTLocalPaths, StandardFoldersLiveUnderTheRootAndHome)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     const QString root = sandbox.root();
     const QString home = sandbox.home();
     EXPECT_EQ(VTLocalPaths::systemRoot(), root);
@@ -82,7 +82,7 @@ TEST(VTLocalPaths, SuperuserSeesTheConsoleUsersFolders)
     const QString home = QString::fromLocal8Bit(entry->pw_dir);
     const uid_t uid = entry->pw_uid;
 
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     sandbox.environment().set("SUDO_USER", nobody);
     EXPECT_EQ(VTLocalPaths::currentConsoleUser(), nobody);
     EXPECT_EQ(VTLocalPaths::username(), nobody);
@@ -118,7 +118,7 @@ TEST(VTLocalPaths, SuperuserSeesTheConsoleUsersFolders)
 
 TEST(VTLocalPaths, SystemFoldersInASandboxAndWithTheRealRoot)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     const QString root = sandbox.root();
     checkSystemFolders({
         {"the sandbox root", root, true, true},
@@ -167,7 +167,7 @@ TEST(VTLocalPaths, SandboxBelowVarIsNotAllProtected)
     QTemporaryDir varDir(QStringLiteral("/var/tmp/tessary-paths-XXXXXX"));
     if (!varDir.isValid())
         GTEST_SKIP() << "cannot create a folder below /var/tmp";
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     sandbox.environment().set("TESSARY_SYSTEM_ROOT", varDir.path());
     checkSystemFolders({
         {"plug-in folder", varDir.path() + QStringLiteral("/Library/Plug-Ins/FxPlug"), false, false},
@@ -178,7 +178,7 @@ TEST(VTLocalPaths, SandboxBelowVarIsNotAllProtected)
 
 TEST(VTLocalPaths, TimeMachineVolumes)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     EXPECT_TRUE(VTLocalPaths::isPathOnTimeMachineVolume(QStringLiteral("/Volumes/Backup/Backups.backupdb/mac/Latest")));
     EXPECT_TRUE(VTLocalPaths::isPathOnTimeMachineVolume(QStringLiteral("/Volumes/Backup/Backups.backupdb")));
     EXPECT_TRUE(VTLocalPaths::isPathOnTimeMachineVolume(sandbox.root() + QStringLiteral("/Volumes/B/Backups.backupdb/x")));

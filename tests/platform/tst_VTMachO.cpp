@@ -1,4 +1,4 @@
-#include "TestSandbox.h"
+#include "VTTestSandbox.h"
 #include "VTMachO.h"
 
 #include <QFile>
@@ -159,9 +159,9 @@ TEST(VTMachO, ReadsOnlyRegularFiles)
     ASSERT_TRUE(dir.isValid());
     const QString universal = dir.filePath(QStringLiteral("Blur"));
     const QString thinFile = dir.filePath(QStringLiteral("Verb"));
-    ASSERT_TRUE(TestSandbox::makeFile(universal, fat({{kI386, 0x1000, 0x1000}, {kX86_64, 0x2000, 0x1000}}, false, true, 0x3000)));
+    ASSERT_TRUE(VTTestSandbox::makeFile(universal, fat({{kI386, 0x1000, 0x1000}, {kX86_64, 0x2000, 0x1000}}, false, true, 0x3000)));
     // A long body after the header: the reader only needs the start.
-    ASSERT_TRUE(TestSandbox::makeFile(thinFile, thin(kPPC, false, true, 16) + QByteArray(1 << 20, 'x')));
+    ASSERT_TRUE(VTTestSandbox::makeFile(thinFile, thin(kPPC, false, true, 16) + QByteArray(1 << 20, 'x')));
     EXPECT_EQ(cpuTypes(VTMachO::architecturesOfFile(universal)), (QList<qint32>{kI386, kX86_64}));
     EXPECT_EQ(cpuTypes(VTMachO::architecturesOfFile(thinFile)), QList<qint32>{kPPC});
 

@@ -1,4 +1,5 @@
-#include "TestSandbox.h"
+#include "VTTestProcess.h"
+#include "VTTestSandbox.h"
 #include "VTPropertyList.h"
 
 #include <QDateTime>
@@ -121,7 +122,7 @@ TEST(VTPropertyList, ReferencesHashesAndStringListsSurviveBinary)
 // of its forms as the sample.
 TEST(VTPropertyList, PythonAndWeReadEachOthersLists)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     const QString dir = sandbox.path();
     ASSERT_TRUE(VTPropertyList::writeFile(dir + QStringLiteral("/ours.xml"), sampleTree(false), Format::Xml));
     ASSERT_TRUE(VTPropertyList::writeFile(dir + QStringLiteral("/ours.bin"), sampleTree(false), Format::Binary));
@@ -139,7 +140,7 @@ plistlib.dump(expected, open(sys.argv[1] + '/py.bin', 'wb'), fmt=plistlib.FMT_BI
     ASSERT_EQ(run.exitCode, 0) << run.out.toStdString();
     EXPECT_EQ(run.out, QByteArray()) << "differences as Python reads our lists";
 
-    EXPECT_TRUE(TestSandbox::readFile(dir + QStringLiteral("/py.bin")).startsWith("bplist00"));
+    EXPECT_TRUE(VTTestSandbox::readFile(dir + QStringLiteral("/py.bin")).startsWith("bplist00"));
     for (const char *name : {"/py.xml", "/py.bin"}) {
         SCOPED_TRACE(name);
         expectSameTree(VTPropertyList::readFile(dir + QLatin1String(name)), sampleTree(false), QString());
@@ -170,7 +171,7 @@ TEST(VTPropertyList, MalformedInputGivesAnInvalidValue)
 
 TEST(VTPropertyList, FilesAreWrittenWholeOrNotAtAll)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     const QString path = sandbox.path() + QStringLiteral("/settings.plist");
     const QVariantMap first{{QStringLiteral("a"), qint64(1)}};
     ASSERT_TRUE(VTPropertyList::writeFile(path, first, Format::Xml));

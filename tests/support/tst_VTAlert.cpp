@@ -1,4 +1,4 @@
-#include "../platform/TestSandbox.h"
+#include "VTTestSandbox.h"
 #include "VTAlert.h"
 #include "VTConsoleInterface.h"
 #include "VTLog.h"
@@ -48,7 +48,7 @@ TEST(VTAlert, SheetOrModalWithTheChosenButton)
 
 TEST(VTAlert, AtMostThreeButtonsAndNoEmptyOnes)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     VTLog::createNewLog(QStringLiteral("Alerts"));
     VTRecordingInterface window(true);
     VTAlert::runSheet(window, QStringLiteral("Too many"), QString(),
@@ -56,5 +56,5 @@ TEST(VTAlert, AtMostThreeButtonsAndNoEmptyOnes)
     ASSERT_EQ(window.alerts().size(), 1);
     EXPECT_EQ(window.alerts()[0].buttons, (QStringList{QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")}));
     VTLog::finishWriting();
-    EXPECT_TRUE(TestSandbox::readFile(VTLog::currentLogPath()).contains("\"D\" is left out"));
+    EXPECT_TRUE(VTTestSandbox::readFile(VTLog::currentLogPath()).contains("\"D\" is left out"));
 }

@@ -1,4 +1,4 @@
-#include "../platform/TestSandbox.h"
+#include "VTTestSandbox.h"
 #include "VTException.h"
 #include "VTLog.h"
 
@@ -48,7 +48,7 @@ TEST(VTException, DescribesTypeAndReasonOfWhateverWasCaught)
 
 TEST(VTException, ExceptionsReachTheLog)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     VTLog::createNewLog(QStringLiteral("Exceptions"));
     try {
         throw std::invalid_argument("bad path");
@@ -61,7 +61,7 @@ TEST(VTException, ExceptionsReachTheLog)
         VTException::logCurrentException("trashFile");
     }
     VTLog::finishWriting();
-    const QByteArray log = TestSandbox::readFile(VTLog::currentLogPath());
+    const QByteArray log = VTTestSandbox::readFile(VTLog::currentLogPath());
     EXPECT_TRUE(log.contains(" - Exception in installPlugins. std::invalid_argument - bad path.\n")) << log.toStdString();
     EXPECT_TRUE(log.contains(" - Exception in trashFile. long - no description.\n")) << log.toStdString();
 }

@@ -1,4 +1,5 @@
-#include "../platform/TestSandbox.h"
+#include "VTTestProcess.h"
+#include "VTTestSandbox.h"
 #include "VTLog.h"
 #include "VTPropertyList.h"
 
@@ -25,7 +26,7 @@ const QRegularExpression kEntryPattern(
 
 // Where the rule puts the log: the all-users Library for the superuser, the
 // user's own Library otherwise.
-QString expectedFolder(const TestSandbox &sandbox)
+QString expectedFolder(const VTTestSandbox &sandbox)
 {
     const QString base = geteuid() == 0 ? sandbox.root() : sandbox.home();
     return base + QStringLiteral("/Library/Logs/Vantorel");
@@ -33,7 +34,7 @@ QString expectedFolder(const TestSandbox &sandbox)
 
 QStringList lines(const QString &path)
 {
-    QString text = QString::fromUtf8(TestSandbox::readFile(path));
+    QString text = QString::fromUtf8(VTTestSandbox::readFile(path));
     if (text.endsWith(u'\n'))
         text.chop(1);
     return text.isEmpty() ? QStringList() : text.split(u'\n');
@@ -78,9 +79,9 @@ QStringList allEntryTexts(const QString &folder, const QString &name, int *renew
 
 TEST(VTLog, HeaderAndEntryFormat)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     // The managed system names its version; the header reports that one.
-    ASSERT_TRUE(TestSandbox::makeFile(sandbox.systemPath(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist")),
+    ASSERT_TRUE(VTTestSandbox::makeFile(sandbox.systemPath(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist")),
                                       VTPropertyList::toData(QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.13.6")}},
                                                              VTPropertyList::Format::Xml)));
     VTLog::createNewLog(QStringLiteral("Format"));
@@ -96,7 +97,7 @@ TEST(VTLog, HeaderAndEntryFormat)
     EXPECT_EQ(VTLog::queuedBytes(), 0);
 
     const QStringList all = lines(path);
-    ASSERT_EQ(all.size(), 8) << TestSandbox::readFile(path).toStdString();
+    ASSERT_EQ(all.size(), 8) << VTTestSandbox::readFile(path).toStdString();
     // Logs name every privileged step: they are the user's alone.
     struct stat file {}, folder {};
     ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &file), 0);
@@ -131,7 +132,7 @@ TEST(VTLog, HeaderAndEntryFormat)
 
 TEST(VTLog, EachNewLogShiftsTheOlderOnes)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     for (int run = 1; run <= 6; ++run) {
         VTLog::createNewLog(QStringLiteral("Rotate"));
         VTLog::appendLog(QStringLiteral("run %1").arg(run));
@@ -149,7 +150,7 @@ TEST(VTLog, EachNewLogShiftsTheOlderOnes)
 
 TEST(VTLog, DisableLoggingInTheSuitePreferencesTurnsItOff)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     const QString globalPrefs = sandbox.home() + QStringLiteral("/Library/Preferences/com.vantorel.global.plist");
     QDir().mkpath(QFileInfo(globalPrefs).absolutePath());
     ASSERT_TRUE(VTPropertyList::writeFile(globalPrefs, QVariantMap{{QStringLiteral("disable-logging"), true}},
@@ -171,7 +172,7 @@ TEST(VTLog, DisableLoggingInTheSuitePreferencesTurnsItOff)
 
 TEST(VTLog, EntriesFromManyThreadsAreWrittenOnceAndAFullLogContinuesInANewOne)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     VTLog::createNewLog(QStringLiteral("Threads"));
     constexpr int threads = 8;
     constexpr int perThread = 2500; // over 1 MB in all, so the log is renewed on the way
@@ -224,7 +225,7 @@ TEST(VTLog, EntriesFromManyThreadsAreWrittenOnceAndAFullLogContinuesInANewOne)
 
 TEST(VTLog, AppendingDoesNotWaitForTheDisk)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     VTLog::createNewLog(QStringLiteral("Stalled"));
     VTLog::finishWriting();
     // The log's file becomes a pipe nobody reads yet: the writer's reopen
@@ -272,7 +273,7 @@ TEST(VTLog, AppendingDoesNotWaitForTheDisk)
 
 TEST(VTLog, AnotherProcessOfAnOrdinaryUserLosesNothingWhenItReturnsFromMain)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     QStringList command{QStringLiteral(TESSARY_SUPPORT_PROBE), QStringLiteral("log"), QStringLiteral("User"),
                         QStringLiteral("20000")};
     if (geteuid() == 0) {

@@ -1,4 +1,4 @@
-#include "../platform/TestSandbox.h"
+#include "VTTestSandbox.h"
 #include "VTOSDetect.h"
 #include "VTPropertyList.h"
 
@@ -67,7 +67,7 @@ TEST(VTOSDetect, ReleaseTextIsReadAsThreeNumbers)
 
 TEST(VTOSDetect, TheManagedSystemsVersionFileIsTheRunningVersion)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     const QString plist = sandbox.systemPath(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist"));
 
     // Without the file (Linux's own root): the documented fallback, and a
@@ -79,7 +79,7 @@ TEST(VTOSDetect, TheManagedSystemsVersionFileIsTheRunningVersion)
     EXPECT_TRUE(VTOSDetect::systemDescription().endsWith(QStringLiteral(" (no OS X version in the managed system)")));
     EXPECT_FALSE(VTOSDetect::systemDescription().startsWith(QStringLiteral("OS X")));
 
-    ASSERT_TRUE(TestSandbox::makeFile(plist, VTPropertyList::toData(QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.11.6")}},
+    ASSERT_TRUE(VTTestSandbox::makeFile(plist, VTPropertyList::toData(QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.11.6")}},
                                                                     VTPropertyList::Format::Xml)));
     EXPECT_EQ(VTOSDetect::osxVersion(), QStringLiteral("10.11.6"));
     EXPECT_EQ(VTOSDetect::systemDescription(), QStringLiteral("OS X 10.11.6"));
@@ -88,7 +88,7 @@ TEST(VTOSDetect, TheManagedSystemsVersionFileIsTheRunningVersion)
     VTOSDetect::getSystemVersionMajor(&major, &minor, &bugFix);
     EXPECT_EQ(QStringLiteral("%1.%2.%3").arg(major).arg(minor).arg(bugFix), QStringLiteral("10.11.6"));
 
-    ASSERT_TRUE(TestSandbox::makeFile(plist, VTPropertyList::toData(QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.9")}},
+    ASSERT_TRUE(VTTestSandbox::makeFile(plist, VTPropertyList::toData(QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.9")}},
                                                                     VTPropertyList::Format::Binary)));
     EXPECT_TRUE(VTOSDetect::isMavericksOrHigher());
     EXPECT_FALSE(VTOSDetect::isYosemiteOrHigher());

@@ -1,4 +1,4 @@
-#include "../platform/TestSandbox.h"
+#include "VTTestSandbox.h"
 #include "VTTestBus.h"
 #include "VTLog.h"
 #include "VTTaskNotification.h"
@@ -143,7 +143,7 @@ TEST_F(TaskNotificationTest, PostsFromManyThreadsAllArrive)
 
 TEST_F(TaskNotificationTest, AnotherProcessSendsEachSignalWithItsPayload)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     Listener listener(address());
     ASSERT_TRUE(listener.isSubscribed());
     const VTTest::Run run = runProbe({QStringLiteral("notify"), QStringLiteral("Notify")},
@@ -168,12 +168,12 @@ TEST_F(TaskNotificationTest, AnotherProcessSendsEachSignalWithItsPayload)
             EXPECT_TRUE(message.arguments().isEmpty()) << message.member().toStdString();
         }
     }
-    EXPECT_FALSE(TestSandbox::readFile(VTLog::logFolder() + QStringLiteral("/Notify.1.log")).contains("Task notifications"));
+    EXPECT_FALSE(VTTestSandbox::readFile(VTLog::logFolder() + QStringLiteral("/Notify.1.log")).contains("Task notifications"));
 }
 
 TEST(VTTaskNotificationWithoutBus, NothingBreaksAndTheLogSaysSoOnce)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     QDir().mkpath(sandbox.path() + QStringLiteral("/runtime"));
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // No address, no per-user bus socket, no display to start a bus for.
@@ -184,7 +184,7 @@ TEST(VTTaskNotificationWithoutBus, NothingBreaksAndTheLogSaysSoOnce)
     const VTTest::Run run = runProbe({QStringLiteral("notify"), QStringLiteral("NoBus")}, environment);
     ASSERT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.out.trimmed(), "not connected");
-    const QByteArray log = TestSandbox::readFile(VTLog::logFolder() + QStringLiteral("/NoBus.1.log"));
+    const QByteArray log = VTTestSandbox::readFile(VTLog::logFolder() + QStringLiteral("/NoBus.1.log"));
     EXPECT_EQ(log.count("Task notifications are off: no session bus"), 1) << log.toStdString();
 }
 

@@ -1,4 +1,5 @@
-#include "../platform/TestSandbox.h"
+#include "VTTestProcess.h"
+#include "VTTestSandbox.h"
 #include "VTLocalPaths.h"
 #include "VTUserDefaults.h"
 
@@ -8,7 +9,7 @@
 
 namespace {
 
-QString appPrefs(const TestSandbox &sandbox)
+QString appPrefs(const VTTestSandbox &sandbox)
 {
     return sandbox.home() + QStringLiteral("/Library/Preferences/com.vantorel.Tessary.plist");
 }
@@ -22,7 +23,7 @@ QJsonValue json(const char *text)
 
 TEST(VTUserDefaults, PythonReadsTheValuesWeWrite)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     EXPECT_EQ(VTUserDefaults::pathForDomain(VTUserDefaults::applicationDomain()), appPrefs(sandbox));
     VTUserDefaults::setValue(QStringLiteral("installerName"), QStringLiteral("Glow Pack"));
     VTUserDefaults::setValue(QStringLiteral("filter"), qint64(3));
@@ -39,7 +40,7 @@ TEST(VTUserDefaults, PythonReadsTheValuesWeWrite)
 
 TEST(VTUserDefaults, WeReadWhatPythonWrites)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     const QString app = appPrefs(sandbox);
     QDir().mkpath(QFileInfo(app).absolutePath());
     // Another process writes the files (the second time just after this one
@@ -70,7 +71,7 @@ plistlib.dump({'disable-logging': True}, open(sys.argv[2], 'wb'))
 
 TEST(VTUserDefaults, RegisteredDefaultsApplyOnlyWhenUnset)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     VTUserDefaults::registerApplicationDefaults();
     EXPECT_EQ(VTUserDefaults::value(QStringLiteral("SUCheckAtStartup")), QVariant(true));
     EXPECT_EQ(VTUserDefaults::integerValue(QStringLiteral("filter")), 0);
@@ -92,7 +93,7 @@ TEST(VTUserDefaults, RegisteredDefaultsApplyOnlyWhenUnset)
 
 TEST(VTUserDefaults, HostValuesLiveInTheirOwnFile)
 {
-    TestSandbox sandbox;
+    VTTestSandbox sandbox;
     VTUserDefaults::setHostValue(QStringLiteral("requireAdminPassword"), qint64(1));
     EXPECT_EQ(VTUserDefaults::hostValue(QStringLiteral("requireAdminPassword")).toLongLong(), 1);
     EXPECT_FALSE(VTUserDefaults::value(QStringLiteral("requireAdminPassword")).isValid());

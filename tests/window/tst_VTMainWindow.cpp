@@ -386,8 +386,6 @@ TEST_F(MainWindowTest, AudioUnitValidationFillsTheTableAndTheInspectorFollowsThe
     EXPECT_EQ(shownStatuses(), statuses);
     EXPECT_EQ(header->sortIndicatorSection(), int(VTAUValTableModel::ColStatus));
     EXPECT_EQ(header->sortIndicatorOrder(), Qt::DescendingOrder);
-    EXPECT_EQ(VTUserDefaults::value(QStringLiteral("auValSortedColumn")).toString(), QStringLiteral("colStatus"));
-    EXPECT_TRUE(VTUserDefaults::value(QStringLiteral("auValSortedDescending")).toBool());
 
     // Status icons: none while validating, one error sign for every failure,
     // a warning for "Unknown" (where status 3 lands), a tick for "OK".
