@@ -1,6 +1,7 @@
 #include "VTBinaryPropertyListWriter.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace {
 
@@ -30,16 +31,11 @@ int widthOf(quint64 value)
     return 8;
 }
 
-int log2Width(int width)
-{
-    return width == 1 ? 0 : width == 2 ? 1 : width == 4 ? 2 : 3;
-}
-
 void appendInteger(QByteArray &out, qint64 value)
 {
     // Negative numbers take all eight bytes, as readers sign only those.
     const int width = value < 0 ? 8 : widthOf(quint64(value));
-    out.append(char(kInteger | log2Width(width)));
+    out.append(char(kInteger | std::countr_zero(unsigned(width))));
     appendBigEndian(out, quint64(value), width);
 }
 
@@ -72,44 +68,38 @@ VTBinaryPropertyListWriter::Ref VTBinaryPropertyListWriter::container(quint8 mar
 
 VTBinaryPropertyListWriter::Ref VTBinaryPropertyListWriter::string(const QString &text)
 {
-    if (const auto it = m_strings.constFind(text); it != m_strings.cend())
-        return *it;
-    const bool ascii = std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
-    QByteArray encoded;
-    appendHeader(encoded, ascii ? kAsciiString : kUtf16String, text.size());
-    if (ascii) {
-        encoded.append(text.toLatin1());
-    } else {
-        for (const QChar c : text)
-            appendBigEndian(encoded, c.unicode(), 2);
-    }
-    const Ref ref = scalar(encoded);
-    m_strings.insert(text, ref);
-    return ref;
+    return cachedScalar(m_strings, text, [&text] {
+        const bool ascii = std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
+        QByteArray encoded;
+        appendHeader(encoded, ascii ? kAsciiString : kUtf16String, text.size());
+        if (ascii) {
+            encoded.append(text.toLatin1());
+        } else {
+            for (const QChar c : text)
+                appendBigEndian(encoded, c.unicode(), 2);
+        }
+        return encoded;
+    });
 }
 
 VTBinaryPropertyListWriter::Ref VTBinaryPropertyListWriter::integer(qint64 value)
 {
-    if (const auto it = m_integers.constFind(value); it != m_integers.cend())
-        return *it;
-    QByteArray encoded;
-    appendInteger(encoded, value);
-    const Ref ref = scalar(encoded);
-    m_integers.insert(value, ref);
-    return ref;
+    return cachedScalar(m_integers, value, [value] {
+        QByteArray encoded;
+        appendInteger(encoded, value);
+        return encoded;
+    });
 }
 
 VTBinaryPropertyListWriter::Ref VTBinaryPropertyListWriter::uid(quint64 value)
 {
-    if (const auto it = m_uids.constFind(value); it != m_uids.cend())
-        return *it;
-    const int width = widthOf(value);
-    QByteArray encoded;
-    encoded.append(char(kUid | (width - 1)));
-    appendBigEndian(encoded, value, width);
-    const Ref ref = scalar(encoded);
-    m_uids.insert(value, ref);
-    return ref;
+    return cachedScalar(m_uids, value, [value] {
+        const int width = widthOf(value);
+        QByteArray encoded;
+        encoded.append(char(kUid | (width - 1)));
+        appendBigEndian(encoded, value, width);
+        return encoded;
+    });
 }
 
 VTBinaryPropertyListWriter::Ref VTBinaryPropertyListWriter::array(const std::vector<Ref> &elements)

@@ -39,6 +39,17 @@ private:
     };
 
     [[nodiscard]] Ref scalar(const QByteArray &encoded);
+    // The object already made for `key`, or a new one of the bytes `encode` gives:
+    // equal values share one object.
+    template <typename Key, typename Encode>
+    [[nodiscard]] Ref cachedScalar(QHash<Key, Ref> &cache, const Key &key, Encode encode)
+    {
+        if (const auto it = cache.constFind(key); it != cache.cend())
+            return *it;
+        const Ref ref = scalar(encode());
+        cache.insert(key, ref);
+        return ref;
+    }
     [[nodiscard]] Ref container(quint8 marker, qint64 start, qint64 count);
 
     std::vector<Object> m_objects;
